@@ -1,0 +1,79 @@
+# One helper per kind of target, so every area declares its targets the same way.
+
+# Warnings for every target of ours.
+function(veldrake_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
+                                           -Wno-unused-parameter)
+endfunction()
+
+# veldrake_core_library(name SOURCES... [DEPS ...]): one OBJECT core per subsystem.
+function(veldrake_core_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  if(NOT ARG_SOURCES)
+    return()  # a subsystem with no sources yet contributes nothing
+  endif()
+  add_library(${name} OBJECT ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include)
+  target_compile_definitions(${name} PRIVATE VELDRAKE_BUILDING_LIBRARY)
+  target_link_libraries(${name} PUBLIC Boost::headers ${ARG_DEPS})
+  veldrake_warnings(${name})
+  set_property(GLOBAL APPEND PROPERTY VELDRAKE_CORES ${name})
+endfunction()
+
+# veldrake_test(name SOURCES... [LIBS ...] [LABELS ...]): a GoogleTest program run by CTest.
+function(veldrake_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main Threads::Threads)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/common)
+  veldrake_warnings(${name})
+  include(GoogleTest)
+  # Tests run under a UTF-8 locale: the library never sets one, a host does.
+  gtest_discover_tests(${name}
+    PROPERTIES ENVIRONMENT "LC_ALL=C.UTF-8;VELDRAKE_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
+               LABELS "${ARG_LABELS}"
+    DISCOVERY_TIMEOUT 60)
+endfunction()
+
+# veldrake_fuzzer(what SOURCES... [LIBS ...]): with VELDRAKE_FUZZ a libFuzzer binary
+# fuzz_<what>; otherwise a replay program that runs every file of fuzz/corpus/<what>/
+# once, registered as a CTest test, so the corpus is a regression suite.
+function(veldrake_fuzzer what)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  set(corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${what})
+  if(VELDRAKE_FUZZ)
+    add_executable(fuzz_${what} ${ARG_SOURCES})
+    target_link_options(fuzz_${what} PRIVATE -fsanitize=fuzzer)
+    target_link_libraries(fuzz_${what} PRIVATE ${ARG_LIBS})
+  else()
+    add_executable(fuzz_${what}_replay ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/fuzz/common/ReplayMain.cpp)
+    target_link_libraries(fuzz_${what}_replay PRIVATE ${ARG_LIBS})
+    veldrake_warnings(fuzz_${what}_replay)
+    if(VELDRAKE_TESTS)
+      add_test(NAME fuzz_replay_${what} COMMAND fuzz_${what}_replay ${corpus})
+      set_tests_properties(fuzz_replay_${what} PROPERTIES ENVIRONMENT "LC_ALL=C.UTF-8" LABELS fuzz)
+    endif()
+  endif()
+endfunction()
+
+# veldrake_bench(name SOURCES... [LIBS ...]): a Google Benchmark program (never a test).
+function(veldrake_bench name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} benchmark::benchmark Threads::Threads)
+  veldrake_warnings(${name})
+endfunction()
+
+# Adds every immediate subdirectory of the current one that has a CMakeLists.txt, so
+# each area (tests/plist, fuzz/bplist, ...) owns its own folder.
+macro(veldrake_add_subdirectories)
+  file(GLOB _children LIST_DIRECTORIES true RELATIVE ${CMAKE_CURRENT_SOURCE_DIR}
+       ${CMAKE_CURRENT_SOURCE_DIR}/*)
+  list(SORT _children)
+  foreach(_child IN LISTS _children)
+    if(IS_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/${_child}
+       AND EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${_child}/CMakeLists.txt)
+      add_subdirectory(${_child})
+    endif()
+  endforeach()
+endmacro()

@@ -1,0 +1,28 @@
+// Message framing on the service's socket: a big-endian 32-bit payload length, then the
+// payload, in both directions. send/recv with flags 0 only; no time-out.
+//
+// The wire format is described in docs/protocol.md.
+#ifndef VELDRAKE_FRAME_H_
+#define VELDRAKE_FRAME_H_
+
+#include <string>
+#include <vector>
+
+// How a framed receive ended.
+enum class FrameResult {
+  Complete,       // a payload of the announced length is in the buffer
+  Empty,          // a length field of 0: nothing allocated, nothing more read
+  LengthNotRead,  // the length field could not be read (two attempts)
+  StreamEnded,    // the stream ended (or failed) inside the payload; the buffer is released
+};
+
+// Sends one frame. 0 when the length field and the whole message went out, -1 otherwise.
+// A closed peer never raises SIGPIPE in the host.
+int SendFrame(int socket, const std::string& message);
+
+// Reads one frame into `payload`, which ends with exactly the announced length on
+// Complete and empty otherwise. The buffer grows as bytes arrive, so a peer that
+// announces more than it sends costs only what it sent.
+FrameResult RecvFrame(int socket, std::vector<char>& payload);
+
+#endif  // VELDRAKE_FRAME_H_

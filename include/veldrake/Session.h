@@ -1,0 +1,41 @@
+// The library's entry points and the process-wide session state.
+//
+// A host calls GetData once per kind of data (1 contacts, 0 notes) and, after every
+// GetData that did not end in a conversation failure, DisContectDeviceAndProtocol. The
+// state below is process-wide: a host keeps its calls strictly one after the other.
+// GetData blocks for the whole conversation; no time-out is set anywhere.
+#ifndef VELDRAKE_SESSION_H_
+#define VELDRAKE_SESSION_H_
+
+#include "veldrake/Export.h"
+
+class prop;
+
+// The device handle; the host's, stored by StartContectDeviceAndProtocol.
+extern VELDRAKE_API void* pDeviceDev;
+// The service connection of the sync service; 0 when none is held.
+extern VELDRAKE_API void* iDeviceAFC;
+// The socket of the service connection.
+extern VELDRAKE_API int iSocket;
+// The record dictionary under analysis during contact analysis, null otherwise.
+extern VELDRAKE_API prop* pTemp;
+// Exported for hosts; the library neither reads nor writes them.
+extern VELDRAKE_API int iDeviceState;
+extern VELDRAKE_API char chUDID[256];
+
+// The record callback: a function taking one record (QX::Contact* or QX::Notes*) and
+// returning -1 to stop, anything else to go on.
+typedef int (*VeldrakeRecordCallback)(void* record);
+
+// Runs one export. Results: 0 done (or a dataKind that is neither 0 nor 1), -1 the
+// conversation failed (or a contact export stopped by the callback), -5 a null device,
+// -6 the service did not start, other values the platform's own failure code.
+extern "C" VELDRAKE_API int GetData(int dataKind, void* unused, void* device, void* callback);
+
+// Connects the device and starts the sync service; 0, -5, -6 or the platform's code.
+VELDRAKE_API int StartContectDeviceAndProtocol(char* unused, void* device);
+
+// Closes the service connection and disconnects the device; 0 or the platform's code.
+VELDRAKE_API int DisContectDeviceAndProtocol();
+
+#endif  // VELDRAKE_SESSION_H_

@@ -1,0 +1,194 @@
+// The property-list value model: bodies, static values, construction and conversions.
+#include "prop/prop.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+#include "prop/mg_gmtime64_s.h"
+#include "veldrake/Assert.h"
+
+namespace {
+
+const double kSecondsFrom1970To2001 = 978307200.0;
+// Keeps the truncation to a 64-bit integer defined for any date a device sends.
+const double kDateClamp = 9.0e15;
+
+}  // namespace
+
+// Null first, then the two booleans: every decoded boolean shares one of these bodies.
+const prop prop::Null;
+const prop prop::True = [] {
+  prop p;
+  p._value.reset(new prop::object(prop::object::TagTrue));
+  return p;
+}();
+const prop prop::False = [] {
+  prop p;
+  p._value.reset(new prop::object(prop::object::TagFalse));
+  return p;
+}();
+
+prop::object::object(int32_t tag) : type(tag), integer(0) {
+  switch (type) {
+    case TagData:
+    case TagAscii:
+      bytes = new std::string();
+      break;
+    case TagUnicode:
+      wide = new std::wstring();
+      break;
+    case TagArray:
+      array = new std::vector<prop>();
+      break;
+    case TagDict:
+      dict = new std::map<std::wstring, prop>();
+      break;
+    default:
+      break;
+  }
+}
+
+prop::object::object(const std::string& text) : type(TagAscii), bytes(new std::string(text)) {}
+
+prop::object::object(const std::wstring& text) : type(TagUnicode), wide(new std::wstring(text)) {}
+
+prop::object::~object() {
+  switch (type) {
+    case TagData:
+    case TagAscii:
+      delete bytes;
+      break;
+    case TagUnicode:
+      delete wide;
+      break;
+    case TagArray:
+      delete array;
+      break;
+    case TagDict:
+      delete dict;
+      break;
+    default:
+      break;
+  }
+}
+
+template <>
+prop::prop(std::string value) : _value(new object(value)) {}
+
+template <>
+prop::prop(std::wstring value) : _value(new object(value)) {}
+
+template <>
+prop::prop(long long value) : _value(new object(object::TagInteger)) {
+  _value->integer = value;
+}
+
+template <>
+prop::prop(double value) : _value(new object(object::TagReal)) {
+  _value->real = value;
+}
+
+prop prop::createDate(double secondsSince2001) {
+  prop p;
+  p._value.reset(new object(object::TagDate));
+  p._value->date = secondsSince2001;
+  return p;
+}
+
+std::string& prop::initData() {
+  _value.reset(new object(object::TagData));
+  return *_value->bytes;
+}
+
+void prop::initUID(unsigned long long value) {
+  _value.reset(new object(object::TagUid));
+  _value->uid = value;
+}
+
+std::vector<prop>& prop::initArray() {
+  _value.reset(new object(object::TagArray));
+  return *_value->array;
+}
+
+std::map<std::wstring, prop>& prop::initDict() {
+  _value.reset(new object(object::TagDict));
+  return *_value->dict;
+}
+
+std::wstring prop::toString() const {
+  VELDRAKE_ASSERT(_value);
+  if (_value->type == object::TagUnicode) return *_value->wide;
+  VELDRAKE_ASSERT(_value->type == object::TagAscii);
+  return fromAscii(*_value->bytes);
+}
+
+std::string prop::toUTF8String() const {
+  VELDRAKE_ASSERT(_value);
+  VELDRAKE_ASSERT(_value->type == object::TagAscii);
+  return *_value->bytes;
+}
+
+long long prop::toInteger() const {
+  VELDRAKE_ASSERT(_value);
+  VELDRAKE_ASSERT(_value->type == object::TagInteger);
+  return _value->integer;
+}
+
+std::string prop::toDate() const {
+  VELDRAKE_ASSERT(_value);
+  VELDRAKE_ASSERT(_value->type == object::TagDate);
+  double date = _value->date;
+  // A device may send NaN or a date far out of range; the cast below must stay defined.
+  if (std::isnan(date)) date = 0.0;
+  if (date > kDateClamp) date = kDateClamp;
+  if (date < -kDateClamp) date = -kDateClamp;
+  double t = static_cast<double>(static_cast<long long>(date)) + kSecondsFrom1970To2001;
+  struct tm parts;
+  mg_gmtime64_s(&parts, &t);
+  char buffer[32];
+  std::memset(buffer, 0, sizeof buffer);
+  std::strftime(buffer, sizeof buffer, "%m-%d-%Y %H:%M:%S", &parts);
+  return std::string(buffer);
+}
+
+std::string prop::toUtf8(const std::wstring& wide) {
+  const size_t n = wide.size();
+  // Join surrogate pairs into code points and replace lone surrogates, so that
+  // wcstombs sees characters, not halves of them. Never longer than the input.
+  std::wstring joined;
+  joined.reserve(n);
+  for (size_t i = 0; i < n; ++i) {
+    const unsigned long unit = static_cast<unsigned long>(wide[i]);
+    if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < n) {
+      const unsigned long low = static_cast<unsigned long>(wide[i + 1]);
+      if (low >= 0xDC00 && low <= 0xDFFF) {
+        joined.push_back(static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00)));
+        ++i;
+        continue;
+      }
+    }
+    if (unit >= 0xD800 && unit <= 0xDFFF) {
+      joined.push_back(static_cast<wchar_t>(0xFFFD));
+    } else {
+      joined.push_back(wide[i]);
+    }
+  }
+  const size_t capacity = 3 * n + 1;
+  // One byte beyond the limit, so the text stays terminated in any locale.
+  std::unique_ptr<char[]> buffer(new char[capacity + 1]());
+  std::wcstombs(buffer.get(), joined.c_str(), capacity);
+  return std::string(buffer.get());
+}
+
+std::wstring prop::fromAscii(const std::string& ascii) {
+  std::wstring wide(ascii.size(), L'\0');
+  for (size_t i = 0; i < ascii.size(); ++i) {
+    const signed char c = static_cast<signed char>(ascii[i]);
+    VELDRAKE_ASSERT(c >= 0 && c <= 127);
+    wide[i] = static_cast<wchar_t>(c);
+  }
+  return wide;
+}
