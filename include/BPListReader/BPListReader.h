@@ -6,6 +6,13 @@
 // A broken limit in the trailer or table makes open() return false; a broken limit in the
 // object data makes getRootObject() return prop::Null for the whole list.
 //
+// Limits that end in prop::Null: a reference or offset out of range, a real or date of
+// another width, a count that is no integer object or exceeds the bytes that remain, a
+// dictionary key that is no string or an ASCII key with a byte of 128 or more, a reference
+// back into an object being decoded, nesting deeper than kMaxDepth, more decoded objects
+// than the budget, and a root index that is not below the object count.
+// The wire format is described in docs/bplist-format.md.
+//
 // Ownership: the caller's buffer may go away once open() has returned; the props handed
 // out own their contents and outlive the reader. Thread contract: one reader, one thread.
 #ifndef VELDRAKE_BPLISTREADER_BPLISTREADER_H_
@@ -21,9 +28,10 @@ class BPListReader {
  public:
   // Decoding gives up (root prop::Null) past this nesting depth of containers.
   static const int kMaxDepth;
-  // ... and past this many decoded objects per byte of input, which keeps lists of shared
-  // references from expanding exponentially.
+  // ... and past this many decoded objects per byte of input (with kMinObjectBudget as the
+  // floor), which keeps lists of shared references from expanding exponentially.
   static const uint64_t kObjectsPerInputByte;
+  static const uint64_t kMinObjectBudget;
 
   BPListReader();
   virtual ~BPListReader();
@@ -32,14 +40,16 @@ class BPListReader {
   BPListReader& operator=(const BPListReader&) = delete;
 
   // True when the bytes are a binary property list, version "00", whose trailer and
-  // offset table lie within them.
+  // offset table lie within them (offset and reference widths of at most 8 bytes).
   bool open(const void* data, unsigned long length);
   // The decoded root, or prop::Null when the reader is empty or the data is broken.
   prop getRootObject();
   // Drops the data.
   void close();
 
-  // Internal operations, public for the tests of the decoder.
+  // Internal operations, public for the tests of the decoder. A broken limit sets
+  // _failed: setpos then leaves the position alone, ptr returns null, get leaves `out`
+  // untouched.
   bool init();
   void setpos(int64_t position);
   const unsigned char* ptr(int64_t advance);
@@ -57,12 +67,21 @@ class BPListReader {
   int64_t _start;
   std::string _data;
 
-  // Decoding state for the limits above: set when a limit breaks, the current depth,
-  // the objects decoded so far and the references being followed (to stop cycles).
+  // Decoding state for the limits above: open() succeeded, a limit broke, the current
+  // depth, the objects that may still be decoded, and one mark per object for those being
+  // decoded (to stop cycles).
+  bool _ready;
   bool _failed;
   int _depth;
-  uint64_t _decoded;
-  std::vector<unsigned long long> _path;
+  uint64_t _budget;
+  std::vector<unsigned char> _onPath;
+
+ private:
+  bool fail();
+  bool readCount(unsigned lowNibble, int64_t* count);
+  bool readKeyAtRef(unsigned long long ref, std::wstring* key);
+  prop readArray(int64_t count);
+  prop readDict(int64_t count);
 };
 
 #endif  // VELDRAKE_BPLISTREADER_BPLISTREADER_H_

@@ -1,0 +1,396 @@
+// The binary property list reader: container (header, trailer, offset table, read
+// position) and object decoding. Every limit a device's bytes can break sets _failed and
+// makes the decoder unwind; getRootObject then answers prop::Null for the whole list.
+#include "BPListReader/BPListReader.h"
+
+#include <boost/make_shared.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "veldrake/Assert.h"
+
+// Deep enough for every shape a device sends (replies nest four levels), shallow enough
+// that the recursion stays far inside a thread's stack, sanitizers included.
+const int BPListReader::kMaxDepth = 512;
+// An honest list decodes at most one object per reference byte; sharing by reference
+// multiplies that only a little. Past this the list is hostile.
+const uint64_t BPListReader::kObjectsPerInputByte = 4;
+const uint64_t BPListReader::kMinObjectBudget = 4096;
+
+namespace {
+
+const size_t kHeaderSize = 8;
+const size_t kTrailerReadSize = 26;  // the last 26 bytes; the 6 before them are never read
+
+// Big-endian unsigned number of `width` bytes (0 to 8), zero-extended.
+inline uint64_t ReadUnsigned(const unsigned char* p, unsigned width) {
+  switch (width) {
+    case 0:
+      return 0;
+    case 1:
+      return p[0];
+    case 2:
+      return (uint64_t(p[0]) << 8) | p[1];
+    default: {
+      uint64_t v = 0;
+      for (unsigned i = 0; i < width; ++i) v = (v << 8) | p[i];
+      return v;
+    }
+  }
+}
+
+// An integer of `width` bytes (a power of two): byte i lands at bit 8 * (width - 1 - i)
+// modulo 64, so wider numbers fold into 64 bits as the OR of their 8-byte words.
+inline uint64_t FoldInteger(const unsigned char* p, uint64_t width) {
+  if (width <= 8) return ReadUnsigned(p, static_cast<unsigned>(width));
+  uint64_t v = 0;
+  for (uint64_t i = 0; i < width; i += 8) v |= ReadUnsigned(p + i, 8);
+  return v;
+}
+
+inline prop MakeBody(prop::object::Tag tag) {
+  prop p;
+  p._value = boost::make_shared<prop::object>(tag);
+  return p;
+}
+
+}  // namespace
+
+BPListReader::BPListReader()
+    : _offsetSize(0),
+      _refSize(0),
+      _numObjects(0),
+      _topObject(0),
+      _offsetTableOffset(0),
+      _length(0),
+      _start(0),
+      _ready(false),
+      _failed(false),
+      _depth(0),
+      _budget(0) {}
+
+BPListReader::~BPListReader() {
+  close();
+}
+
+bool BPListReader::open(const void* data, unsigned long length) {
+  VELDRAKE_ASSERT(data != nullptr || length == 0);
+  close();
+  if (length > 0) _data.assign(static_cast<const char*>(data), length);
+  _start = 0;
+  _length = static_cast<int64_t>(_data.size());
+  if (_data.size() < kHeaderSize + kTrailerReadSize) return false;
+  if (std::memcmp(_data.data(), "bplist", 6) != 0) return false;
+  if (_data[6] != '0' || _data[7] != '0') return false;
+  _ready = init();
+  return _ready;
+}
+
+void BPListReader::close() {
+  std::string().swap(_data);
+  _length = 0;
+  _start = 0;
+  _ready = false;
+}
+
+bool BPListReader::init() {
+  _failed = false;
+  setpos(_length - static_cast<int64_t>(kTrailerReadSize));
+  const unsigned char* trailer = ptr(kTrailerReadSize);
+  if (trailer == nullptr) return false;
+  _offsetSize = trailer[0];
+  _refSize = trailer[1];
+  _numObjects = ReadUnsigned(trailer + 2, 8);
+  _topObject = ReadUnsigned(trailer + 10, 8);
+  _offsetTableOffset = ReadUnsigned(trailer + 18, 8);
+
+  // Everything after this point sizes allocations from the trailer, so the table is
+  // measured against the bytes first. A width of 0 still counts one byte per entry: the
+  // table then costs no bytes, but a list cannot hold more objects than bytes.
+  _offsets.clear();
+  _onPath.clear();
+  if (_offsetSize > 8 || _refSize > 8) return false;
+  if (_offsetTableOffset > static_cast<uint64_t>(_length)) return false;
+  const uint64_t remaining = static_cast<uint64_t>(_length) - _offsetTableOffset;
+  const uint64_t entryBytes = std::max<uint64_t>(_offsetSize, 1);
+  if (remaining / entryBytes < _numObjects) return false;
+
+  _offsets.resize(_numObjects);
+  _onPath.assign(_numObjects, 0);
+  setpos(static_cast<int64_t>(_offsetTableOffset));
+  const unsigned char* table = ptr(static_cast<int64_t>(_numObjects * _offsetSize));
+  if (table == nullptr) return false;
+  for (uint64_t i = 0; i < _numObjects; ++i)
+    _offsets[i] = ReadUnsigned(table + i * _offsetSize, _offsetSize);
+  return true;
+}
+
+bool BPListReader::fail() {
+  _failed = true;
+  return false;
+}
+
+void BPListReader::setpos(int64_t position) {
+  if (position < 0 || position > _length) {
+    fail();
+    return;
+  }
+  _start = position;
+}
+
+const unsigned char* BPListReader::ptr(int64_t advance) {
+  if (advance < 0 || advance > _length - _start) {
+    fail();
+    return nullptr;
+  }
+  const unsigned char* p = reinterpret_cast<const unsigned char*>(_data.data()) + _start;
+  _start += advance;
+  return p;
+}
+
+void BPListReader::get(std::string& out, unsigned long n) {
+  // Tested before `out` grows: n comes from the device.
+  if (n > static_cast<uint64_t>(_length - _start)) {
+    fail();
+    return;
+  }
+  out.assign(_data.data() + _start, n);
+  _start += static_cast<int64_t>(n);
+}
+
+prop BPListReader::getRootObject() {
+  if (!_ready || _data.empty()) return prop::Null;
+  _failed = false;
+  _depth = 0;
+  _budget = std::max(kMinObjectBudget, static_cast<uint64_t>(_length) * kObjectsPerInputByte);
+  std::fill(_onPath.begin(), _onPath.end(), 0);
+  // A root index outside the table is a broken reference like any other: no root.
+  prop root = readObjectAtRef(_topObject);
+  if (_failed) return prop::Null;
+  return root;
+}
+
+prop BPListReader::readObjectAtRef(unsigned long long ref) {
+  // _offsets and _onPath always have the same size, whatever the trailer said.
+  if (ref >= _offsets.size() || _onPath[ref] || _depth >= kMaxDepth) {
+    fail();
+    return prop();
+  }
+  const unsigned long long offset = _offsets[ref];
+  if (offset > static_cast<uint64_t>(_length)) {
+    fail();
+    return prop();
+  }
+  setpos(static_cast<int64_t>(offset));
+  _onPath[ref] = 1;
+  ++_depth;
+  prop result = readObject();
+  --_depth;
+  _onPath[ref] = 0;
+  return result;
+}
+
+bool BPListReader::readCount(unsigned lowNibble, int64_t* count) {
+  if (lowNibble != 0x0F) {
+    *count = lowNibble;
+    return true;
+  }
+  // The count is the integer object right behind the marker.
+  const unsigned char* marker = ptr(1);
+  if (marker == nullptr) return false;
+  if ((*marker & 0xF0) != 0x10) return fail();
+  const int64_t width = int64_t(1) << (*marker & 0x0F);
+  const unsigned char* bytes = ptr(width);
+  if (bytes == nullptr) return false;
+  *count = static_cast<int64_t>(FoldInteger(bytes, static_cast<uint64_t>(width)));
+  return true;
+}
+
+bool BPListReader::readKeyAtRef(unsigned long long ref, std::wstring* key) {
+  if (ref >= _offsets.size() || _offsets[ref] > static_cast<uint64_t>(_length) || _budget == 0)
+    return fail();
+  --_budget;
+  setpos(static_cast<int64_t>(_offsets[ref]));
+  const unsigned char* marker = ptr(1);
+  if (marker == nullptr) return false;
+  const unsigned kind = *marker & 0xF0;
+  if (kind != 0x50 && kind != 0x60) return fail();
+  int64_t count;
+  if (!readCount(*marker & 0x0F, &count)) return false;
+  const int64_t remaining = _length - _start;
+  if (count < 0 || (kind == 0x50 ? count > remaining : count > remaining / 2)) return fail();
+  if (kind == 0x50) {
+    const unsigned char* bytes = ptr(count);
+    key->resize(static_cast<size_t>(count));
+    for (int64_t i = 0; i < count; ++i) {
+      if (bytes[i] >= 0x80) return fail();  // an ASCII key has no such character
+      (*key)[i] = static_cast<wchar_t>(bytes[i]);
+    }
+  } else {
+    const unsigned char* bytes = ptr(count * 2);
+    key->resize(static_cast<size_t>(count));
+    for (int64_t i = 0; i < count; ++i)
+      (*key)[i] = static_cast<wchar_t>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
+  }
+  return true;
+}
+
+prop BPListReader::readArray(int64_t count) {
+  const int64_t remaining = _length - _start;
+  if (count < 0 || static_cast<uint64_t>(count) > _budget ||
+      (_refSize > 0 && count > remaining / _refSize)) {
+    fail();
+    return prop();
+  }
+  // The references stay in the copy of the input, which nothing changes while decoding,
+  // so they are read where they lie instead of into a list of their own.
+  const unsigned char* refs = ptr(count * _refSize);
+  if (refs == nullptr) return prop();
+  prop result = MakeBody(prop::object::TagArray);
+  std::vector<prop>& elements = *result._value->array;
+  elements.reserve(static_cast<size_t>(count));
+  for (int64_t i = 0; i < count; ++i) {
+    prop element = readObjectAtRef(ReadUnsigned(refs + i * _refSize, _refSize));
+    if (_failed) return prop();
+    elements.push_back(std::move(element));
+  }
+  return result;
+}
+
+prop BPListReader::readDict(int64_t count) {
+  const int64_t remaining = _length - _start;
+  if (count < 0 || static_cast<uint64_t>(count) > _budget / 2 ||
+      (_refSize > 0 && count > remaining / _refSize / 2)) {
+    fail();
+    return prop();
+  }
+  const unsigned char* keyRefs = ptr(2 * count * _refSize);
+  if (keyRefs == nullptr) return prop();
+  const unsigned char* valueRefs = keyRefs + count * _refSize;
+  prop result = MakeBody(prop::object::TagDict);
+  std::map<std::wstring, prop>& entries = *result._value->dict;
+  for (int64_t i = 0; i < count; ++i) {
+    std::wstring key;
+    if (!readKeyAtRef(ReadUnsigned(keyRefs + i * _refSize, _refSize), &key)) return prop();
+    prop value = readObjectAtRef(ReadUnsigned(valueRefs + i * _refSize, _refSize));
+    if (_failed) return prop();
+    // Of equal keys the last wins; devices mostly write keys in order, which the hint
+    // turns into appends.
+    entries.insert_or_assign(entries.end(), std::move(key), std::move(value));
+  }
+  return result;
+}
+
+prop BPListReader::readObject() {
+  if (_budget == 0) {
+    fail();
+    return prop();
+  }
+  --_budget;
+  const unsigned char* markerByte = ptr(1);
+  if (markerByte == nullptr) return prop();
+  const unsigned marker = *markerByte;
+  const unsigned low = marker & 0x0F;
+  switch (marker & 0xF0) {
+    case 0x00:
+      if (marker == prop::object::TagTrue) return prop::True;
+      if (marker == prop::object::TagFalse) return prop::False;
+      return prop::Null;  // null, and the unassigned markers beside it
+
+    case 0x10: {
+      const int64_t width = int64_t(1) << low;
+      const unsigned char* bytes = ptr(width);
+      if (bytes == nullptr) return prop();
+      prop result = MakeBody(prop::object::TagInteger);
+      result._value->integer =
+          static_cast<long long>(FoldInteger(bytes, static_cast<uint64_t>(width)));
+      return result;
+    }
+
+    case 0x20: {
+      if (marker != 0x22 && marker != 0x23) break;
+      const unsigned char* bytes = ptr(marker == 0x22 ? 4 : 8);
+      if (bytes == nullptr) return prop();
+      prop result = MakeBody(prop::object::TagReal);
+      if (marker == 0x22) {
+        const uint32_t word = static_cast<uint32_t>(ReadUnsigned(bytes, 4));
+        float single;
+        std::memcpy(&single, &word, sizeof single);
+        result._value->real = single;
+      } else {
+        const uint64_t word = ReadUnsigned(bytes, 8);
+        std::memcpy(&result._value->real, &word, sizeof word);
+      }
+      return result;
+    }
+
+    case 0x30: {
+      if (marker != 0x33) break;
+      const unsigned char* bytes = ptr(8);
+      if (bytes == nullptr) return prop();
+      const uint64_t word = ReadUnsigned(bytes, 8);
+      double seconds;
+      std::memcpy(&seconds, &word, sizeof seconds);
+      return prop::createDate(seconds);
+    }
+
+    case 0x40:
+    case 0x50: {
+      int64_t count;
+      if (!readCount(low, &count)) return prop();
+      if (count < 0) break;
+      prop result =
+          MakeBody((marker & 0xF0) == 0x40 ? prop::object::TagData : prop::object::TagAscii);
+      get(*result._value->bytes, static_cast<unsigned long>(count));
+      if (_failed) return prop();
+      return result;
+    }
+
+    case 0x60: {
+      int64_t count;
+      if (!readCount(low, &count)) return prop();
+      if (count < 0 || count > (_length - _start) / 2) break;
+      const unsigned char* bytes = ptr(count * 2);
+      if (bytes == nullptr) return prop();
+      prop result = MakeBody(prop::object::TagUnicode);
+      std::wstring& text = *result._value->wide;
+      text.resize(static_cast<size_t>(count));
+      for (int64_t i = 0; i < count; ++i)
+        text[i] = static_cast<wchar_t>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
+      return result;
+    }
+
+    case 0x80: {
+      if (low == 0x0F) {
+        int64_t dropped;  // a UID of the widest kind carries a count object first
+        if (!readCount(low, &dropped)) return prop();
+      }
+      const int64_t width = int64_t(1) << low;
+      const unsigned char* bytes = ptr(width);
+      if (bytes == nullptr) return prop();
+      prop result;
+      result.initUID(FoldInteger(bytes, static_cast<uint64_t>(width)));
+      return result;
+    }
+
+    case 0xA0: {
+      int64_t count;
+      if (!readCount(low, &count)) return prop();
+      return readArray(count);
+    }
+
+    case 0xD0: {
+      int64_t count;
+      if (!readCount(low, &count)) return prop();
+      return readDict(count);
+    }
+
+    default:
+      return prop::Null;  // 0x7n, 0x9n, 0xBn, 0xCn, 0xEn, 0xFn: unassigned
+  }
+  // A real or date of another width, or a count that cannot be right.
+  fail();
+  return prop();
+}
