@@ -1,0 +1,71 @@
+// PListContactAnalysis: gathers the contacts of one export from the device's replies and
+// delivers them.
+//
+// Every reply of the contact loop goes through Analysis, which decodes it and hands each
+// record dictionary, through the process-wide `pTemp`, to AnalysisContact (a person) or
+// AnalysisContactField (a phone number, an address and the like). Nothing is delivered
+// until Combinations joins each person to its items by number and lends it to the host's
+// callback, one record at a time.
+//
+// Ownership: the object owns every record in its three vectors. Combinations releases
+// what it delivers and, when it ends, every intermediate record and every item that no
+// contact took; the destructor releases whatever is still left. Thread contract: one
+// export at a time per process, since `pTemp` is process-wide.
+#ifndef VELDRAKE_PLISTCONTACTANALYSIS_H_
+#define VELDRAKE_PLISTCONTACTANALYSIS_H_
+
+#include <string>
+#include <vector>
+
+#include "veldrake/PListAddress.h"
+#include "veldrake/PListField.h"
+
+class prop;
+namespace QX {
+struct Contact;
+}
+
+class PListContactAnalysis {
+ public:
+  PListContactAnalysis() = default;
+  ~PListContactAnalysis();
+
+  PListContactAnalysis(const PListContactAnalysis&) = delete;
+  PListContactAnalysis& operator=(const PListContactAnalysis&) = delete;
+
+  // One reply of `length` bytes (no terminator; the caller keeps it). Results:
+  //   0  go on: the reply was no binary property list, or its records were gathered;
+  //  -1  the root is the null value or no array;
+  //  -2  the root array is empty;
+  //  -3  the reply names "SDMessageProcessChanges" and holds no outer dictionary.
+  // A null reply or a negative length is no data (0).
+  int Analysis(char* reply, int length);
+
+  // The person dictionary behind `pTemp`, under `key`. Appends one QX::Contact.
+  // Does nothing when `pTemp` is null.
+  void AnalysisContact(std::wstring key);
+
+  // The sub-record dictionary behind `pTemp`: `ownerText` names the owning contact,
+  // `propertyText` the device's property number. Appends one PListField or, for a postal
+  // address (5), one PListAddress. Does nothing when `pTemp` is null.
+  void AnalysisContactField(std::wstring ownerText, std::wstring propertyText);
+
+  // Joins each contact to its items and lends it to `callback` (an int(*)(void*) taking a
+  // QX::Contact*), then destroys it. -1 when the callback returned -1 (every remaining
+  // record is destroyed), 0 otherwise. `unused` plays no part. Runs once per object.
+  // REQUIRES: callback is a function whenever there are contacts.
+  int Combinations(std::vector<QX::Contact*>& unused, void* callback);
+
+  std::vector<QX::Contact*> contacts;
+  std::vector<PListField*> fields;
+  std::vector<PListAddress*> addresses;
+};
+
+// The text of a record: an array-new copy of `text` up to its first NUL, in an array of
+// exactly text.size() + 1 zero-filled bytes.
+char* NewRecordText(const std::string& text);
+// The text of a string value (tag 0x60 through prop::toUtf8, tag 0x50 unchanged) or, when
+// `dateAccepted`, of a date (prop::toDate); null for the null value and every other tag.
+char* NewRecordText(const prop& value, bool dateAccepted);
+
+#endif  // VELDRAKE_PLISTCONTACTANALYSIS_H_
