@@ -1,0 +1,127 @@
+// HTML escaping and Base64, the encoder checked against Python's base64 module.
+#include "veldrake/Encoders.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+// The bytes make_base64_table.py encodes for length n.
+std::string Pattern(size_t n) {
+  std::string bytes;
+  for (size_t i = 0; i < n; ++i) bytes += static_cast<char>((7 * i + 13 * n + 1) % 256);
+  return bytes;
+}
+
+// Expected encodings by input length, line breaks restored.
+std::vector<std::string> LoadExpected() {
+  std::ifstream in(BASE64_EXPECTED);
+  std::vector<std::string> table;
+  std::string line;
+  while (std::getline(in, line)) {
+    std::istringstream fields(line);
+    size_t n = 0;
+    std::string text;
+    fields >> n;
+    fields.ignore(1);
+    std::getline(fields, text);
+    for (char& c : text)
+      if (c == '|') c = '\n';
+    if (n == table.size()) table.push_back(text);
+  }
+  return table;
+}
+
+TEST(Base64Encode, MatchesPythonForEveryLengthUpTo200) {
+  const std::vector<std::string> expected = LoadExpected();
+  ASSERT_EQ(expected.size(), 201u);
+  for (size_t n = 0; n < expected.size(); ++n) {
+    const std::string input = Pattern(n);
+    EXPECT_EQ(base64_encode(input), expected[n]) << "length " << n;
+    EXPECT_EQ(base64_encode(reinterpret_cast<const unsigned char*>(input.data()),
+                            static_cast<unsigned>(n)),
+              expected[n])
+        << "length " << n;
+  }
+}
+
+TEST(Base64Encode, BreaksOnlyBehindFullLines) {
+  const std::string a56 = base64_encode(std::string(56, 'a'));
+  EXPECT_EQ(a56.size(), 76u);
+  EXPECT_EQ(a56.find('\n'), std::string::npos);
+  const std::string a57 = base64_encode(std::string(57, 'a'));
+  EXPECT_EQ(a57.size(), 77u);
+  EXPECT_EQ(a57.find('\n'), 76u);
+  const std::string a58 = base64_encode(std::string(58, 'a'));
+  EXPECT_EQ(a58.substr(76), "\nYQ==");
+  const std::string a114 = base64_encode(std::string(114, 'a'));
+  EXPECT_EQ(a114.size(), 154u);
+  EXPECT_EQ(a114[76], '\n');
+  EXPECT_EQ(a114[153], '\n');
+  EXPECT_EQ(base64_encode(nullptr, 0), "");
+  EXPECT_EQ(base64_encode(std::string("a\0b", 3)), "YQBi");
+}
+
+TEST(Base64Decode, RoundTripsPythonTextPaddedOrNot) {
+  const std::vector<std::string> expected = LoadExpected();
+  for (size_t n = 0; n < expected.size(); ++n) {
+    std::string joined;
+    for (char c : expected[n])
+      if (c != '\n') joined += c;
+    EXPECT_EQ(base64_decode(joined), Pattern(n)) << "length " << n;
+    EXPECT_EQ(base64_decode(joined.substr(0, joined.find('='))), Pattern(n)) << "length " << n;
+    // A line break stops the decoder: only the first line comes back.
+    EXPECT_EQ(base64_decode(expected[n]), Pattern(n).substr(0, 57)) << "length " << n;
+  }
+}
+
+TEST(Base64Decode, StopsAtTheFirstCharacterOutsideTheAlphabet) {
+  EXPECT_EQ(base64_decode("QUJD RUZH"), "ABC");
+  EXPECT_EQ(base64_decode("QUJD\nRUZH"), "ABC");
+  EXPECT_EQ(base64_decode("QUJD!RUZH"), "ABC");
+  EXPECT_EQ(base64_decode("QUJD-_"), "ABC");
+  EXPECT_EQ(base64_decode("QUJD\xC3\x81RUZH"), "ABC");
+  EXPECT_EQ(base64_decode(std::string("QUJD\0RUZH", 9)), "ABC");
+  EXPECT_EQ(base64_decode("QU=JD"), "A");
+  EXPECT_EQ(base64_decode("=QUJD"), "");
+  EXPECT_EQ(base64_decode(""), "");
+}
+
+TEST(Base64Decode, ShortTrailingGroupGivesOneByteFewerThanItsCharacters) {
+  EXPECT_EQ(base64_decode("QUJDR"), "ABC");
+  EXPECT_EQ(base64_decode("QUJDRA"), "ABCD");
+  EXPECT_EQ(base64_decode("QUJDREU"), "ABCDE");
+  EXPECT_EQ(base64_decode("//"), "\xFF");
+}
+
+TEST(HtmlEncode, EscapesEveryByteByItsRule) {
+  std::string all;
+  for (int b = 0; b < 256; ++b) all += static_cast<char>(b);
+  std::string expected;
+  for (int b = 0; b < 256; ++b) {
+    if (b < 0x20)
+      expected += "&#" + std::to_string(b) + ";";
+    else if (b == '&')
+      expected += "&amp;";
+    else if (b == '<')
+      expected += "&lt;";
+    else if (b == '>')
+      expected += "&gt;";
+    else
+      expected += static_cast<char>(b);
+  }
+  EXPECT_EQ(html_encode(all), expected);
+}
+
+TEST(HtmlEncode, EscapesAgainAndKeepsQuotesAndUtf8) {
+  EXPECT_EQ(html_encode("a<b>&amp;"), "a&lt;b&gt;&amp;amp;");
+  EXPECT_EQ(html_encode(std::string("x\0y\t", 4)), "x&#0;y&#9;");
+  EXPECT_EQ(html_encode("\"'\xC3\xA9\x7F"), "\"'\xC3\xA9\x7F");
+  EXPECT_EQ(html_encode(""), "");
+}
+
+}  // namespace
