@@ -1,0 +1,136 @@
+// The MobileDevice operations on stand-in devices. Each records its name on the device
+// first, then answers with a forced result if a test set one, and only then does its
+// work, so that every step of a start or close sequence can be made to fail.
+#include <sys/socket.h>
+
+#include <cstring>
+#include <string>
+
+#include "CoreFoundation/CoreFoundation.h"
+#include "MobileDevice/MobileDevice.h"
+#include "MobileDevice/mdsim.h"
+#include "StandIn.h"
+
+using mdsim::Connection;
+using mdsim::Device;
+using mdsim::Registry;
+
+namespace {
+
+const char kSyncService[] = "com.apple.mobilesync";
+
+// Runs `work` on the device under the registry's lock, after recording the call and
+// honouring a forced result.
+template <typename Work>
+int OnDevice(AMDeviceRef handle, const char* operation, Work work) {
+  Registry& registry = Registry::Get();
+  std::lock_guard<std::mutex> hold(registry.lock);
+  Device* device = registry.FindDevice(handle);
+  if (device == nullptr) return MDSIM_ERR_INVALID_ARGUMENT;
+  device->Record(operation);
+  int forced = 0;
+  if (device->Forced(operation, forced)) return forced;
+  return work(*device);
+}
+
+bool IsSyncService(CFStringRef service) {
+  if (service == nullptr) return false;
+  const CFIndex length = CFStringGetLength(service);
+  if (length != static_cast<CFIndex>(sizeof kSyncService - 1)) return false;
+  UInt8 text[sizeof kSyncService] = {0};
+  CFIndex used = 0;
+  CFStringGetBytes(service, CFRange{0, length}, kCFStringEncodingUTF8, '?', 0, text,
+                   sizeof text - 1, &used);
+  return used == length && std::memcmp(text, kSyncService, sizeof kSyncService - 1) == 0;
+}
+
+}  // namespace
+
+MDSIM_EXPORT int AMDeviceConnect(AMDeviceRef handle) {
+  return OnDevice(handle, "AMDeviceConnect", [](Device& device) {
+    device.connected = true;
+    return 0;
+  });
+}
+
+MDSIM_EXPORT int AMDeviceDisconnect(AMDeviceRef handle) {
+  return OnDevice(handle, "AMDeviceDisconnect", [](Device& device) {
+    device.connected = false;
+    device.session_open = false;
+    return 0;
+  });
+}
+
+MDSIM_EXPORT int AMDeviceStartSession(AMDeviceRef handle) {
+  return OnDevice(handle, "AMDeviceStartSession", [](Device& device) {
+    if (!device.connected) return MDSIM_ERR_NOT_CONNECTED;
+    device.session_open = true;
+    return 0;
+  });
+}
+
+MDSIM_EXPORT int AMDeviceStopSession(AMDeviceRef handle) {
+  return OnDevice(handle, "AMDeviceStopSession", [](Device& device) {
+    device.session_open = false;
+    return 0;
+  });
+}
+
+MDSIM_EXPORT int AMDeviceSecureStartService(AMDeviceRef handle, CFStringRef service, void* options,
+                                            AMDServiceConnectionRef* connection) {
+  mdsim::Endpoint endpoint;
+  int fd = -1;
+  const int checked = OnDevice(handle, "AMDeviceSecureStartService", [&](Device& device) {
+    if (connection == nullptr) return MDSIM_ERR_INVALID_ARGUMENT;
+    if (!device.connected) return MDSIM_ERR_NOT_CONNECTED;
+    if (!IsSyncService(service)) return MDSIM_ERR_SERVICE_PROHIBITED;
+    if (device.endpoint.kind == mdsim::Endpoint::Kind::Fd) {
+      if (device.fd_used) return MDSIM_ERR_CONNECTION_FAILED;
+      device.fd_used = true;
+      fd = device.endpoint.fd;
+    }
+    endpoint = device.endpoint;
+    return 0;
+  });
+  if (checked != 0) return checked;
+
+  // Connecting may block; it happens outside the lock.
+  if (fd < 0) fd = mdsim::ConnectEndpoint(endpoint);
+  if (fd < 0) return MDSIM_ERR_CONNECTION_FAILED;
+
+  Registry& registry = Registry::Get();
+  std::lock_guard<std::mutex> hold(registry.lock);
+  Device* device = registry.FindDevice(handle);
+  if (device == nullptr) {  // freed while we were connecting
+    mdsim::ShutDownAndClose(fd);
+    return MDSIM_ERR_INVALID_ARGUMENT;
+  }
+  const uintptr_t id = registry.next_handle++;
+  registry.connections[id] = Connection{device, fd};
+  *connection = reinterpret_cast<AMDServiceConnectionRef>(id);
+  return 0;
+}
+
+MDSIM_EXPORT int AMDServiceConnectionGetSocket(AMDServiceConnectionRef handle) {
+  Registry& registry = Registry::Get();
+  std::lock_guard<std::mutex> hold(registry.lock);
+  Connection* connection = registry.FindConnection(handle);
+  if (connection == nullptr) return -1;
+  connection->device->Record("AMDServiceConnectionGetSocket");
+  int forced = 0;
+  if (connection->device->Forced("AMDServiceConnectionGetSocket", forced)) return forced;
+  return connection->fd;
+}
+
+MDSIM_EXPORT int AFCConnectionClose(AMDServiceConnectionRef handle) {
+  Registry& registry = Registry::Get();
+  std::lock_guard<std::mutex> hold(registry.lock);
+  Connection* connection = registry.FindConnection(handle);
+  if (connection == nullptr) return MDSIM_ERR_INVALID_ARGUMENT;
+  connection->device->Record("AFCConnectionClose");
+  int forced = 0;
+  if (connection->device->Forced("AFCConnectionClose", forced)) return forced;
+  mdsim::ShutDownAndClose(connection->fd);
+  registry.connections.erase(reinterpret_cast<uintptr_t>(handle));
+  return 0;
+}
