@@ -49,6 +49,14 @@ class Connection {
     ::shutdown(fd_, SHUT_RDWR);
   }
 
+  // Sends a frame (or the first part of one): the length field in one piece, since a
+  // reader may take a short length read as a failure, and then the payload, one byte per
+  // send() when `split`.
+  bool sendFrame(const std::string& bytes, bool split, int pauseMillis) {
+    if (!split || bytes.size() <= 4) return send(bytes, false, 0);
+    return send(bytes.substr(0, 4), false, 0) && send(bytes.substr(4), true, pauseMillis);
+  }
+
   // Reads one frame. False when the peer closed or failed, before or inside the frame.
   bool readFrame(std::string& payload) {
     unsigned char head[4];
@@ -236,7 +244,8 @@ Transcript ServeLoop(int fd, const AddressBook& book, const NoteStore& notes,
       connection.hangUp();
       break;
     }
-    for (int i = 0; i < emptyFrames; ++i) connection.send(std::string(4, '\0'), split, splitPause);
+    for (int i = 0; i < emptyFrames; ++i)
+      connection.sendFrame(std::string(4, '\0'), split, splitPause);
 
     std::optional<std::string> reply;
     if (options.scriptedReply) reply = options.scriptedReply(label, occurrence);
@@ -248,11 +257,11 @@ Transcript ServeLoop(int fd, const AddressBook& book, const NoteStore& notes,
       if (cutAt >= 0) {
         // The length field and part of the payload, never the whole of it.
         size_t keep = reply->empty() ? 0 : std::min<size_t>(cutAt, reply->size() - 1);
-        connection.send(frame.substr(0, 4 + keep), split, splitPause);
+        connection.sendFrame(frame.substr(0, 4 + keep), split, splitPause);
         connection.hangUp();
         break;
       }
-      connection.send(frame, split, splitPause);
+      connection.sendFrame(frame, split, splitPause);
     }
     if (label == "M11") break;
   }

@@ -37,7 +37,8 @@ struct Fault {
     CloseInPayload,     // send the length field and `value` payload bytes, then close
     Garbage,            // reply with a frame that is no property list
     PauseMillis,        // wait `value` milliseconds before replying
-    SplitBytes,         // send the reply's frame one byte per send()
+    SplitBytes,         // send the reply's payload one byte per send() (`value` ms apart);
+                        // the length field goes in one piece
   };
   std::string label;
   int occurrence = 0;
