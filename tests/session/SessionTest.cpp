@@ -1,0 +1,267 @@
+// The start and close sequences, seen through the stand-in device's call log and the
+// console, and GetData against a device that goes away mid-conversation.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdio.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "MobileDevice/mdsim.h"
+#include "veldrake/Session.h"
+
+namespace {
+
+const char kStart[] =
+    "AMDeviceDisconnect,AMDeviceConnect,AMDeviceStopSession,AMDeviceStartSession,"
+    "AMDeviceSecureStartService,AMDeviceStopSession,AMDServiceConnectionGetSocket";
+const char kClose[] = "AFCConnectionClose,AMDeviceDisconnect";
+
+// Whatever `run` printed to standard output.
+std::string Stdout(const std::function<void()>& run) {
+  fflush(stdout);
+  FILE* sink = tmpfile();
+  const int saved = dup(fileno(stdout));
+  dup2(fileno(sink), fileno(stdout));
+  run();
+  fflush(stdout);
+  dup2(saved, fileno(stdout));
+  close(saved);
+  std::string text;
+  rewind(sink);
+  char chunk[256];
+  size_t n;
+  while ((n = fread(chunk, 1, sizeof chunk, sink)) > 0) text.append(chunk, n);
+  fclose(sink);
+  return text;
+}
+
+int IgnoreRecord(void*) {
+  return 0;
+}
+
+// A stand-in device whose service is one end of a socketpair; `device_end` is the other.
+class Session : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    pDeviceDev = nullptr;
+    iDeviceAFC = nullptr;
+    iSocket = 0;
+    int fds[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+    device_end = fds[1];
+    service_end = fds[0];
+    device = mdsim_device_new(("fd:" + std::to_string(fds[0])).c_str());
+    ASSERT_NE(device, nullptr);
+  }
+  void TearDown() override {
+    mdsim_device_free(device);  // closes whatever the library left open
+    close(device_end);
+    pDeviceDev = nullptr;
+    iDeviceAFC = nullptr;
+  }
+  std::string Calls() const { return mdsim_device_calls(device); }
+  int Run(int dataKind) {
+    return GetData(dataKind, nullptr, device, reinterpret_cast<void*>(&IgnoreRecord));
+  }
+  bool DeviceEndSeesEndOfStream() {
+    char byte;
+    return recv(device_end, &byte, 1, 0) == 0;
+  }
+
+  void* device = nullptr;
+  int device_end = -1;
+  int service_end = -1;
+};
+
+TEST_F(Session, NullDeviceReturnsMinus5WithoutAnyCall) {
+  ASSERT_EQ(Run(2), 0);
+  ASSERT_EQ(DisContectDeviceAndProtocol(), 0);
+  const std::string before = Calls();
+  EXPECT_EQ(GetData(1, nullptr, nullptr, reinterpret_cast<void*>(&IgnoreRecord)), -5);
+  EXPECT_EQ(pDeviceDev, nullptr);
+  EXPECT_EQ(DisContectDeviceAndProtocol(), 0);
+  EXPECT_EQ(Calls(), before);
+}
+
+TEST_F(Session, OtherDataKindsConnectAndLeaveEverythingOpen) {
+  iSocket = -77;
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(2), 0); }), "");
+  EXPECT_EQ(Calls(), kStart);
+  EXPECT_EQ(pDeviceDev, device);
+  EXPECT_NE(iDeviceAFC, nullptr);
+  EXPECT_EQ(iSocket, service_end);
+
+  EXPECT_EQ(DisContectDeviceAndProtocol(), 0);
+  EXPECT_EQ(Calls(), std::string(kStart) + "," + kClose);
+  EXPECT_EQ(iDeviceAFC, nullptr);
+  EXPECT_EQ(pDeviceDev, device);
+  EXPECT_EQ(iSocket, service_end);
+  EXPECT_TRUE(DeviceEndSeesEndOfStream());
+}
+
+TEST_F(Session, NegativeDataKindRunsNoConversationEither) {
+  EXPECT_EQ(Run(-1), 0);
+  EXPECT_EQ(Calls(), kStart);
+  char byte;
+  EXPECT_EQ(recv(device_end, &byte, 1, MSG_DONTWAIT), -1) << "nothing may have been sent";
+}
+
+TEST_F(Session, FailedConnectIsReturnedUnchangedAndSilently) {
+  mdsim_device_set_result(device, "AMDeviceConnect", MDSIM_ERR_NOT_CONNECTED);
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(1), MDSIM_ERR_NOT_CONNECTED); }), "");
+  EXPECT_EQ(Calls(), "AMDeviceDisconnect,AMDeviceConnect");
+  EXPECT_EQ(iDeviceAFC, nullptr);
+}
+
+TEST_F(Session, FirstDisconnectOfTheStartIsSilent) {
+  mdsim_device_set_result(device, "AMDeviceDisconnect", -3);
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(2), 0); }), "");
+  EXPECT_EQ(Calls(), kStart);
+}
+
+TEST_F(Session, FailedStartSessionIsPrintedAndTheStartGoesOn) {
+  mdsim_device_set_result(device, "AMDeviceStartSession", -123);
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(2), 0); }), "[RET]AMDeviceStartSession() = -123\n");
+  EXPECT_EQ(Calls(), kStart);
+  EXPECT_EQ(iSocket, service_end);
+}
+
+TEST_F(Session, FailedServiceStartReturnsMinus6AndPrintsItsValue) {
+  mdsim_device_set_result(device, "AMDeviceSecureStartService", MDSIM_ERR_SERVICE_PROHIBITED);
+  const std::string printed = Stdout([&] { EXPECT_EQ(Run(1), -6); });
+  EXPECT_EQ(printed, "Could not start AFC service  [RET]AMDeviceSecureStartService() = " +
+                         std::to_string(MDSIM_ERR_SERVICE_PROHIBITED) + "\n");
+  EXPECT_EQ(Calls(),
+            "AMDeviceDisconnect,AMDeviceConnect,AMDeviceStopSession,AMDeviceStartSession,"
+            "AMDeviceSecureStartService");
+  EXPECT_EQ(iDeviceAFC, nullptr);
+}
+
+TEST_F(Session, FailedSecondStopSessionIsReturnedAndKeepsTheOldSocket) {
+  iSocket = 4242;
+  mdsim_device_set_result(device, "AMDeviceStopSession", 9);
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(1), 9); }), "[RET]AMDeviceStopSession() = 9\n");
+  EXPECT_EQ(Calls(),
+            "AMDeviceDisconnect,AMDeviceConnect,AMDeviceStopSession,AMDeviceStartSession,"
+            "AMDeviceSecureStartService,AMDeviceStopSession");
+  EXPECT_EQ(iSocket, 4242);
+  EXPECT_NE(iDeviceAFC, nullptr) << "the service connection stays open";
+}
+
+TEST_F(Session, DisconnectBeforeAnyStartCallsNothing) {
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(DisContectDeviceAndProtocol(), 0); }), "");
+  EXPECT_EQ(Calls(), "");
+}
+
+TEST_F(Session, SecondDisconnectSkipsTheCloseButDisconnectsAgain) {
+  ASSERT_EQ(Run(2), 0);
+  EXPECT_EQ(DisContectDeviceAndProtocol(), 0);
+  EXPECT_EQ(DisContectDeviceAndProtocol(), 0);
+  EXPECT_EQ(Calls(), std::string(kStart) + "," + kClose + ",AMDeviceDisconnect");
+}
+
+TEST_F(Session, FailedCloseKeepsTheConnectionAndSkipsTheDisconnect) {
+  ASSERT_EQ(Run(2), 0);
+  void* connection = iDeviceAFC;
+  mdsim_device_set_result(device, "AFCConnectionClose", -7);
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(DisContectDeviceAndProtocol(), -7); }),
+            "[RET]AFCConnectionClose() = -7\n");
+  EXPECT_EQ(iDeviceAFC, connection);
+  EXPECT_EQ(Calls(), std::string(kStart) + ",AFCConnectionClose");
+
+  mdsim_device_set_result(device, "AFCConnectionClose", 0);
+  EXPECT_EQ(DisContectDeviceAndProtocol(), 0);
+  EXPECT_EQ(Calls(), std::string(kStart) + ",AFCConnectionClose," + kClose);
+  EXPECT_EQ(iDeviceAFC, nullptr);
+}
+
+TEST_F(Session, FailedDisconnectOnCloseIsPrintedAndReturned) {
+  ASSERT_EQ(Run(2), 0);
+  mdsim_device_set_result(device, "AMDeviceDisconnect", -8);
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(DisContectDeviceAndProtocol(), -8); }),
+            "[RET]AMDeviceDisconnect() = -8\n");
+  EXPECT_EQ(iDeviceAFC, nullptr);
+}
+
+TEST_F(Session, FailedConversationClosesTheSessionItself) {
+  close(device_end);  // the device is gone before the first reply
+  device_end = -1;
+  struct sigaction deflt {};
+  deflt.sa_handler = SIG_DFL;
+  struct sigaction saved {};
+  sigaction(SIGPIPE, &deflt, &saved);
+  EXPECT_EQ(Run(1), -1);
+  EXPECT_EQ(iDeviceAFC, nullptr);
+  EXPECT_EQ(Calls(), std::string(kStart) + "," + kClose);
+  sigaction(SIGPIPE, &saved, nullptr);
+}
+
+TEST_F(Session, FailedConversationWithAFailedCloseStillReturnsMinus1) {
+  close(device_end);
+  device_end = -1;
+  mdsim_device_set_result(device, "AFCConnectionClose", -7);
+  struct sigaction ignore {};
+  ignore.sa_handler = SIG_IGN;
+  struct sigaction saved {};
+  sigaction(SIGPIPE, &ignore, &saved);
+  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(1), -1); }), "[RET]AFCConnectionClose() = -7\n");
+  sigaction(SIGPIPE, &saved, nullptr);
+  EXPECT_NE(iDeviceAFC, nullptr);
+}
+
+// A device on a listening Unix socket that answers the first frame and then goes away.
+TEST(SessionAgainstAListeningDevice, PeerClosingMidConversationLeavesTheHostAlive) {
+  char dir[] = "/tmp/veldrake-session-XXXXXX";
+  ASSERT_NE(mkdtemp(dir), nullptr);
+  const std::string path = std::string(dir) + "/device.sock";
+  const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+  struct sockaddr_un address {};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(listener, 4), 0);
+
+  struct sigaction deflt {};
+  deflt.sa_handler = SIG_DFL;
+  struct sigaction saved {};
+  sigaction(SIGPIPE, &deflt, &saved);  // a delivered SIGPIPE would end this test program
+  void* device = mdsim_device_new(("unix:" + path).c_str());
+  ASSERT_NE(device, nullptr);
+  for (int kind : {1, 0}) {
+    SCOPED_TRACE(kind);
+    std::thread peer([&] {
+      const int conn = accept(listener, nullptr, nullptr);
+      char header[4];
+      if (recv(conn, header, 4, MSG_WAITALL) == 4) {
+        const uint32_t length = (uint32_t(uint8_t(header[0])) << 24) |
+                                (uint32_t(uint8_t(header[1])) << 16) |
+                                (uint32_t(uint8_t(header[2])) << 8) | uint8_t(header[3]);
+        std::string body(length, '\0');
+        recv(conn, &body[0], length, MSG_WAITALL);
+        const char empty_reply[4] = {0, 0, 0, 0};
+        send(conn, empty_reply, 4, MSG_NOSIGNAL);
+        const char half_reply[6] = {0, 0, 0, 9, 'b', 'p'};  // a frame cut short
+        send(conn, half_reply, 6, MSG_NOSIGNAL);
+      }
+      close(conn);
+    });
+    EXPECT_EQ(GetData(kind, nullptr, device, reinterpret_cast<void*>(&IgnoreRecord)), -1);
+    peer.join();
+    EXPECT_EQ(iDeviceAFC, nullptr) << "the failed conversation closed the session";
+  }
+  sigaction(SIGPIPE, &saved, nullptr);
+  mdsim_device_free(device);
+  close(listener);
+  unlink(path.c_str());
+  rmdir(dir);
+}
+
+}  // namespace
