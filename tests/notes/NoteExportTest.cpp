@@ -1,0 +1,260 @@
+// The note export end to end: GetData(0, ...) through the MobileDevice stand-in against the
+// in-process device emulator, with the messages on the wire checked in its transcript.
+#include <algorithm>
+#include <clocale>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "MobileDevice/mdsim.h"
+#include "QX/Notes.h"
+#include "devicesim/BPListWriter.h"
+#include "devicesim/Device.h"
+#include "devicesim/NoteStore.h"
+#include "prop/prop.h"
+#include "veldrake/Session.h"
+
+namespace {
+
+using devicesim::DeviceOptions;
+using devicesim::Fault;
+using devicesim::NoteStore;
+using Labels = std::vector<std::string>;
+
+struct Seen {
+  std::string subject, content;
+  int64_t date;
+};
+
+std::vector<Seen> gSeen;
+int gStopAt = -1;  // 0-based call that returns -1
+
+int Record(QX::Notes* note) {
+  gSeen.push_back({note->subject ? note->subject : "<null>",
+                   note->content ? note->content : "<null>", note->dateModified});
+  return static_cast<int>(gSeen.size()) - 1 == gStopAt ? -1 : 0;
+}
+
+struct Outcome {
+  int result = 0;
+  bool sessionLeftOpen = false;
+  Labels wire;
+};
+
+Outcome ExportNotes(NoteStore store, DeviceOptions options) {
+  gSeen.clear();
+  devicesim::InProcessDevice emulator({}, std::move(store), std::move(options));
+  void* device = mdsim_device_new(emulator.endpoint().c_str());
+  Outcome out;
+  out.result = GetData(0, nullptr, device, reinterpret_cast<void*>(&Record));
+  out.sessionLeftOpen = iDeviceAFC != nullptr;
+  // The device stops at M11 or at the end of the stream: let it read everything the
+  // library sent before the host closes the session (a failed export closed it already).
+  out.wire = emulator.wait().received;
+  if (out.result == 0) {
+    EXPECT_EQ(DisContectDeviceAndProtocol(), 0);
+  }
+  mdsim_device_free(device);
+  return out;
+}
+
+// The notes of `store` as the host must see them: batch by batch, each batch in the order
+// of its keys as text (the device files notes under their numbers).
+std::vector<Seen> Expected(const NoteStore& store, size_t batchSize, size_t limit = SIZE_MAX) {
+  std::vector<Seen> all;
+  for (size_t begin = 0; begin < store.notes.size(); begin += batchSize) {
+    std::vector<size_t> batch;
+    for (size_t i = begin; i < std::min(begin + batchSize, store.notes.size()); ++i) {
+      batch.push_back(i);
+    }
+    std::sort(batch.begin(), batch.end(),
+              [](size_t a, size_t b) { return std::to_string(a) < std::to_string(b); });
+    for (size_t i : batch) {
+      const devicesim::Note& n = store.notes[i];
+      all.push_back({n.subject, n.content, static_cast<int64_t>(std::trunc(n.modified))});
+    }
+  }
+  if (all.size() > limit) all.resize(limit);
+  return all;
+}
+
+void ExpectSeen(const std::vector<Seen>& expected) {
+  ASSERT_EQ(gSeen.size(), expected.size());
+  for (size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(gSeen[i].subject, expected[i].subject) << "note " << i;
+    EXPECT_EQ(gSeen[i].content, expected[i].content) << "note " << i;
+    EXPECT_EQ(gSeen[i].date, expected[i].date) << "note " << i;
+  }
+}
+
+Labels Wire(std::initializer_list<const char*> head, int acks, bool closed) {
+  Labels labels(head.begin(), head.end());
+  labels.insert(labels.end(), acks, "M8");
+  if (closed) labels.insert(labels.end(), {"M10", "M11"});
+  return labels;
+}
+
+DeviceOptions Batches(size_t size) {
+  DeviceOptions options;
+  options.batchSize = size;
+  return options;
+}
+
+class NoteExportTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr); }
+  void SetUp() override { gStopAt = -1; }
+};
+
+TEST_F(NoteExportTest, ExportsEveryNoteBatchByBatch) {
+  const NoteStore store = devicesim::GenerateNotes(450, 7);
+  const Outcome e = ExportNotes(store, Batches(100));
+  EXPECT_EQ(e.result, 0);
+  EXPECT_TRUE(e.sessionLeftOpen);
+  // Five batches, then the reply without records that ends the loop.
+  EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 6, true));
+  ExpectSeen(Expected(store, 100));
+}
+
+TEST_F(NoteExportTest, TextsArriveAsUtf8AndDatesAsWholeSeconds) {
+  NoteStore store;
+  store.notes = {{"Caf\xC3\xA9 \xE2\x98\x95", "na\xC3\xAFve \xF0\x9F\x8E\x89 \xE2\x9C\x93", 1.9},
+                 {"plain", "ascii only", -1.9},
+                 {"", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E", 700000000.75}};
+  const Outcome e = ExportNotes(store, Batches(100));
+  EXPECT_EQ(e.result, 0);
+  ExpectSeen({{"Caf\xC3\xA9 \xE2\x98\x95", "na\xC3\xAFve \xF0\x9F\x8E\x89 \xE2\x9C\x93", 1},
+              {"plain", "ascii only", -1},
+              {"", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E", 700000000}});
+}
+
+TEST_F(NoteExportTest, HostStopStillClosesAndLeavesTheSessionOpen) {
+  const NoteStore store = devicesim::GenerateNotes(3, 11);
+  gStopAt = 1;
+  const Outcome e = ExportNotes(store, Batches(100));
+  EXPECT_EQ(e.result, 0);
+  EXPECT_TRUE(e.sessionLeftOpen);
+  EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 1, true));
+  ExpectSeen(Expected(store, 100, 2));
+}
+
+TEST_F(NoteExportTest, ReplyWithoutRecordsEndsTheLoop) {
+  const Outcome e = ExportNotes(NoteStore{}, Batches(100));
+  EXPECT_EQ(e.result, 0);
+  EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 1, true));
+  EXPECT_TRUE(gSeen.empty());
+}
+
+TEST_F(NoteExportTest, EmptyFramesAreRepliesInEveryState) {
+  const NoteStore store = devicesim::GenerateNotes(25, 3);
+  for (const char* label : {"M1", "M5", "M7"}) {
+    DeviceOptions options = Batches(10);
+    options.scriptedReply = [label](const std::string& l, int occurrence) {
+      return l == label && occurrence == 0 ? std::optional<std::string>("") : std::nullopt;
+    };
+    const Outcome e = ExportNotes(store, options);
+    EXPECT_EQ(e.result, 0) << label;
+    EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 4, true)) << label;
+    ExpectSeen(Expected(store, 10));
+  }
+  // An empty frame in the loop is answered with another acknowledgement; the replies then
+  // arrive one acknowledgement late and none is lost.
+  DeviceOptions options = Batches(10);
+  options.faults.push_back({"M8", 0, Fault::EmptyFrame, 1});
+  const Outcome e = ExportNotes(store, options);
+  EXPECT_EQ(e.result, 0);
+  EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 5, true));
+  ExpectSeen(Expected(store, 10));
+}
+
+TEST_F(NoteExportTest, OnlyEmptyFramesKeepAcknowledgingUntilTheStreamFails) {
+  DeviceOptions options = Batches(10);
+  options.scriptedReply = [](const std::string& l, int occurrence) {
+    return l == "M8" ? std::optional<std::string>("") : std::nullopt;
+  };
+  options.faults.push_back({"M8", 5, Fault::CloseBeforeLength, 0});
+  const Outcome e = ExportNotes(devicesim::GenerateNotes(25, 3), options);
+  EXPECT_EQ(e.result, -1);
+  EXPECT_FALSE(e.sessionLeftOpen);
+  EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 6, false));
+  EXPECT_TRUE(gSeen.empty());
+}
+
+TEST_F(NoteExportTest, StreamEndingInAPayloadFailsWithoutClosingMessages) {
+  const NoteStore store = devicesim::GenerateNotes(25, 5);
+  struct Case {
+    const char* label;
+    int occurrence;
+    Labels wire;
+    size_t delivered;
+  };
+  const Case cases[] = {
+      {"M1", 0, {"M1"}, 0},
+      {"M5", 0, {"M1", "M5"}, 0},
+      {"M7", 0, {"M1", "M5", "M7"}, 0},
+      {"M8", 1, Wire({"M1", "M5", "M7"}, 2, false), 10},
+  };
+  for (const Case& c : cases) {
+    DeviceOptions options = Batches(10);
+    options.faults.push_back({c.label, c.occurrence, Fault::CloseInPayload, 3});
+    const Outcome e = ExportNotes(store, options);
+    EXPECT_EQ(e.result, -1) << c.label;
+    EXPECT_FALSE(e.sessionLeftOpen) << c.label;
+    EXPECT_EQ(e.wire, c.wire) << c.label;
+    ExpectSeen(Expected(store, 10, c.delivered));
+  }
+}
+
+// Replies to the acknowledgement that are no usable note batch: the export never breaks,
+// and a reply the analysis cannot read is simply followed by the next acknowledgement.
+TEST_F(NoteExportTest, HostileRepliesEndOrSkipButNeverBreak) {
+  const NoteStore store = devicesim::GenerateNotes(5, 9);
+  prop notArray;
+  notArray.initDict()[L"0"] = devicesim::MakeString("x");
+  prop emptyArray;
+  emptyArray.initArray();
+  std::string valid = devicesim::WriteBinaryPlist(emptyArray);
+  struct Case {
+    const char* name;
+    std::string payload;
+    bool analysisStops;  // the reply ends the loop; otherwise the next M8 goes out
+  };
+  const Case cases[] = {
+      {"text", "<plist>not binary</plist>", false},
+      {"short", "bplist00", false},
+      {"truncated", valid.substr(0, valid.size() - 3), false},
+      {"null root", devicesim::WriteBinaryPlist(prop::Null), true},
+      {"dictionary root", devicesim::WriteBinaryPlist(notArray), true},
+      {"empty root array", valid, true},
+  };
+  for (const Case& c : cases) {
+    DeviceOptions options = Batches(10);
+    const std::string payload = c.payload;
+    options.scriptedReply = [payload](const std::string& l, int occurrence) {
+      return l == "M8" && occurrence == 0 ? std::optional<std::string>(payload) : std::nullopt;
+    };
+    const Outcome e = ExportNotes(store, options);
+    EXPECT_EQ(e.result, 0) << c.name;
+    EXPECT_TRUE(e.sessionLeftOpen) << c.name;
+    if (c.analysisStops) {
+      EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 1, true)) << c.name;
+      EXPECT_TRUE(gSeen.empty()) << c.name;
+    } else {
+      // The device holds the batch back until the next acknowledgement.
+      EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 3, true)) << c.name;
+      ExpectSeen(Expected(store, 10));
+    }
+  }
+  // Whatever stands in the replies that are dropped unseen does not matter.
+  for (const char* label : {"M1", "M5", "M7"}) {
+    DeviceOptions options = Batches(10);
+    options.faults.push_back({label, 0, Fault::Garbage, 0});
+    const Outcome e = ExportNotes(store, options);
+    EXPECT_EQ(e.result, 0) << label;
+    ExpectSeen(Expected(store, 10));
+  }
+}
+
+}  // namespace
