@@ -119,6 +119,8 @@ bool BPListReader::init() {
 
   _offsets.resize(_numObjects);
   _onPath.assign(_numObjects, 0);
+  _depth = 0;
+  _budget = std::max(kMinObjectBudget, static_cast<uint64_t>(_length) * kObjectsPerInputByte);
   setpos(static_cast<int64_t>(_offsetTableOffset));
   const unsigned char* table = ptr(static_cast<int64_t>(_numObjects * _offsetSize));
   if (table == nullptr) return false;

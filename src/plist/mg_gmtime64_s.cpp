@@ -112,8 +112,9 @@ int mg_gmtime64_s(struct tm* ptm, const double* timp) {
   ptm->tm_mon = i - 1;
   ptm->tm_mday = d - table[i - 1];
 
-  // Nothing reads the weekday; a negative remainder is moved into 0..6 all the same.
-  int wday = (static_cast<int>(t / kSecondsPerDay) + 4) % 7;
+  // Whole days counted downward, so that a moment on a day before 1970 gets that day's
+  // weekday and not the next one's; the remainder is then moved into 0..6.
+  int wday = (static_cast<int>(std::floor(t / kSecondsPerDay)) + 4) % 7;
   ptm->tm_wday = wday < 0 ? wday + 7 : wday;
 
   r -= d * kSecondsPerDay;
