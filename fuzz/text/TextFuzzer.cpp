@@ -53,15 +53,15 @@ std::wstring FuzzChar2Unicode(const std::string& text, int capacity) {
   std::memcpy(source.get(), text.c_str(), text.size() + 1);
   std::unique_ptr<wchar_t[]> destination(new wchar_t[static_cast<size_t>(capacity) + 1]);
   const int result = Char2Unicode(source.get(), destination.get(), capacity);
-  size_t length = 0;
-  while (length <= static_cast<size_t>(capacity) && destination[length] != 0) ++length;
-  Require(length <= static_cast<size_t>(capacity));
-  const bool valid = utf8::is_valid(text.begin(), text.end());
-  if (!valid) {
+  if (!utf8::is_valid(text.begin(), text.end())) {
+    // Only the first `capacity` elements are zeroed; no terminator is stored behind them.
     Require(result == 0);
     for (int i = 0; i < capacity; ++i) Require(destination[i] == 0);
     return std::wstring();
   }
+  size_t length = 0;
+  while (length <= static_cast<size_t>(capacity) && destination[length] != 0) ++length;
+  Require(length <= static_cast<size_t>(capacity));
   size_t units = 0;
   for (size_t i = 0; i < length; ++i) units += destination[i] > 0xFFFF ? 2 : 1;
   Require(static_cast<size_t>(result) == units);
