@@ -1,5 +1,8 @@
 // The constant messages the library sends: XML property lists, each one array, built by
 // appending fixed pieces. Nothing in them depends on the device, the records or the clock.
+// Pure functions of their argument; any thread.
+//
+// The catalogue (pieces, lengths, who sends what) is described in docs/protocol.md.
 #ifndef VELDRAKE_MESSAGES_H_
 #define VELDRAKE_MESSAGES_H_
 
