@@ -23,15 +23,15 @@ endfunction()
 # veldrake_test(name SOURCES... [LIBS ...] [LABELS ...]): a GoogleTest program run by CTest.
 function(veldrake_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
-  add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main Threads::Threads)
+  add_executable(${name} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/tests/common/TestMain.cpp)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest Threads::Threads)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/common)
+  target_compile_definitions(${name} PRIVATE VELDRAKE_SOURCE_DIR_DEFAULT="${PROJECT_SOURCE_DIR}")
   veldrake_warnings(${name})
   include(GoogleTest)
   # Tests run under a UTF-8 locale: the library never sets one, a host does.
   gtest_discover_tests(${name}
-    PROPERTIES ENVIRONMENT "LC_ALL=C.UTF-8;VELDRAKE_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
-               LABELS "${ARG_LABELS}"
+    PROPERTIES ENVIRONMENT "LC_ALL=C.UTF-8" LABELS "${ARG_LABELS}"
     DISCOVERY_TIMEOUT 60)
 endfunction()
 
