@@ -1,5 +1,6 @@
 // Message framing on the service's socket: a big-endian 32-bit payload length, then the
-// payload, in both directions. send/recv with flags 0 only; no time-out.
+// payload, in both directions. send/recv with flags 0 only; no time-out. Runs on the
+// caller's thread; the payload buffer belongs to the caller.
 //
 // The wire format is described in docs/protocol.md.
 #ifndef VELDRAKE_FRAME_H_
