@@ -1,0 +1,28 @@
+// CsvWriter: contacts as one RFC 4180 table, one row per contact after a header row.
+//
+// Repeated items get numbered column groups ("Phone 1 Label", "Phone 1 Value", ...) as
+// many as the contact with the most of them needs. Labels are shown bare ("Mobile"), dates
+// as YYYY-MM-DD. Cells holding a comma, quote or line break are quoted; rows end in CRLF.
+//
+// Ownership: writes to a stream the caller owns. Thread contract: pure functions.
+#ifndef VELDRAKE_HOST_CSVWRITER_H_
+#define VELDRAKE_HOST_CSVWRITER_H_
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "Records.h"
+
+namespace host {
+
+class CsvWriter {
+ public:
+  static void Write(std::ostream& out, const std::vector<Contact>& contacts);
+  // One cell, quoted when it has to be.
+  static std::string Cell(const std::string& text);
+};
+
+}  // namespace host
+
+#endif  // VELDRAKE_HOST_CSVWRITER_H_

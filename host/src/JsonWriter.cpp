@@ -1,0 +1,111 @@
+#include "JsonWriter.h"
+
+#include "Dates.h"
+#include "Labels.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+void Put(Json& object, const char* key, const Text& text) {
+  if (text) object[key] = *text;
+}
+
+void PutLabel(Json& object, const char* key, const char* rawKey, const Text& label) {
+  if (!label) return;
+  object[key] = DisplayLabel(*label);
+  if (DisplayLabel(*label) != *label) object[rawKey] = *label;
+}
+
+const char* ArrayName(int kind) {
+  switch (kind) {
+    case kPhone:
+      return "phones";
+    case kEmail:
+      return "emails";
+    case kUrl:
+      return "urls";
+    case kInstantMessage:
+      return "instantMessaging";
+    case kSocialProfile:
+      return "socialProfiles";
+    case kRelatedName:
+      return "relatedNames";
+    case kDate:
+      return "dates";
+    default:
+      return "other";
+  }
+}
+
+template <typename Items>
+void Dump(std::ostream& out, const Items& items) {
+  // Texts are valid UTF-8 already; replacing is only the last line of defence.
+  out << items.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+}
+
+}  // namespace
+
+Json JsonWriter::ContactJson(const Contact& c) {
+  Json j;
+  j["id"] = c.id;
+  Put(j, "firstName", c.firstName);
+  Put(j, "middleName", c.middleName);
+  Put(j, "lastName", c.lastName);
+  Put(j, "suffix", c.suffix);
+  Put(j, "nickname", c.nickname);
+  Put(j, "phoneticFirstName", c.firstNameYomi);
+  Put(j, "phoneticLastName", c.lastNameYomi);
+  Put(j, "company", c.companyName);
+  Put(j, "department", c.department);
+  Put(j, "jobTitle", c.jobTitle);
+  if (c.birthday) j["birthday"] = DeviceDateToIso(*c.birthday);
+  Put(j, "notes", c.notes);
+  for (const Field& f : c.fields) {
+    Json item;
+    if (f.kind == kInstantMessage || f.kind == kSocialProfile) {
+      Put(item, "service", f.label);
+      Put(item, "user", f.value);
+    } else {
+      if (f.kind < kPhone || f.kind > kSocialProfile) item["kind"] = f.kind;
+      PutLabel(item, "label", "deviceLabel", f.label);
+      if (f.value) item["value"] = f.kind == kDate ? DeviceDateToIso(*f.value) : *f.value;
+    }
+    j[ArrayName(f.kind)].push_back(std::move(item));
+  }
+  for (const Address& a : c.addresses) {
+    Json item;
+    PutLabel(item, "type", "deviceType", a.type);
+    Put(item, "street", a.street);
+    Put(item, "city", a.city);
+    Put(item, "state", a.state);
+    Put(item, "postalCode", a.postalCode);
+    Put(item, "country", a.country);
+    j["addresses"].push_back(std::move(item));
+  }
+  return j;
+}
+
+Json JsonWriter::NoteJson(const Note& n) {
+  Json j;
+  j["subject"] = n.subject ? Json(*n.subject) : Json(nullptr);
+  j["content"] = n.content ? Json(*n.content) : Json(nullptr);
+  std::optional<std::string> modified = NoteDateToIso(n.dateModified);
+  j["modified"] = modified ? Json(*modified) : Json(nullptr);
+  return j;
+}
+
+void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts) {
+  Json all = Json::array();
+  for (const Contact& c : contacts) all.push_back(ContactJson(c));
+  Dump(out, all);
+}
+
+void JsonWriter::WriteNotes(std::ostream& out, const std::vector<Note>& notes) {
+  Json all = Json::array();
+  for (const Note& n : notes) all.push_back(NoteJson(n));
+  Dump(out, all);
+}
+
+}  // namespace host

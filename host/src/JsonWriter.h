@@ -1,0 +1,32 @@
+// JsonWriter: contacts and notes as JSON documents (an array of objects each).
+//
+// Contacts: the texts the device sent under camel-case names (absent ones left out), the
+// birthday as YYYY-MM-DD, and one array per kind of item ("phones", "emails", "urls",
+// "addresses", "instantMessaging", "socialProfiles", "relatedNames", "dates", "other").
+// An item's "label" is the bare label ("Mobile"); "deviceLabel" keeps the device's own
+// text where it differs ("_$!<Mobile>!$_"). Notes: "subject", "content" (null when
+// absent) and "modified" as ISO 8601 UTC (null for no date), the form the emulator reads.
+//
+// Ownership: writes to a stream the caller owns. Thread contract: pure functions.
+#ifndef VELDRAKE_HOST_JSONWRITER_H_
+#define VELDRAKE_HOST_JSONWRITER_H_
+
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <vector>
+
+#include "Records.h"
+
+namespace host {
+
+class JsonWriter {
+ public:
+  static nlohmann::ordered_json ContactJson(const Contact& contact);
+  static nlohmann::ordered_json NoteJson(const Note& note);
+  static void WriteContacts(std::ostream& out, const std::vector<Contact>& contacts);
+  static void WriteNotes(std::ostream& out, const std::vector<Note>& notes);
+};
+
+}  // namespace host
+
+#endif  // VELDRAKE_HOST_JSONWRITER_H_

@@ -1,0 +1,81 @@
+#include "Library.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+
+#ifndef VELDRAKE_LIBRARY_FILE
+#define VELDRAKE_LIBRARY_FILE "libVeldrakeForMac.so"
+#endif
+#ifndef VELDRAKE_LIBRARY_SONAME
+#define VELDRAKE_LIBRARY_SONAME "libVeldrakeForMac.so.0"
+#endif
+#ifndef VELDRAKE_INSTALL_LIBDIR
+#define VELDRAKE_INSTALL_LIBDIR "lib"
+#endif
+#ifndef VELDRAKE_MULTIARCH
+#define VELDRAKE_MULTIARCH ""
+#endif
+
+namespace host {
+namespace {
+
+// The decorated name of `int DisContectDeviceAndProtocol()`, as the library exports it.
+const char kDisconnectSymbol[] = "_Z27DisContectDeviceAndProtocolv";
+
+}  // namespace
+
+std::string Library::ExecutableDirectory() {
+  char buffer[PATH_MAX];
+  const ssize_t n = ::readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+  if (n <= 0) return ".";
+  std::string path(buffer, static_cast<size_t>(n));
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::vector<std::string> Library::Candidates() {
+  const std::string here = ExecutableDirectory();
+  std::vector<std::string> folders = {here, here + "/../" VELDRAKE_INSTALL_LIBDIR};
+  if (VELDRAKE_MULTIARCH[0] != '\0') folders.push_back(here + "/../lib/" VELDRAKE_MULTIARCH);
+  folders.push_back(here + "/../lib");
+  std::vector<std::string> out;
+  for (const std::string& folder : folders) {
+    for (const char* file : {VELDRAKE_LIBRARY_FILE, VELDRAKE_LIBRARY_SONAME}) {
+      const std::string path = folder + "/" + file;
+      if (std::find(out.begin(), out.end(), path) == out.end()) out.push_back(path);
+    }
+  }
+  return out;
+}
+
+bool Library::Load(std::string* error) {
+  void* handle = nullptr;
+  std::string failures;
+  for (const std::string& candidate : Candidates()) {
+    if (::access(candidate.c_str(), F_OK) != 0) continue;
+    handle = ::dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle != nullptr) {
+      path_ = candidate;
+      break;
+    }
+    failures += std::string("; ") + ::dlerror();
+  }
+  if (handle == nullptr) {
+    *error = "cannot find " VELDRAKE_LIBRARY_FILE " beside the program or in ../lib";
+    if (!failures.empty()) *error += failures;
+    return false;
+  }
+  getData = reinterpret_cast<GetDataFunction>(::dlsym(handle, "GetData"));
+  disconnect = reinterpret_cast<DisconnectFunction>(::dlsym(handle, kDisconnectSymbol));
+  if (getData == nullptr || disconnect == nullptr) {
+    *error = path_ + " does not export " + (getData == nullptr ? "GetData" : kDisconnectSymbol);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace host

@@ -1,0 +1,42 @@
+// Library: libVeldrakeForMac loaded at run time, the way a host loads it.
+//
+// The library is looked for beside the running executable first, then in ../lib/<arch>
+// and ../lib (the install layout: programs in bin/, libraries in lib/), and is opened with
+// dlopen. Only the exported surface is used: GetData under its plain name and
+// DisContectDeviceAndProtocol under its decorated name. The library stays loaded for the
+// life of the process (its session state is process-wide anyway).
+//
+// Thread contract: Load once, from one thread; the library's own calls must follow one
+// another (the library keeps one session per process).
+#ifndef VELDRAKE_HOST_LIBRARY_H_
+#define VELDRAKE_HOST_LIBRARY_H_
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+class Library {
+ public:
+  using GetDataFunction = int (*)(int dataKind, void* unused, void* device, void* callback);
+  using DisconnectFunction = int (*)();
+
+  // The folder of the running executable (from /proc/self/exe), without a trailing slash.
+  static std::string ExecutableDirectory();
+  // Where the library is looked for, in order.
+  static std::vector<std::string> Candidates();
+
+  // False with *error naming what was tried when the library or a symbol is missing.
+  bool Load(std::string* error);
+
+  const std::string& path() const { return path_; }
+  GetDataFunction getData = nullptr;
+  DisconnectFunction disconnect = nullptr;
+
+ private:
+  std::string path_;
+};
+
+}  // namespace host
+
+#endif  // VELDRAKE_HOST_LIBRARY_H_

@@ -1,0 +1,44 @@
+// NotesWriter: notes as Markdown or plain text, in one file or one file per note.
+//
+// Each note is its subject as a heading (Markdown) or first line (text), its modification
+// time in ISO 8601 UTC, a blank line and its content unchanged. File names for one file
+// per note come from the subject, made safe: no path separators or characters that common
+// file systems refuse, no leading or trailing dots or blanks, at most 100 bytes of whole
+// UTF-8 characters, "Note N" for an empty subject, and " (2)", " (3)"... for repeats.
+//
+// Ownership: writes to streams the caller owns. Thread contract: one writer per thread.
+#ifndef VELDRAKE_HOST_NOTESWRITER_H_
+#define VELDRAKE_HOST_NOTESWRITER_H_
+
+#include <ostream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Records.h"
+
+namespace host {
+
+class NotesWriter {
+ public:
+  enum Style { kMarkdown, kText };
+
+  explicit NotesWriter(Style style) : style_(style) {}
+
+  // One note, as a block of the single-file form or as a whole per-note file.
+  void WriteNote(std::ostream& out, const Note& note) const;
+  // All notes, separated from each other.
+  void WriteAll(std::ostream& out, const std::vector<Note>& notes) const;
+
+  const char* Extension() const { return style_ == kMarkdown ? ".md" : ".txt"; }
+
+  // A safe, unused file name for the `index`-th note (0-based); records it in `used`.
+  std::string FileName(const Note& note, size_t index, std::set<std::string>* used) const;
+
+ private:
+  Style style_;
+};
+
+}  // namespace host
+
+#endif  // VELDRAKE_HOST_NOTESWRITER_H_

@@ -1,0 +1,47 @@
+// OutputFile: a file that appears whole or not at all.
+//
+// Open creates a temporary file beside the target (so the final rename stays on one file
+// system), Commit writes the content, flushes it to disk and renames it over the target;
+// a file never committed is removed by the destructor. The final file gets the usual
+// permissions (0666 less the umask). Open is meant to run before any slow work, so a
+// target that cannot be written fails at once.
+//
+// Ownership: owns its temporary file. Thread contract: one thread per object.
+#ifndef VELDRAKE_HOST_OUTPUTFILE_H_
+#define VELDRAKE_HOST_OUTPUTFILE_H_
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace host {
+
+class OutputFile {
+ public:
+  OutputFile() = default;
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  // False with *error set ("PATH: reason") when no file can be made beside `path`.
+  bool Open(const std::string& path, std::string* error);
+  bool Commit(const std::string& content, std::string* error);
+
+  // Writes every (name, content) pair into `directory` the same way: all temporaries
+  // first, then the renames, so a failure before the renames leaves nothing behind.
+  static bool CommitAll(const std::string& directory,
+                        const std::vector<std::pair<std::string, std::string>>& files,
+                        std::string* error);
+
+  // Writes all of `content` to a descriptor (standard output); false with *error set.
+  static bool WriteAll(int fd, const std::string& content, std::string* error);
+
+ private:
+  std::string path_;
+  std::string temp_;
+  int fd_ = -1;
+};
+
+}  // namespace host
+
+#endif  // VELDRAKE_HOST_OUTPUTFILE_H_

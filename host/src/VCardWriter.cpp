@@ -1,0 +1,311 @@
+#include "VCardWriter.h"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+#include <vector>
+
+#include "Dates.h"
+#include "Labels.h"
+
+namespace host {
+
+struct VCardWriter::Line {
+  std::string group;
+  std::string name;
+  std::vector<std::pair<std::string, std::vector<std::string>>> params;
+  std::string value;  // already escaped
+};
+
+namespace {
+
+constexpr size_t kMaxOctets = 75;
+
+std::string Lower(std::string s) {
+  for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+// A parameter value cannot escape a quote, so quotes and control characters are dropped;
+// a value holding a separator is quoted.
+std::string ParamValue(const std::string& raw) {
+  std::string clean;
+  for (char c : raw)
+    if (c != '"' && static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) clean.push_back(c);
+  if (clean.find_first_of(",;:") != std::string::npos) return "\"" + clean + "\"";
+  return clean;
+}
+
+bool Present(const Text& text) {
+  return text && !text->empty();
+}
+
+// Order of the item blocks in a card: how Apple's exports list them.
+int Rank(int kind) {
+  switch (kind) {
+    case kPhone:
+      return 0;
+    case kEmail:
+      return 1;
+    case kUrl:
+      return 3;
+    case kInstantMessage:
+      return 4;
+    case kSocialProfile:
+      return 5;
+    case kRelatedName:
+      return 6;
+    case kDate:
+      return 7;
+    default:
+      return 8;
+  }
+}
+
+// vCard 4.0's date form: 19800517, or --0517 for a date whose year is not known.
+std::string Date4(const CivilDate& date) {
+  std::string iso = IsoDate(date);
+  iso.erase(std::remove(iso.begin() + 1, iso.end(), '-'), iso.end());
+  if (date.year == kYearOmitted) return "--" + iso.substr(4);
+  return iso;
+}
+
+const char* ImScheme(const std::string& service) {
+  static const std::pair<const char*, const char*> kSchemes[] = {
+      {"jabber", "xmpp"}, {"googletalk", "xmpp"}, {"facebook", "xmpp"}, {"aim", "aim"},
+      {"yahoo", "ymsgr"}, {"msn", "msnim"},       {"icq", "icq"},       {"skype", "skype"}};
+  const std::string key = Lower(service);
+  for (const auto& entry : kSchemes)
+    if (key == entry.first) return entry.second;
+  return "x-apple";
+}
+
+std::string ProfileUrl(const std::string& service, const std::string& user) {
+  static const std::pair<const char*, const char*> kBases[] = {
+      {"twitter", "https://twitter.com/"},
+      {"facebook", "https://www.facebook.com/"},
+      {"linkedin", "https://www.linkedin.com/in/"},
+      {"flickr", "https://www.flickr.com/photos/"},
+      {"myspace", "https://myspace.com/"}};
+  const std::string key = Lower(service);
+  for (const auto& entry : kBases)
+    if (key == entry.first) return entry.second + user;
+  return "x-apple:" + user;
+}
+
+// vCard 4.0 RELATED types for the device's standard related-name labels.
+std::string RelatedType(const std::string& label) {
+  static const std::pair<const char*, const char*> kTypes[] = {
+      {"Mother", "parent"},   {"Father", "parent"},    {"Parent", "parent"},
+      {"Brother", "sibling"}, {"Sister", "sibling"},   {"Child", "child"},
+      {"Friend", "friend"},   {"Spouse", "spouse"},    {"Partner", "sweetheart"},
+      {"Assistant", "agent"}, {"Manager", "co-worker"}};
+  if (!IsStandardLabel(label)) return "";
+  const std::string name = DisplayLabel(label);
+  for (const auto& entry : kTypes)
+    if (name == entry.first) return entry.second;
+  return "";
+}
+
+}  // namespace
+
+std::string VCardWriter::Escape(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    switch (c) {
+      case '\\':
+        out += "\\\\";
+        break;
+      case ',':
+        out += "\\,";
+        break;
+      case ';':
+        out += "\\;";
+        break;
+      case '\r':
+        if (i + 1 < text.size() && text[i + 1] == '\n') ++i;
+        out += "\\n";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      default:
+        // Other control characters have no place in a content line.
+        if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F)
+          out.push_back(c);
+        else if (c == '\t')
+          out.push_back(' ');
+        break;
+    }
+  }
+  return out;
+}
+
+std::string VCardWriter::Fold(const std::string& line) {
+  std::string out;
+  size_t pos = 0;
+  size_t room = kMaxOctets;  // the first line has all 75; a continuation spends one on " "
+  while (line.size() - pos > room) {
+    size_t cut = pos + room;
+    // Never between the bytes of one UTF-8 sequence.
+    while (cut > pos && (static_cast<unsigned char>(line[cut]) & 0xC0) == 0x80) --cut;
+    if (cut == pos) cut = pos + room;  // not UTF-8 after all; octets are all that count
+    out.append(line, pos, cut - pos);
+    out += "\r\n ";
+    pos = cut;
+    room = kMaxOctets - 1;
+  }
+  out.append(line, pos, std::string::npos);
+  out += "\r\n";
+  return out;
+}
+
+void VCardWriter::Emit(const Line& line) {
+  std::string text;
+  if (!line.group.empty()) text = line.group + ".";
+  text += line.name;
+  for (const auto& param : line.params) {
+    if (param.second.empty()) continue;
+    text += ";" + param.first + "=";
+    for (size_t i = 0; i < param.second.size(); ++i) {
+      if (i) text += ",";
+      text += ParamValue(version_ == kVCard4 && param.first == "TYPE" ? Lower(param.second[i])
+                                                                      : param.second[i]);
+    }
+  }
+  text += ":" + line.value;
+  out_ << Fold(text);
+}
+
+void VCardWriter::WriteField(const Field& field, int* group) {
+  if (!Present(field.value)) return;
+  const std::string& value = *field.value;
+  const std::string label = field.label.value_or("");
+  const bool v4 = version_ == kVCard4;
+  Line line;
+  bool labelled = false;  // the label goes into an X-ABLabel of the item's group
+  switch (field.kind) {
+    case kPhone:
+    case kEmail:
+    case kUrl: {
+      line.name = field.kind == kPhone ? "TEL" : field.kind == kEmail ? "EMAIL" : "URL";
+      std::vector<std::string> types = VCardTypes(field.kind, label);
+      if (field.kind == kEmail && !v4) types.insert(types.begin(), "INTERNET");
+      line.params.push_back({"TYPE", types});
+      labelled = !label.empty() && VCardTypes(field.kind, label).empty();
+      line.value = Escape(value);
+      break;
+    }
+    case kInstantMessage:
+      line.name = "IMPP";
+      if (!label.empty()) line.params.push_back({"X-SERVICE-TYPE", {label}});
+      line.value = Escape(std::string(ImScheme(label)) + ":" + value);
+      break;
+    case kSocialProfile:
+      line.name = "X-SOCIALPROFILE";
+      if (!label.empty()) line.params.push_back({"TYPE", {label}});
+      line.params.push_back({"X-USER", {value}});
+      line.value = Escape(ProfileUrl(label, value));
+      break;
+    case kRelatedName:
+      line.name = v4 ? "RELATED" : "X-ABRELATEDNAMES";
+      if (v4) {
+        line.params.push_back({"VALUE", {"text"}});
+        const std::string type = RelatedType(label);
+        if (!type.empty()) line.params.push_back({"TYPE", {type}});
+      }
+      labelled = !label.empty();
+      line.value = Escape(value);
+      break;
+    case kDate: {
+      line.name = "X-ABDATE";
+      labelled = !label.empty();
+      std::optional<CivilDate> date = ParseDeviceDate(value);
+      line.value = date ? (v4 ? Date4(*date) : IsoDate(*date)) : Escape(value);
+      break;
+    }
+    default:
+      line.name = "X-VELDRAKE-OTHER";
+      labelled = !label.empty();
+      line.value = Escape(value);
+      break;
+  }
+  if (labelled) line.group = "item" + std::to_string(++*group);
+  Emit(line);
+  if (labelled) Emit({line.group, "X-ABLabel", {}, Escape(label)});
+}
+
+void VCardWriter::WriteAddress(const Address& address, int* group) {
+  if (!Present(address.street) && !Present(address.city) && !Present(address.state) &&
+      !Present(address.postalCode) && !Present(address.country))
+    return;
+  const std::string type = address.type.value_or("");
+  Line line;
+  line.name = "ADR";
+  line.params.push_back({"TYPE", VCardTypes(kAddressKind, type)});
+  const bool labelled = !type.empty() && VCardTypes(kAddressKind, type).empty();
+  if (labelled) line.group = "item" + std::to_string(++*group);
+  line.value = ";;" + Escape(address.street.value_or("")) + ";" +
+               Escape(address.city.value_or("")) + ";" + Escape(address.state.value_or("")) + ";" +
+               Escape(address.postalCode.value_or("")) + ";" + Escape(address.country.value_or(""));
+  Emit(line);
+  if (labelled) Emit({line.group, "X-ABLabel", {}, Escape(type)});
+}
+
+void VCardWriter::Write(const Contact& c) {
+  const bool v4 = version_ == kVCard4;
+  auto text = [](const Text& t) { return Escape(t.value_or("")); };
+  out_ << "BEGIN:VCARD\r\n";
+  out_ << (v4 ? "VERSION:4.0\r\n" : "VERSION:3.0\r\n");
+  Emit({"",
+        "N",
+        {},
+        text(c.lastName) + ";" + text(c.firstName) + ";" + text(c.middleName) + ";;" +
+            text(c.suffix)});
+  std::string fn;
+  for (const Text* part : {&c.firstName, &c.middleName, &c.lastName, &c.suffix}) {
+    if (!Present(*part)) continue;
+    if (!fn.empty()) fn += " ";
+    fn += **part;
+  }
+  const bool company = fn.empty() && Present(c.companyName);
+  if (company) fn = *c.companyName;
+  if (fn.empty() && Present(c.nickname)) fn = *c.nickname;
+  Emit({"", "FN", {}, Escape(fn)});
+  if (company) Emit({"", v4 ? "KIND" : "X-ABShowAs", {}, v4 ? "org" : "COMPANY"});
+  if (Present(c.nickname)) Emit({"", "NICKNAME", {}, text(c.nickname)});
+  if (Present(c.firstNameYomi)) Emit({"", "X-PHONETIC-FIRST-NAME", {}, text(c.firstNameYomi)});
+  if (Present(c.lastNameYomi)) Emit({"", "X-PHONETIC-LAST-NAME", {}, text(c.lastNameYomi)});
+  if (Present(c.companyName) || Present(c.department))
+    Emit({"", "ORG", {}, text(c.companyName) + ";" + text(c.department)});
+  if (Present(c.jobTitle)) Emit({"", "TITLE", {}, text(c.jobTitle)});
+  if (Present(c.notes)) Emit({"", "NOTE", {}, text(c.notes)});
+  if (Present(c.birthday)) {
+    std::optional<CivilDate> date = ParseDeviceDate(*c.birthday);
+    if (!date) {
+      Emit({"", "BDAY", {{"VALUE", {"text"}}}, text(c.birthday)});
+    } else if (v4) {
+      Emit({"", "BDAY", {}, Date4(*date)});
+    } else if (date->year == kYearOmitted) {
+      Emit({"", "BDAY", {{"X-APPLE-OMIT-YEAR", {std::to_string(kYearOmitted)}}}, IsoDate(*date)});
+    } else {
+      Emit({"", "BDAY", {}, IsoDate(*date)});
+    }
+  }
+
+  std::vector<const Field*> fields;
+  for (const Field& field : c.fields) fields.push_back(&field);
+  std::stable_sort(fields.begin(), fields.end(),
+                   [](const Field* a, const Field* b) { return Rank(a->kind) < Rank(b->kind); });
+  int group = 0;
+  auto rankBelow = [](const Field* f, int rank) { return Rank(f->kind) < rank; };
+  size_t i = 0;
+  for (; i < fields.size() && rankBelow(fields[i], 2); ++i) WriteField(*fields[i], &group);
+  for (const Address& address : c.addresses) WriteAddress(address, &group);
+  for (; i < fields.size(); ++i) WriteField(*fields[i], &group);
+  out_ << "END:VCARD\r\n";
+}
+
+}  // namespace host

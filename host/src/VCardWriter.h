@@ -1,0 +1,47 @@
+// VCardWriter: contacts as vCard 3.0 (the form Apple's address book exports) or 4.0.
+//
+// Lines end in CRLF and are folded at 75 octets without splitting a UTF-8 sequence;
+// every value is backslash-escaped (backslash, comma, semicolon, line break). Standard
+// labels become TYPE parameters where vCard has one; any other label (and every label of
+// a date, related name or other item) goes into an item group's X-ABLabel. Items the
+// device sent without a value are left out. Items of kind 0 ("other") are written as
+// X-VELDRAKE-OTHER.
+//
+// Ownership: writes to a stream the caller owns. Thread contract: one writer per thread.
+#ifndef VELDRAKE_HOST_VCARDWRITER_H_
+#define VELDRAKE_HOST_VCARDWRITER_H_
+
+#include <ostream>
+#include <string>
+
+#include "Records.h"
+
+namespace host {
+
+class VCardWriter {
+ public:
+  enum Version { kVCard3, kVCard4 };
+
+  VCardWriter(std::ostream& out, Version version) : out_(out), version_(version) {}
+
+  // Writes one BEGIN:VCARD ... END:VCARD block.
+  void Write(const Contact& contact);
+
+  // Folds one unfolded content line and ends it (and each continuation) with CRLF.
+  static std::string Fold(const std::string& line);
+  // Backslash-escapes a text value (or one component of a structured value).
+  static std::string Escape(const std::string& text);
+
+ private:
+  struct Line;
+  void Emit(const Line& line);
+  void WriteField(const Field& field, int* group);
+  void WriteAddress(const Address& address, int* group);
+
+  std::ostream& out_;
+  Version version_;
+};
+
+}  // namespace host
+
+#endif  // VELDRAKE_HOST_VCARDWRITER_H_
