@@ -1,0 +1,377 @@
+// The contact export end to end: GetData(1, ...) through the MobileDevice stand-in against
+// the in-process device emulator, checked record by record and message by message.
+#include <dirent.h>
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ContactTestSupport.h"
+#include "MobileDevice/mdsim.h"
+#include "devicesim/AddressBook.h"
+#include "devicesim/Device.h"
+#include "devicesim/Records.h"
+
+namespace {
+
+using namespace contacttest;
+using devicesim::AddressBook;
+using devicesim::DeviceOptions;
+using devicesim::Fault;
+using Labels = std::vector<std::string>;
+
+struct Outcome {
+  int result = 0;
+  std::string calls;  // the platform operations, in order
+  Labels wire;
+  Recorder recorder;
+};
+
+Outcome ExportContacts(const AddressBook& book, DeviceOptions options,
+                       std::vector<int> answers = {}) {
+  Outcome out;
+  out.recorder.answers = std::move(answers);
+  gRecorder = &out.recorder;
+  devicesim::InProcessDevice emulator(book, {}, std::move(options));
+  void* device = mdsim_device_new(emulator.endpoint().c_str());
+  out.result = GetData(1, nullptr, device, Callback());
+  // Let the device read all that was sent before the host closes the session (a failed
+  // export closed it already): the device stops at M11 or at the end of the stream.
+  out.wire = emulator.wait().received;
+  if (out.result == 0) {
+    EXPECT_EQ(DisContectDeviceAndProtocol(), 0);
+  }
+  out.calls = mdsim_device_calls(device);
+  mdsim_device_free(device);
+  gRecorder = nullptr;
+  return out;
+}
+
+DeviceOptions Batches(size_t size) {
+  DeviceOptions options;
+  options.batchSize = size;
+  return options;
+}
+
+Labels Wire(int requests, bool closed = true) {
+  Labels labels{"M2", "M4"};
+  labels.insert(labels.end(), requests, "M6");
+  if (closed) labels.insert(labels.end(), {"M9", "M11"});
+  return labels;
+}
+
+// --- What the host must see, worked out from the book independently of the library. ---
+
+std::string Cut(const std::string& text) {
+  return text.substr(0, text.find('\0'));
+}
+std::string Optional(const std::string& text) {
+  return text.empty() ? "<null>" : Cut(text);
+}
+
+std::string DateText(double seconds) {
+  const time_t t = static_cast<time_t>(std::trunc(seconds)) + 978307200;
+  std::tm tm{};
+  gmtime_r(&t, &tm);
+  char buffer[32] = {0};
+  std::strftime(buffer, sizeof buffer, "%m-%d-%Y %H:%M:%S", &tm);
+  return buffer;
+}
+
+int KindOf(int property) {
+  switch (property) {
+    case 3:
+      return 1;
+    case 4:
+      return 2;
+    case 22:
+      return 3;
+    case 23:
+      return 4;
+    case 13:
+      return 5;
+    case 12:
+      return 6;
+    case 46:
+      return 7;
+    default:
+      return 0;
+  }
+}
+
+SeenContact ExpectedPerson(const devicesim::Person& p) {
+  SeenContact e;
+  e.id = p.id;
+  e.names = {Optional(p.firstName),    Optional(p.firstNameYomi),
+             Optional(p.middleName),   Optional(p.lastName),
+             Optional(p.lastNameYomi), Optional(p.suffix),
+             Optional(p.nickname),     Optional(p.jobTitle),
+             Optional(p.department),   Optional(p.companyName),
+             Optional(p.notes),        p.hasBirthday ? DateText(p.birthday) : "<null>"};
+  // Items stand in the order of their whole keys as text: "12/5/0" < "3/5/10" < "3/5/9".
+  std::vector<std::pair<std::string, const devicesim::Item*>> keyed;
+  for (size_t k = 0; k < p.items.size(); ++k) {
+    keyed.push_back(
+        {std::to_string(p.items[k].property) + "/" + std::to_string(p.id) + "/" + std::to_string(k),
+         &p.items[k]});
+  }
+  std::sort(keyed.begin(), keyed.end());
+  for (const auto& [key, item] : keyed) {
+    const devicesim::Item& i = *item;
+    if (i.property == devicesim::kAddress) {
+      e.addresses.push_back(Optional(i.label) + "|" + Optional(i.street) + "|" + Optional(i.city) +
+                            "|" + Optional(i.state) + "|" + Optional(i.postalCode) + "|" +
+                            Optional(i.country));
+    } else if (i.property == devicesim::kInstantMessage ||
+               i.property == devicesim::kSocialProfile) {
+      e.fields.push_back(std::to_string(KindOf(i.property)) + "|" + Cut(i.service) + "|" +
+                         Cut(i.user));
+    } else {
+      e.fields.push_back(std::to_string(KindOf(i.property)) + "|" + Optional(i.label) + "|" +
+                         (i.hasDate ? DateText(i.date) : Cut(i.value)));
+    }
+  }
+  return e;
+}
+
+// Batch by batch, and within a batch in the order of the person keys as text.
+std::vector<SeenContact> Expected(const AddressBook& book, size_t batch, size_t limit = SIZE_MAX) {
+  std::vector<SeenContact> all;
+  for (size_t begin = 0; begin < book.people.size(); begin += batch) {
+    std::vector<const devicesim::Person*> people;
+    for (size_t i = begin; i < std::min(begin + batch, book.people.size()); ++i) {
+      people.push_back(&book.people[i]);
+    }
+    std::sort(people.begin(), people.end(), [](const auto* a, const auto* b) {
+      return std::to_string(a->id) < std::to_string(b->id);
+    });
+    for (const auto* p : people) all.push_back(ExpectedPerson(*p));
+  }
+  if (all.size() > limit) all.resize(limit);
+  return all;
+}
+
+void ExpectDelivered(const Recorder& recorder, const std::vector<SeenContact>& expected) {
+  ASSERT_EQ(recorder.seen.size(), expected.size());
+  for (size_t i = 0; i < expected.size(); ++i) {
+    const SeenContact& got = recorder.seen[i];
+    EXPECT_EQ(got.id, expected[i].id) << "contact " << i;
+    EXPECT_EQ(got.names, expected[i].names) << "contact " << got.id;
+    EXPECT_EQ(got.fields, expected[i].fields) << "contact " << got.id;
+    EXPECT_EQ(got.addresses, expected[i].addresses) << "contact " << got.id;
+  }
+}
+
+// The sample address books of the repository: samples/*.vcf and samples/vcards/*.vcf
+// (VELDRAKE_SAMPLES_DIR in the environment points elsewhere).
+std::vector<std::string> SampleCards() {
+  const char* root = std::getenv("VELDRAKE_SAMPLES_DIR");
+  if (root == nullptr) root = VELDRAKE_SAMPLES_DIR;
+  std::vector<std::string> paths;
+  for (const char* folder : {"", "/vcards"}) {
+    const std::string dir = std::string(root) + folder;
+    DIR* d = opendir(dir.c_str());
+    if (d == nullptr) continue;
+    while (const dirent* entry = readdir(d)) {
+      const std::string name = entry->d_name;
+      if (name.size() > 4 && name.substr(name.size() - 4) == ".vcf") {
+        paths.push_back(dir + "/" + name);
+      }
+    }
+    closedir(d);
+  }
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+class ContactExportTest : public ::testing::Test {
+ protected:
+  void SetUp() override { UseUtf8Locale(); }
+};
+
+// --- The export ---
+
+TEST_F(ContactExportTest, SampleBooksArriveCompleteAcrossSeveralReplies) {
+  const std::vector<std::string> paths = SampleCards();
+  ASSERT_GE(paths.size(), 2u) << "samples missing";
+  AddressBook book;
+  std::string error;
+  ASSERT_TRUE(devicesim::LoadVCardFiles(paths, &book, &error)) << error;
+  ASSERT_GE(book.people.size(), 10u);
+  const Outcome e = ExportContacts(book, Batches(7));
+  EXPECT_EQ(e.result, 0);
+  const int batches = static_cast<int>((book.people.size() + 6) / 7);
+  EXPECT_EQ(e.wire, Wire(batches + 1));  // the reply after the last batch ends the loop
+  ExpectDelivered(e.recorder, Expected(book, 7));
+  // The books exercise every part of a record: each name field, phones to instant
+  // messaging, addresses. (Social profiles, kind 7, stand only in the larger sample set.)
+  std::vector<bool> nameSeen(12, false), kindSeen(8, false);
+  bool addressSeen = false;
+  for (const SeenContact& c : e.recorder.seen) {
+    for (size_t n = 0; n < c.names.size(); ++n) nameSeen[n] = nameSeen[n] || c.names[n] != "<null>";
+    for (const std::string& f : c.fields) kindSeen[std::stoi(f)] = true;
+    addressSeen = addressSeen || !c.addresses.empty();
+  }
+  EXPECT_EQ(nameSeen, std::vector<bool>(12, true));
+  EXPECT_EQ(std::vector<bool>(kindSeen.begin() + 1, kindSeen.end() - 1),
+            std::vector<bool>(6, true));
+  EXPECT_TRUE(addressSeen);
+}
+
+TEST_F(ContactExportTest, GeneratedBookArrivesCompleteWithSubRecordsFirst) {
+  const AddressBook book = devicesim::GenerateAddressBook(230, 11);
+  const Outcome e = ExportContacts(book, Batches(40));
+  EXPECT_EQ(e.result, 0);
+  EXPECT_EQ(e.wire, Wire(7));
+  ExpectDelivered(e.recorder, Expected(book, 40));
+  EXPECT_NE(e.calls.find("AFCConnectionClose"), std::string::npos);  // closed by the host
+}
+
+TEST_F(ContactExportTest, SubRecordsOfAnEarlierReplyJoinTheirPerson) {
+  AddressBook book = devicesim::GenerateAddressBook(2, 5);
+  const devicesim::Person& second = book.people[1];
+  prop itemsOnly;
+  auto& dict = itemsOnly.initDict();
+  for (size_t k = 0; k < second.items.size(); ++k) {
+    dict[std::to_wstring(second.items[k].property) + L"/" + std::to_wstring(second.id) + L"/" +
+         std::to_wstring(k)] = devicesim::ItemRecord(second.items[k]);
+  }
+  DeviceOptions options = Batches(10);
+  const std::string early = devicesim::BatchReply("com.apple.Contacts", itemsOnly, true);
+  options.scriptedReply = [early](const std::string& label, int occurrence) {
+    return label == "M6" && occurrence == 0 ? std::optional<std::string>(early) : std::nullopt;
+  };
+  const Outcome e = ExportContacts(book, options);
+  EXPECT_EQ(e.result, 0);
+  ASSERT_EQ(e.recorder.seen.size(), 2u);
+  // The items came twice, early alone and later with their person: the first copy joins.
+  const SeenContact expected = ExpectedPerson(second);
+  std::vector<std::string> twice = expected.fields;
+  twice.insert(twice.end(), expected.fields.begin(), expected.fields.end());
+  EXPECT_EQ(e.recorder.seen[1].fields, twice);
+  EXPECT_EQ(e.recorder.seen[1].addresses.size(), 2 * expected.addresses.size());
+}
+
+TEST_F(ContactExportTest, HostStopClosesTheSessionAndFails) {
+  const AddressBook book = devicesim::GenerateAddressBook(30, 2);
+  for (size_t stopAt : {size_t{0}, size_t{29}}) {
+    std::vector<int> answers(30, 1);
+    answers[stopAt] = -1;
+    const Outcome e = ExportContacts(book, Batches(10), answers);
+    EXPECT_EQ(e.result, -1);
+    EXPECT_EQ(e.wire, Wire(4));
+    ExpectDelivered(e.recorder, Expected(book, 10, stopAt + 1));
+    const std::string tail = "AFCConnectionClose,AMDeviceDisconnect";
+    ASSERT_GE(e.calls.size(), tail.size());
+    EXPECT_EQ(e.calls.substr(e.calls.size() - tail.size()), tail) << e.calls;
+  }
+}
+
+// --- Faults on the wire ---
+
+TEST_F(ContactExportTest, EmptyFramesCountAsRepliesAndRepeatTheRequest) {
+  const AddressBook book = devicesim::GenerateAddressBook(25, 3);
+  for (const char* label : {"M2", "M4"}) {
+    DeviceOptions options = Batches(10);
+    options.scriptedReply = [label](const std::string& l, int occurrence) {
+      return l == label && occurrence == 0 ? std::optional<std::string>("") : std::nullopt;
+    };
+    const Outcome e = ExportContacts(book, options);
+    EXPECT_EQ(e.result, 0) << label;
+    EXPECT_EQ(e.wire, Wire(4)) << label;
+    ExpectDelivered(e.recorder, Expected(book, 10));
+  }
+  // An empty frame ahead of a batch: a further request goes out, and replies arrive one
+  // request late without loss.
+  DeviceOptions options = Batches(10);
+  options.faults.push_back({"M6", 1, Fault::EmptyFrame, 2});
+  const Outcome e = ExportContacts(book, options);
+  EXPECT_EQ(e.result, 0);
+  EXPECT_EQ(e.wire, Wire(6));
+  ExpectDelivered(e.recorder, Expected(book, 10));
+}
+
+TEST_F(ContactExportTest, SetupFailuresEndWithoutClosingMessages) {
+  const AddressBook book = devicesim::GenerateAddressBook(5, 1);
+  struct Case {
+    const char* label;
+    Fault::Kind kind;
+  };
+  for (const Case& c :
+       {Case{"M2", Fault::CloseInPayload}, Case{"M4", Fault::CloseInPayload},
+        Case{"M2", Fault::CloseBeforeLength}, Case{"M4", Fault::CloseBeforeLength}}) {
+    DeviceOptions options = Batches(10);
+    options.faults.push_back({c.label, 0, c.kind, 3});
+    const Outcome e = ExportContacts(book, options);
+    EXPECT_EQ(e.result, -1) << c.label;
+    EXPECT_EQ(e.wire.back(), c.label);
+    EXPECT_TRUE(e.recorder.seen.empty());
+  }
+  // The device hangs up right after the version reply: the sync request cannot go out.
+  DeviceOptions options = Batches(10);
+  options.closeAfterBytes = 4 + static_cast<int64_t>(devicesim::VersionReply().size());
+  const Outcome e = ExportContacts(book, options);
+  EXPECT_EQ(e.result, -1);
+  EXPECT_EQ(e.wire, (Labels{"M2"}));
+}
+
+TEST_F(ContactExportTest, StreamFailureInTheLoopDeliversWhatWasGathered) {
+  const AddressBook book = devicesim::GenerateAddressBook(30, 4);
+  // The second batch breaks off in its payload; the next request meets a closed stream.
+  DeviceOptions inPayload = Batches(10);
+  inPayload.faults.push_back({"M6", 1, Fault::CloseInPayload, 50});
+  Outcome e = ExportContacts(book, inPayload);
+  EXPECT_EQ(e.result, 0);
+  ExpectDelivered(e.recorder, Expected(book, 10, 10));
+  EXPECT_EQ(Labels(e.wire.begin(), e.wire.begin() + 4), (Labels{"M2", "M4", "M6", "M6"}));
+  // The cable is pulled right after the first batch.
+  DeviceOptions pulled = Batches(10);
+  pulled.faults.push_back({"M6", 1, Fault::CloseBeforeLength, 0});
+  e = ExportContacts(book, pulled);
+  EXPECT_EQ(e.result, 0);
+  EXPECT_EQ(e.wire, Wire(2, false));
+  ExpectDelivered(e.recorder, Expected(book, 10, 10));
+}
+
+TEST_F(ContactExportTest, HostileRepliesEndOrSkipButNeverBreak) {
+  const AddressBook book = devicesim::GenerateAddressBook(12, 8);
+  prop dictRoot = Dict({{"1", Dict({{"first name", Str("x")}})}});
+  const std::string emptyArray = devicesim::WriteBinaryPlist(Array({}));
+  struct Case {
+    const char* name;
+    std::string payload;
+    bool ends;  // the reply ends the loop; otherwise the next request goes out
+  };
+  const Case cases[] = {
+      {"text", "<plist>not binary</plist>", false},
+      {"header only", "bplist00", false},
+      {"truncated", emptyArray.substr(0, emptyArray.size() - 2), false},
+      {"nested records", devicesim::WriteBinaryPlist(Array({Array({dictRoot})})), false},
+      {"null root", devicesim::WriteBinaryPlist(prop::Null), true},
+      {"dictionary root", devicesim::WriteBinaryPlist(dictRoot), true},
+      {"empty root array", emptyArray, true},
+  };
+  for (const Case& c : cases) {
+    DeviceOptions options = Batches(5);
+    const std::string payload = c.payload;
+    options.scriptedReply = [payload](const std::string& l, int occurrence) {
+      return l == "M6" && occurrence == 1 ? std::optional<std::string>(payload) : std::nullopt;
+    };
+    const Outcome e = ExportContacts(book, options);
+    EXPECT_EQ(e.result, 0) << c.name;
+    if (c.ends) {
+      EXPECT_EQ(e.wire, Wire(2)) << c.name;
+      ExpectDelivered(e.recorder, Expected(book, 5, 5));
+    } else {
+      EXPECT_EQ(e.wire, Wire(5)) << c.name;
+      ExpectDelivered(e.recorder, Expected(book, 5));
+    }
+  }
+}
+
+}  // namespace
