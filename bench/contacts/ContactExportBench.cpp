@@ -1,0 +1,270 @@
+// Contact export end to end: GetData(1, ...) against the device emulator over a Unix
+// socket, for generated books of 2,000, 10,000 and 100,000 contacts (three phone numbers
+// or e-mail addresses and one postal address each), beside the parts of it and beside
+// Debian libplist's bare decoding of the same reply bytes.
+//
+// The emulator runs in this process, on its own thread (devicesim::Listener). Its replies
+// are encoded before the clock starts and handed out as scripted replies, so the time is
+// the library's: framing, decoding, analysis, join and delivery, plus the socket.
+//
+// Peak memory is the peak of heap bytes live that the exporting thread allocated during
+// the export, counted by replacing the global operator new/delete in this program.
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "BPListReader/BPListReader.h"
+#include "MobileDevice/mdsim.h"
+#include "QX/Contact.h"
+#include "devicesim/AddressBook.h"
+#include "devicesim/Device.h"
+#include "devicesim/Records.h"
+#include "veldrake/PListContactAnalysis.h"
+#include "veldrake/Session.h"
+
+#if VELDRAKE_HAVE_LIBPLIST
+#include <plist/plist.h>
+#endif
+
+namespace {
+
+std::atomic<long long> gLive{0};
+std::atomic<long long> gPeak{0};
+thread_local bool tCounting = false;
+
+// Every block carries its size and whether it was counted, ahead of the caller's bytes.
+constexpr size_t kHeader = alignof(std::max_align_t);
+
+void* Allocate(size_t size) {
+  auto* block = static_cast<unsigned char*>(std::malloc(size + kHeader));
+  if (block == nullptr) throw std::bad_alloc();
+  size_t* header = reinterpret_cast<size_t*>(block);
+  header[0] = size;
+  header[1] = tCounting ? 1 : 0;
+  if (tCounting) {
+    const long long live = gLive.fetch_add(static_cast<long long>(size)) + size;
+    long long peak = gPeak.load();
+    while (live > peak && !gPeak.compare_exchange_weak(peak, live)) {
+    }
+  }
+  return block + kHeader;
+}
+
+void Release(void* p) {
+  if (p == nullptr) return;
+  unsigned char* block = static_cast<unsigned char*>(p) - kHeader;
+  const size_t* header = reinterpret_cast<const size_t*>(block);
+  if (header[1] != 0) gLive.fetch_sub(static_cast<long long>(header[0]));
+  std::free(block);
+}
+
+constexpr size_t kBatch = 100;  // records per reply, the emulator's default
+
+// The replies to "get all records" for a generated book of `people`, encoded once.
+const std::vector<std::string>& Replies(size_t people) {
+  static std::map<size_t, std::vector<std::string>> cache;
+  std::vector<std::string>& replies = cache[people];
+  if (replies.empty()) {
+    const devicesim::AddressBook book = devicesim::GenerateAddressBook(people, 1);
+    for (size_t begin = 0; begin < people; begin += kBatch) {
+      const prop batch = devicesim::ContactBatch(book, begin, begin + kBatch);
+      replies.push_back(
+          devicesim::BatchReply("com.apple.Contacts", batch, begin + kBatch < people));
+    }
+    replies.push_back(devicesim::EndReply("com.apple.Contacts"));
+  }
+  return replies;
+}
+
+size_t TotalBytes(const std::vector<std::string>& replies) {
+  size_t total = 0;
+  for (const std::string& r : replies) total += r.size();
+  return total;
+}
+
+// A host that copies what it reads: the texts' lengths stand for the copy.
+size_t gDelivered = 0;
+size_t gTextBytes = 0;
+
+int Receive(void* record) {
+  const QX::Contact* c = static_cast<const QX::Contact*>(record);
+  ++gDelivered;
+  for (const char* text : {c->firstName, c->lastName, c->companyName}) {
+    if (text != nullptr) gTextBytes += std::strlen(text);
+  }
+  for (const QX::ContactField* f : c->fields) {
+    if (f->value != nullptr) gTextBytes += std::strlen(f->value);
+  }
+  for (const QX::ContactAddressFields* a : c->addresses) {
+    if (a->address->city != nullptr) gTextBytes += std::strlen(a->address->city);
+  }
+  return 0;
+}
+
+void SetCounters(benchmark::State& state, size_t people, size_t bytes) {
+  state.counters["contacts_per_s"] = benchmark::Counter(
+      static_cast<double>(people), benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["reply_MiB"] = static_cast<double>(bytes) / (1024.0 * 1024.0);
+}
+
+// The whole export through the socket.
+void BM_ContactExport(benchmark::State& state) {
+  const size_t people = static_cast<size_t>(state.range(0));
+  const std::vector<std::string>& replies = Replies(people);
+  devicesim::DeviceOptions options;
+  options.scriptedReply = [&replies](const std::string& label, int occurrence) {
+    if (label != "M6") return std::optional<std::string>();
+    return std::optional<std::string>(replies[std::min<size_t>(occurrence, replies.size() - 1)]);
+  };
+  const std::string path = "/tmp/veldrake-contacts-bench-" + std::to_string(getpid()) + ".sock";
+  devicesim::Listener device("unix:" + path, {}, {}, options);
+  if (!device.ok()) {
+    state.SkipWithError(device.error().c_str());
+    return;
+  }
+  void* handle = mdsim_device_new(device.endpoint().c_str());
+  long long peak = 0;
+  for (auto _ : state) {
+    gDelivered = 0;
+    gPeak = gLive.load();
+    const long long base = gLive.load();
+    tCounting = true;
+    const int result = GetData(1, nullptr, handle, reinterpret_cast<void*>(&Receive));
+    tCounting = false;
+    DisContectDeviceAndProtocol();
+    if (result != 0 || gDelivered != people) state.SkipWithError("export incomplete");
+    peak = std::max(peak, gPeak.load() - base);
+  }
+  mdsim_device_free(handle);
+  SetCounters(state, people, TotalBytes(replies));
+  state.counters["peak_heap_MiB"] = static_cast<double>(peak) / (1024.0 * 1024.0);
+  benchmark::DoNotOptimize(gTextBytes);
+}
+
+// The same without the socket: analysis of every reply, then join and delivery.
+void BM_ContactAnalysisOnly(benchmark::State& state) {
+  const size_t people = static_cast<size_t>(state.range(0));
+  const std::vector<std::string>& replies = Replies(people);
+  std::vector<std::vector<char>> buffers;
+  for (const std::string& r : replies) buffers.emplace_back(r.begin(), r.end());
+  for (auto _ : state) {
+    PListContactAnalysis analysis;
+    for (std::vector<char>& b : buffers) {
+      if (analysis.Analysis(b.data(), static_cast<int>(b.size())) < 0) break;
+    }
+    std::vector<QX::Contact*> unused;
+    gDelivered = 0;
+    analysis.Combinations(unused, reinterpret_cast<void*>(&Receive));
+    if (gDelivered != people) state.SkipWithError("export incomplete");
+  }
+  SetCounters(state, people, TotalBytes(replies));
+}
+
+// Our decoder alone on the same bytes.
+void BM_ReaderDecodeOnly(benchmark::State& state) {
+  const size_t people = static_cast<size_t>(state.range(0));
+  const std::vector<std::string>& replies = Replies(people);
+  for (auto _ : state) {
+    for (const std::string& r : replies) {
+      BPListReader reader;
+      if (!reader.open(r.data(), r.size())) state.SkipWithError("not a list");
+      benchmark::DoNotOptimize(reader.getRootObject());
+    }
+  }
+  SetCounters(state, people, TotalBytes(replies));
+}
+
+#if VELDRAKE_HAVE_LIBPLIST
+// Debian libplist: plist_from_bin and plist_free on the same reply bytes, nothing else.
+void BM_LibplistDecodeOnly(benchmark::State& state) {
+  const size_t people = static_cast<size_t>(state.range(0));
+  const std::vector<std::string>& replies = Replies(people);
+  for (auto _ : state) {
+    for (const std::string& r : replies) {
+      plist_t root = nullptr;
+      plist_from_bin(r.data(), static_cast<uint32_t>(r.size()), &root);
+      if (root == nullptr) state.SkipWithError("libplist refused a reply");
+      plist_free(root);
+    }
+  }
+  SetCounters(state, people, TotalBytes(replies));
+}
+BENCHMARK(BM_LibplistDecodeOnly)
+    ->Arg(2000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+#endif
+
+BENCHMARK(BM_ContactExport)
+    ->Arg(2000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(BM_ContactAnalysisOnly)
+    ->Arg(2000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(BM_ReaderDecodeOnly)
+    ->Arg(2000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+}  // namespace
+
+void* operator new(size_t size) {
+  return Allocate(size);
+}
+void* operator new[](size_t size) {
+  return Allocate(size);
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return Allocate(size);
+  } catch (...) {
+    return nullptr;
+  }
+}
+void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
+  return operator new(size, tag);
+}
+void operator delete(void* p) noexcept {
+  Release(p);
+}
+void operator delete[](void* p) noexcept {
+  Release(p);
+}
+void operator delete(void* p, size_t) noexcept {
+  Release(p);
+}
+void operator delete[](void* p, size_t) noexcept {
+  Release(p);
+}
+
+// A host runs under a locale that can express the texts (UTF-8 here).
+int main(int argc, char** argv) {
+  std::setlocale(LC_ALL, "C.UTF-8");
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
