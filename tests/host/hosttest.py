@@ -1,0 +1,58 @@
+"""Shared helpers of the command-line host's tests: a veldrake-devicesim serving one
+connection on a Unix socket, and runs of veldrake against it."""
+import os
+import shutil
+import subprocess
+import tempfile
+
+VELDRAKE = os.environ['VELDRAKE']
+DEVICESIM = os.environ['DEVICESIM']
+SAMPLES = os.environ['SAMPLES']
+ENV = dict(os.environ, LC_ALL='C.UTF-8')
+TIMEOUT = 300  # a sanitizer build is slow; no test should come near this
+
+
+class Device:
+    """veldrake-devicesim --once on a fresh socket: `with Device('--contacts', f) as d:`."""
+
+    def __init__(self, *args):
+        self.folder = tempfile.mkdtemp(prefix='veldrake-test-')
+        self.endpoint = 'unix:' + os.path.join(self.folder, 'device.sock')
+        self.proc = subprocess.Popen([DEVICESIM, '--once', '--listen', self.endpoint, *args],
+                                     stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                     text=True, env=ENV)
+        first = self.proc.stdout.readline()
+        if not first.startswith('listening on'):
+            self.proc.kill()
+            raise RuntimeError('veldrake-devicesim did not start: ' + first +
+                               self.proc.stderr.read())
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, failure, *rest):
+        try:
+            self.proc.wait(timeout=1 if failure else 30)
+        except subprocess.TimeoutExpired:
+            self.proc.kill()
+            self.proc.wait()
+        self.proc.stdout.close()
+        self.proc.stderr.close()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+
+def veldrake(*args):
+    """Runs veldrake; returns the CompletedProcess with text stdout and stderr."""
+    run = subprocess.run([VELDRAKE, *args], capture_output=True, env=ENV, timeout=TIMEOUT)
+    run.stdout, run.stderr = run.stdout.decode('utf-8'), run.stderr.decode('utf-8')
+    return run
+
+
+def export(kind, source, *args):
+    """Exports `kind` from a device serving the veldrake-devicesim arguments `source`;
+    returns veldrake's standard output, failing the calling test on an error."""
+    with Device(*source) as device:
+        run = veldrake(kind, '--device', device.endpoint, *args)
+    if run.returncode != 0:
+        raise AssertionError('veldrake %s failed (%d): %s' % (kind, run.returncode, run.stderr))
+    return run.stdout
