@@ -1,0 +1,61 @@
+# Install rules: the library with the headers a host needs, the MobileDevice stand-in
+# that gives a host its device handles, the programs veldrake and veldrake-devicesim,
+# the samples the built-in device serves, a CMake package (find_package(Veldrake) ->
+# Veldrake::VeldrakeForMac, Veldrake::MobileDevice) and a pkg-config file (veldrake.pc).
+#
+# Layout under the prefix: lib/ (the libraries side by side: the library finds the
+# stand-ins through $ORIGIN), bin/ (programs, which find lib/ through ../lib),
+# include/veldrake/ (so "QX/Contact.h" and "veldrake/Session.h" resolve as in the tree),
+# share/veldrake/samples/.
+include(CMakePackageConfigHelpers)
+
+set(VELDRAKE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Veldrake)
+set(VELDRAKE_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/veldrake)
+
+install(TARGETS VeldrakeForMac EXPORT VeldrakeTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        INCLUDES DESTINATION ${VELDRAKE_HEADER_DIR})
+install(EXPORT VeldrakeTargets NAMESPACE Veldrake:: DESTINATION ${VELDRAKE_CMAKE_DIR})
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/QX DESTINATION ${VELDRAKE_HEADER_DIR})
+install(FILES
+  ${PROJECT_SOURCE_DIR}/include/veldrake/Session.h
+  ${PROJECT_SOURCE_DIR}/include/veldrake/Export.h
+  ${PROJECT_SOURCE_DIR}/include/veldrake/IOSContact.h
+  ${PROJECT_SOURCE_DIR}/include/veldrake/IOSNote.h
+  ${PROJECT_SOURCE_DIR}/include/veldrake/wstrtoi.h
+  ${PROJECT_SOURCE_DIR}/include/veldrake/TextConversion.h
+  ${PROJECT_SOURCE_DIR}/include/veldrake/Encoders.h
+  DESTINATION ${VELDRAKE_HEADER_DIR}/veldrake)
+
+if(NOT APPLE)
+  # The stand-ins beside the library; each finds the other through $ORIGIN.
+  set_target_properties(MobileDeviceStandIn CoreFoundationStandIn PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS MobileDeviceStandIn CoreFoundationStandIn
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(FILES ${PROJECT_SOURCE_DIR}/platform/include/MobileDevice/mdsim.h
+          DESTINATION ${VELDRAKE_HEADER_DIR}/MobileDevice)
+  set(VELDRAKE_MOBILEDEVICE_FILE
+      ${CMAKE_SHARED_LIBRARY_PREFIX}MobileDeviceStandIn${CMAKE_SHARED_LIBRARY_SUFFIX})
+endif()
+
+# The emulator program links the stand-ins too.
+set_target_properties(veldrake-devicesim PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/samples/
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/veldrake/samples)
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/VeldrakeConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/VeldrakeConfig.cmake
+  INSTALL_DESTINATION ${VELDRAKE_CMAKE_DIR}
+  PATH_VARS VELDRAKE_HEADER_DIR CMAKE_INSTALL_LIBDIR)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/VeldrakeConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/VeldrakeConfig.cmake
+              ${PROJECT_BINARY_DIR}/VeldrakeConfigVersion.cmake
+        DESTINATION ${VELDRAKE_CMAKE_DIR})
+
+# veldrake.pc finds its prefix from its own place, so the install can be moved.
+file(RELATIVE_PATH VELDRAKE_PC_TO_PREFIX
+     /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/veldrake.pc.in ${PROJECT_BINARY_DIR}/veldrake.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/veldrake.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
