@@ -48,7 +48,7 @@ TEST(BPListContainer, OpenChecksLengthAndHeader) {
 TEST(BPListContainer, OffsetWidthsDecodeTheSameTable) {
   const std::vector<std::string> objects = {Bytes({0xA2, 1, 2}), Bytes({0x51, 'x'}),
                                             Bytes({0x10, 7})};
-  for (unsigned width : {1u, 2u, 3u, 4u, 5u, 8u}) {
+  for (unsigned width = 1; width <= 8; ++width) {
     prop root = Decode(Assemble(objects, width));
     ASSERT_TRUE(root.hasTag(0xA0)) << width;
     EXPECT_EQ((*root._value->array)[0].toUTF8String(), "x");
