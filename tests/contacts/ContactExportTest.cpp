@@ -1,6 +1,7 @@
 // The contact export end to end: GetData(1, ...) through the MobileDevice stand-in against
 // the in-process device emulator, checked record by record and message by message.
 #include <dirent.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/Records.h"
+#include "veldrake/IOSContact.h"
 
 namespace {
 
@@ -372,6 +374,20 @@ TEST_F(ContactExportTest, HostileRepliesEndOrSkipButNeverBreak) {
       ExpectDelivered(e.recorder, Expected(book, 5));
     }
   }
+}
+
+// The older setup that no export uses, then the closing pair, on a bare socket.
+TEST_F(ContactExportTest, AlternativeSetupAndClosingSpeakTheirOwnMessages) {
+  devicesim::InProcessDevice emulator({}, {});
+  const int socket = emulator.peerFd();
+  IOSContact conversation;
+  EXPECT_EQ(conversation.StartContactProtocol(socket), 0);
+  EXPECT_EQ(conversation.CloseContactProtocol(socket), 0);
+  EXPECT_EQ(emulator.wait().received, (Labels{"M1", "M3", "M9", "M11"}));
+  EXPECT_EQ(conversation.analysis, nullptr);
+  // The device has gone: nothing more can be sent.
+  EXPECT_EQ(conversation.StartContactProtocol(socket), -1);
+  close(socket);
 }
 
 }  // namespace
