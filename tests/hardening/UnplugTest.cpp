@@ -255,17 +255,63 @@ void CheckContactCuts(const AddressBook& book, size_t batchSize, bool everyOffse
   }
 }
 
+// Four short notes, one of them with text beyond ASCII.
+NoteStore SmallNotes() {
+  NoteStore store;
+  store.notes = {{"One", "first", 1.5},
+                 {"Two", "caf\xC3\xA9", 700000000},
+                 {"Three", "", -3},
+                 {"", "fourth", 0}};
+  return store;
+}
+
+// Three people with a few items of each shape, small enough to cut at every byte.
+AddressBook SmallBook() {
+  AddressBook book;
+  devicesim::Person ann;
+  ann.id = 1;
+  ann.firstName = "Ann";
+  ann.lastName = "Lee";
+  devicesim::Item phone;
+  phone.property = devicesim::kPhone;
+  phone.label = "_$!<Mobile>!$_";
+  phone.value = "555 0101";
+  devicesim::Item home;
+  home.property = devicesim::kAddress;
+  home.label = "_$!<Home>!$_";
+  home.street = "1 Main St";
+  home.city = "Oslo";
+  ann.items = {phone, home};
+  devicesim::Person bo;
+  bo.id = 2;
+  bo.firstName = "B\xC3\xB8";
+  devicesim::Item mail;
+  mail.property = devicesim::kEmail;
+  mail.value = "bo@example.org";
+  bo.items = {mail};
+  devicesim::Person cy;
+  cy.id = 3;
+  cy.lastName = "Ng";
+  cy.companyName = "Cy & Co";
+  devicesim::Item url;
+  url.property = devicesim::kUrl;
+  url.value = "https://example.org";
+  cy.items = {url, phone, home};
+  book.people = {ann, bo, cy};
+  return book;
+}
+
 class UnplugTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr); }
 };
 
 TEST_F(UnplugTest, NoteExportCutAtEveryByte) {
-  CheckNoteCuts(devicesim::GenerateNotes(4, 21), 2, true);
+  CheckNoteCuts(SmallNotes(), 2, true);
 }
 
 TEST_F(UnplugTest, ContactExportCutAtEveryByte) {
-  CheckContactCuts(devicesim::GenerateAddressBook(3, 21), 2, true);
+  CheckContactCuts(SmallBook(), 2, true);
 }
 
 TEST_F(UnplugTest, LargerNoteExportCutAtSampledBytes) {
