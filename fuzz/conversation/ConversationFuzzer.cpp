@@ -4,8 +4,10 @@
 //
 // Input:
 //   byte 0   bit 0: 1 contacts, 0 notes; bit 1: through GetData and an fd: stand-in
-//            device rather than the conversation object; bits 2-7: the host's callback
-//            returns -1 on that record (1-based), 0 never stops.
+//            device rather than the conversation object; bits 2-6: the host's callback
+//            returns -1 on that record (1-based), 0 never stops; bit 7: the process runs
+//            under a UTF-8 locale rather than "C" (the library converts wide text through
+//            the locale, and a host may have either).
 //   then     chunks, each led by one byte whose low two bits choose:
 //            0 an honest frame: 2-byte big-endian n, then n payload bytes;
 //            1 a frame that may lie: a 4-byte length field as sent, a 2-byte n, n bytes;
@@ -19,6 +21,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -143,7 +146,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   const bool contacts = (data[0] & 1) != 0;
   const bool throughGetData = (data[0] & 2) != 0;
-  gStopAt = data[0] >> 2;
+  gStopAt = (data[0] >> 2) & 31;
+  std::setlocale(LC_ALL, (data[0] & 0x80) != 0 ? "C.UTF-8" : "C");
   gDelivered = 0;
   const std::string stream = DeviceStream(data + 1, size - 1);
 

@@ -135,6 +135,8 @@ int main(int argc, char** argv) {
       {"notes_session", 0x00, noteSide.payloads},
       {"notes_session_getdata", 0x02, noteSide.payloads},
       {"notes_session_host_stops", 0x00 | (1 << 2), noteSide.payloads},
+      {"contacts_session_utf8_locale", 0x81, contacts.payloads},
+      {"notes_session_utf8_locale", 0x80, noteSide.payloads},
   };
   // Each hostile list stands in for the first batch; the sessions go on normally after it.
   for (const auto& [name, list] : HostileLists()) {
