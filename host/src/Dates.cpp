@@ -41,10 +41,6 @@ CivilDate FromDays(int64_t z) {
   return date;
 }
 
-int64_t FloorDiv(int64_t a, int64_t b) {
-  return a / b - ((a % b != 0) && ((a < 0) != (b < 0)) ? 1 : 0);
-}
-
 }  // namespace
 
 std::optional<CivilDate> ParseDeviceDate(const std::string& text) {
@@ -86,8 +82,9 @@ std::string DeviceDateToIso(const std::string& text) {
 std::optional<std::string> NoteDateToIso(int64_t deviceSeconds) {
   if (deviceSeconds == -1) return std::nullopt;
   // Whole days and the second of the day on the 2001 reference, so no sum can overflow.
-  const int64_t days = FloorDiv(deviceSeconds, 86400);
-  const int64_t secondOfDay = deviceSeconds - days * 86400;
+  int64_t days = deviceSeconds / 86400;
+  int64_t secondOfDay = deviceSeconds % 86400;
+  if (secondOfDay < 0) secondOfDay += 86400, --days;
   const CivilDate date = FromDays(days + 11323);  // 2001-01-01 is day 11323 of 1970
   char buffer[32];
   std::snprintf(buffer, sizeof buffer, "T%02d:%02d:%02dZ", static_cast<int>(secondOfDay / 3600),
