@@ -10,9 +10,8 @@ namespace {
 
 using namespace contacttest;
 
-class AnalysisContactFieldTest : public ::testing::Test {
+class AnalysisContactFieldTest : public Utf8Test {
  protected:
-  void SetUp() override { UseUtf8Locale(); }
   // The field made from `record` under property `property`, as "kind|label|value".
   std::string Field(const std::string& property, prop record) {
     AnalyseField(analysis, "17", property, record);
@@ -90,11 +89,6 @@ TEST_F(AnalysisContactFieldTest, AddressTakesItsOwnKeysOnly) {
   EXPECT_EQ(empty.id, 0);
   EXPECT_EQ(empty.fields->type, nullptr);
   EXPECT_EQ(empty.fields->address->city, nullptr);
-}
-
-TEST_F(AnalysisContactFieldTest, NothingWithoutARecord) {
-  analysis.AnalysisContactField(L"1", L"3");
-  EXPECT_TRUE(analysis.fields.empty() && analysis.addresses.empty());
 }
 
 }  // namespace

@@ -46,18 +46,6 @@ static_assert(!std::is_polymorphic<QX::Contact>::value &&
 
 namespace {
 
-TEST(ContactRecords, DefaultsMatchAnEmptyRecord) {
-  QX::Contact contact;
-  EXPECT_EQ(contact.id, -1);
-  EXPECT_EQ(contact.reservedFlag, 0);
-  EXPECT_EQ(contact.firstName, nullptr);
-  EXPECT_EQ(contact.reservedBlock, nullptr);
-  EXPECT_TRUE(contact.fields.empty());
-  QX::ContactAddressFields address;
-  ASSERT_NE(address.address, nullptr);
-  EXPECT_EQ(address.address->street, nullptr);
-}
-
 // Run under LeakSanitizer: everything a contact holds goes with it, null slots included.
 TEST(ContactRecords, DestructorReleasesEverythingItOwns) {
   auto* contact = new QX::Contact();

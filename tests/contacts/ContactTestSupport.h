@@ -8,39 +8,16 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "PropBuild.h"
 #include "QX/Contact.h"
-#include "devicesim/BPListWriter.h"
-#include "prop/prop.h"
 #include "veldrake/PListContactAnalysis.h"
 #include "veldrake/Session.h"
 
 namespace contacttest {
 
-inline prop Str(const std::string& utf8) {
-  return devicesim::MakeString(utf8);
-}
-inline prop Wide(const std::string& utf8) {
-  return prop(devicesim::Utf8ToUnits(utf8));
-}
-inline prop Date(double seconds) {
-  return prop::createDate(seconds);
-}
-inline prop Int(long long value) {
-  return prop(value);
-}
-
-inline prop Dict(std::vector<std::pair<std::string, prop>> entries) {
-  prop dict;
-  auto& map = dict.initDict();
-  for (auto& entry : entries) map[devicesim::Utf8ToUnits(entry.first)] = entry.second;
-  return dict;
-}
-
-inline prop Array(std::vector<prop> elements) {
-  prop array;
-  array.initArray() = std::move(elements);
-  return array;
-}
+using namespace propbuild;
 
 // Runs one record analysis the way the batch walk does.
 inline void AnalyseContact(PListContactAnalysis& analysis, const std::string& key, prop record) {
@@ -106,9 +83,11 @@ inline void* Callback() {
   return reinterpret_cast<void*>(&RecordContact);
 }
 
-inline void UseUtf8Locale() {
-  std::setlocale(LC_ALL, "C.UTF-8");
-}
+// The analyses convert wide text under the host's locale.
+class Utf8Test : public ::testing::Test {
+ protected:
+  void SetUp() override { std::setlocale(LC_ALL, "C.UTF-8"); }
+};
 
 }  // namespace contacttest
 

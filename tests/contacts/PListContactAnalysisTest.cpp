@@ -13,9 +13,8 @@ using namespace contacttest;
 
 const std::string kName = "SDMessageProcessChanges";
 
-class PListContactAnalysisTest : public ::testing::Test {
+class PListContactAnalysisTest : public Utf8Test {
  protected:
-  void SetUp() override { UseUtf8Locale(); }
   // Analyses `root` from an exact-size heap copy, so reads past the end are caught.
   int Analyse(const prop& root) { return AnalyseBytes(devicesim::WriteBinaryPlist(root)); }
   int AnalyseBytes(const std::string& bytes) {
