@@ -81,7 +81,7 @@ class ContactFormats(unittest.TestCase):
         cards = vcard_model.cards(text)
         self.assertEqual(len(cards), 3)
         for card in cards:
-            self.assertEqual([l.value for l in card.lines if l.name == 'VERSION'], ['4.0'])
+            self.assertEqual([l.value for l in card if l.name == 'VERSION'], ['4.0'])
         self.assertIn('BDAY:--0303\r\n', text)
         self.assertIn('BDAY:19120623\r\n', text)
         with open(GMAIL, encoding='utf-8', newline='') as a, \
