@@ -12,12 +12,9 @@
 #include <vector>
 
 #include "BPListReader/BPListReader.h"
-#include "QX/Contact.h"
-#include "QX/ContactField.h"
 #include "QX/Notes.h"
 #include "devicesim/Device.h"
 #include "veldrake/Frame.h"
-#include "veldrake/IOSContact.h"
 #include "veldrake/IOSNote.h"
 #include "veldrake/Messages.h"
 
@@ -47,13 +44,6 @@ bool Names(const std::vector<char>& reply, const char* text) {
   return std::string(reply.begin(), reply.end()).find(text) != std::string::npos;
 }
 
-std::vector<std::string> g_names;
-int CollectContact(void* record) {
-  auto* c = static_cast<QX::Contact*>(record);
-  g_names.push_back(std::string(c->firstName ? c->firstName : "") + "|" +
-                    std::to_string(c->fields.size()) + "|" + std::to_string(c->addresses.size()));
-  return 0;
-}
 std::vector<std::string> g_subjects;
 int CollectNote(void* record) {
   g_subjects.push_back(static_cast<QX::Notes*>(record)->subject);
@@ -112,35 +102,6 @@ TEST(DeviceConversation, ContactsComeInBatchesAndEndWithAnEmptyReply) {
             t.received);
   EXPECT_EQ(Message(SyncMessage::M4), t.raw[1]);
   ::close(fd);
-}
-
-TEST(DeviceConversation, LibraryExportsGetEveryContactAndNote) {
-  DeviceOptions options;
-  options.batchSize = 7;
-  {
-    InProcessDevice device(GenerateAddressBook(30, 9), {}, options);
-    g_names.clear();
-    IOSContact export_;
-    EXPECT_EQ(0, export_.GetContact(device.peerFd(), reinterpret_cast<void*>(&CollectContact)));
-    Transcript t = device.wait();
-    ::close(device.peerFd());
-    ASSERT_EQ(30u, g_names.size());
-    for (const std::string& n : g_names) EXPECT_NE(std::string::npos, n.find("|3|1"));
-    // M2 M4, five batches and the end reply, M9 M11
-    EXPECT_EQ(10u, t.received.size());
-    EXPECT_EQ("M11", t.received.back());
-  }
-  {
-    InProcessDevice device({}, GenerateNotes(20, 9), options);
-    g_subjects.clear();
-    IOSNote export_;
-    EXPECT_EQ(0, export_.GetNote(device.peerFd(), reinterpret_cast<void*>(&CollectNote)));
-    Transcript t = device.wait();
-    ::close(device.peerFd());
-    EXPECT_EQ(20u, g_subjects.size());
-    EXPECT_EQ((std::vector<std::string>{"M1", "M5", "M7", "M8", "M8", "M8", "M8", "M10", "M11"}),
-              t.received);
-  }
 }
 
 TEST(DeviceFaults, EmptyFramesComeBeforeTheReply) {
@@ -211,33 +172,6 @@ TEST(DeviceFaults, SplitFramesAndPausesArriveWhole) {
   EXPECT_EQ(FrameResult::Complete, Ask(fd, SyncMessage::M5, reply));
   EXPECT_TRUE(Names(reply, "com.apple.Notes"));
   ::close(fd);
-}
-
-TEST(DeviceFaults, UnpluggedAtEveryByteTheLibraryAlwaysReturns) {
-  const AddressBook book = GenerateAddressBook(3, 5);
-  DeviceOptions probe;
-  probe.batchSize = 2;
-  uint64_t total;
-  {
-    InProcessDevice device(book, {}, probe);
-    IOSContact export_;
-    g_names.clear();
-    export_.GetContact(device.peerFd(), reinterpret_cast<void*>(&CollectContact));
-    total = device.wait().bytesSent;
-    ::close(device.peerFd());
-  }
-  ASSERT_GT(total, 100u);
-  for (uint64_t cut = 0; cut <= total; ++cut) {
-    DeviceOptions options = probe;
-    options.closeAfterBytes = static_cast<int64_t>(cut);
-    InProcessDevice device(book, {}, options);
-    IOSContact export_;
-    g_names.clear();
-    int result = export_.GetContact(device.peerFd(), reinterpret_cast<void*>(&CollectContact));
-    EXPECT_TRUE(result == 0 || result == -1) << cut;
-    EXPECT_LE(device.wait().bytesSent, cut);
-    ::close(device.peerFd());
-  }
 }
 
 TEST(DeviceRobustness, GarbageFramesAndAHugeLengthDoNotStopTheDevice) {

@@ -114,46 +114,40 @@ TEST_F(Session, NegativeDataKindRunsNoConversationEither) {
   EXPECT_EQ(recv(device_end, &byte, 1, MSG_DONTWAIT), -1) << "nothing may have been sent";
 }
 
-TEST_F(Session, FailedConnectIsReturnedUnchangedAndSilently) {
-  mdsim_device_set_result(device, "AMDeviceConnect", MDSIM_ERR_NOT_CONNECTED);
-  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(1), MDSIM_ERR_NOT_CONNECTED); }), "");
-  EXPECT_EQ(Calls(), "AMDeviceDisconnect,AMDeviceConnect");
-  EXPECT_EQ(iDeviceAFC, nullptr);
-}
-
-TEST_F(Session, FirstDisconnectOfTheStartIsSilent) {
-  mdsim_device_set_result(device, "AMDeviceDisconnect", -3);
-  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(2), 0); }), "");
-  EXPECT_EQ(Calls(), kStart);
-}
-
-TEST_F(Session, FailedStartSessionIsPrintedAndTheStartGoesOn) {
-  mdsim_device_set_result(device, "AMDeviceStartSession", -123);
-  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(2), 0); }), "[RET]AMDeviceStartSession() = -123\n");
-  EXPECT_EQ(Calls(), kStart);
-  EXPECT_EQ(iSocket, service_end);
-}
-
-TEST_F(Session, FailedServiceStartReturnsMinus6AndPrintsItsValue) {
-  mdsim_device_set_result(device, "AMDeviceSecureStartService", MDSIM_ERR_SERVICE_PROHIBITED);
-  const std::string printed = Stdout([&] { EXPECT_EQ(Run(1), -6); });
-  EXPECT_EQ(printed, "Could not start AFC service  [RET]AMDeviceSecureStartService() = " +
-                         std::to_string(MDSIM_ERR_SERVICE_PROHIBITED) + "\n");
-  EXPECT_EQ(Calls(),
-            "AMDeviceDisconnect,AMDeviceConnect,AMDeviceStopSession,AMDeviceStartSession,"
-            "AMDeviceSecureStartService");
-  EXPECT_EQ(iDeviceAFC, nullptr);
-}
-
-TEST_F(Session, FailedSecondStopSessionIsReturnedAndKeepsTheOldSocket) {
-  iSocket = 4242;
-  mdsim_device_set_result(device, "AMDeviceStopSession", 9);
-  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(1), 9); }), "[RET]AMDeviceStopSession() = 9\n");
-  EXPECT_EQ(Calls(),
-            "AMDeviceDisconnect,AMDeviceConnect,AMDeviceStopSession,AMDeviceStartSession,"
-            "AMDeviceSecureStartService,AMDeviceStopSession");
-  EXPECT_EQ(iSocket, 4242);
-  EXPECT_NE(iDeviceAFC, nullptr) << "the service connection stays open";
+// One platform call forced to fail during the start: what GetData returns, prints and calls.
+TEST_F(Session, StartFailuresAreReturnedOrPrintedAsEachCallDemands) {
+  const std::string upToService =
+      "AMDeviceDisconnect,AMDeviceConnect,AMDeviceStopSession,AMDeviceStartSession,"
+      "AMDeviceSecureStartService";
+  const std::string prohibited = std::to_string(MDSIM_ERR_SERVICE_PROHIBITED);
+  const struct {
+    const char* call;
+    int forced, kind, result;
+    std::string printed, calls;
+    bool sessionOpen;
+  } cases[] = {
+      {"AMDeviceConnect", MDSIM_ERR_NOT_CONNECTED, 1, MDSIM_ERR_NOT_CONNECTED, "",
+       "AMDeviceDisconnect,AMDeviceConnect", false},
+      {"AMDeviceDisconnect", -3, 2, 0, "", kStart, true},  // the first one is silent
+      {"AMDeviceStartSession", -123, 2, 0, "[RET]AMDeviceStartSession() = -123\n", kStart, true},
+      {"AMDeviceSecureStartService", MDSIM_ERR_SERVICE_PROHIBITED, 1, -6,
+       "Could not start AFC service  [RET]AMDeviceSecureStartService() = " + prohibited + "\n",
+       upToService, false},
+      // The service connection stays open and the old socket is kept.
+      {"AMDeviceStopSession", 9, 1, 9, "[RET]AMDeviceStopSession() = 9\n",
+       upToService + ",AMDeviceStopSession", true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.call);
+    TearDown();
+    SetUp();
+    iSocket = 4242;
+    mdsim_device_set_result(device, c.call, c.forced);
+    EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(c.kind), c.result); }), c.printed);
+    EXPECT_EQ(Calls(), c.calls);
+    EXPECT_EQ(iDeviceAFC != nullptr, c.sessionOpen);
+    EXPECT_EQ(iSocket, c.result == 0 ? service_end : 4242);
+  }
 }
 
 TEST_F(Session, DisconnectBeforeAnyStartCallsNothing) {
@@ -191,30 +185,27 @@ TEST_F(Session, FailedDisconnectOnCloseIsPrintedAndReturned) {
   EXPECT_EQ(iDeviceAFC, nullptr);
 }
 
-TEST_F(Session, FailedConversationClosesTheSessionItself) {
-  close(device_end);  // the device is gone before the first reply
-  device_end = -1;
+// The device is gone before the first reply; a delivered SIGPIPE would end this program.
+TEST_F(Session, FailedConversationClosesTheSessionItselfAndReturnsMinus1) {
   struct sigaction deflt {};
   deflt.sa_handler = SIG_DFL;
   struct sigaction saved {};
   sigaction(SIGPIPE, &deflt, &saved);
-  EXPECT_EQ(Run(1), -1);
-  EXPECT_EQ(iDeviceAFC, nullptr);
-  EXPECT_EQ(Calls(), std::string(kStart) + "," + kClose);
+  for (int closeResult : {0, -7}) {
+    SCOPED_TRACE(closeResult);
+    TearDown();
+    SetUp();
+    close(device_end);
+    device_end = -1;
+    mdsim_device_set_result(device, "AFCConnectionClose", closeResult);
+    EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(1), -1); }),
+              closeResult ? "[RET]AFCConnectionClose() = -7\n" : "");
+    EXPECT_EQ(iDeviceAFC != nullptr, closeResult != 0);
+    if (closeResult == 0) {
+      EXPECT_EQ(Calls(), std::string(kStart) + "," + kClose);
+    }
+  }
   sigaction(SIGPIPE, &saved, nullptr);
-}
-
-TEST_F(Session, FailedConversationWithAFailedCloseStillReturnsMinus1) {
-  close(device_end);
-  device_end = -1;
-  mdsim_device_set_result(device, "AFCConnectionClose", -7);
-  struct sigaction ignore {};
-  ignore.sa_handler = SIG_IGN;
-  struct sigaction saved {};
-  sigaction(SIGPIPE, &ignore, &saved);
-  EXPECT_EQ(Stdout([&] { EXPECT_EQ(Run(1), -1); }), "[RET]AFCConnectionClose() = -7\n");
-  sigaction(SIGPIPE, &saved, nullptr);
-  EXPECT_NE(iDeviceAFC, nullptr);
 }
 
 // A device on a listening Unix socket that answers the first frame and then goes away.

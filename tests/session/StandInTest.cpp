@@ -21,6 +21,32 @@ CFStringRef SyncService() {
   return __CFStringMakeConstantString("com.apple.mobilesync");
 }
 
+// A device on one end of a socketpair (`far` is the other end), optionally connected and
+// with the sync service started.
+struct PairDevice {
+  explicit PairDevice(bool start = true) {
+    int fds[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+    near = fds[0];
+    far = fds[1];
+    device = mdsim_device_new(("fd:" + std::to_string(near)).c_str());
+    if (!start) return;
+    EXPECT_EQ(AMDeviceConnect(device), 0);
+    EXPECT_EQ(AMDeviceSecureStartService(device, SyncService(), nullptr, &connection), 0);
+  }
+  ~PairDevice() {
+    close(far);
+    mdsim_device_free(device);
+  }
+  bool FarSeesEndOfStream() const {
+    char byte;
+    return recv(far, &byte, 1, 0) == 0;
+  }
+  int near, far;
+  void* device;
+  AMDServiceConnectionRef connection = nullptr;
+};
+
 TEST(StandIn, MalformedEndpointsMakeNoDevice) {
   int fds[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
@@ -90,26 +116,17 @@ TEST(StandIn, RefusedConnectionIsAFailureCode) {
 }
 
 TEST(StandIn, ConnectedDescriptorServesOneStartOnly) {
-  int fds[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  void* device = mdsim_device_new(("fd:" + std::to_string(fds[0])).c_str());
-  ASSERT_EQ(AMDeviceConnect(device), 0);
-  AMDServiceConnectionRef connection = nullptr;
-  ASSERT_EQ(AMDeviceSecureStartService(device, SyncService(), nullptr, &connection), 0);
-  EXPECT_EQ(AMDServiceConnectionGetSocket(connection), fds[0]);
-  EXPECT_EQ(AFCConnectionClose(connection), 0);
-  char byte;
-  EXPECT_EQ(recv(fds[1], &byte, 1, 0), 0);
-  EXPECT_EQ(AMDeviceSecureStartService(device, SyncService(), nullptr, &connection),
+  PairDevice pair;
+  EXPECT_EQ(AMDServiceConnectionGetSocket(pair.connection), pair.near);
+  EXPECT_EQ(AFCConnectionClose(pair.connection), 0);
+  EXPECT_TRUE(pair.FarSeesEndOfStream());
+  EXPECT_EQ(AMDeviceSecureStartService(pair.device, SyncService(), nullptr, &pair.connection),
             MDSIM_ERR_CONNECTION_FAILED);
-  close(fds[1]);
-  mdsim_device_free(device);
 }
 
 TEST(StandIn, ForcedResultsReplaceTheWorkUntilReset) {
-  int fds[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  void* device = mdsim_device_new(("fd:" + std::to_string(fds[0])).c_str());
+  PairDevice pair(false);
+  void* device = pair.device;
   mdsim_device_set_result(device, "AMDeviceConnect", -42);
   EXPECT_EQ(AMDeviceConnect(device), -42);
   EXPECT_EQ(AMDeviceStartSession(device), MDSIM_ERR_NOT_CONNECTED) << "still not connected";
@@ -120,8 +137,6 @@ TEST(StandIn, ForcedResultsReplaceTheWorkUntilReset) {
   EXPECT_EQ(AMDeviceStopSession(device), 0) << "harmless with no session open";
   EXPECT_EQ(AMDeviceDisconnect(device), 0);
   EXPECT_EQ(AMDeviceDisconnect(device), 0) << "harmless when not connected";
-  close(fds[1]);
-  mdsim_device_free(device);  // closes the unused descriptor
 }
 
 TEST(StandIn, UnknownHandlesFailInsteadOfCrashing) {
@@ -136,38 +151,25 @@ TEST(StandIn, UnknownHandlesFailInsteadOfCrashing) {
 }
 
 TEST(StandIn, CloseFromAnotherThreadEndsABlockedRead) {
-  int fds[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  void* device = mdsim_device_new(("fd:" + std::to_string(fds[0])).c_str());
-  ASSERT_EQ(AMDeviceConnect(device), 0);
-  AMDServiceConnectionRef connection = nullptr;
-  ASSERT_EQ(AMDeviceSecureStartService(device, SyncService(), nullptr, &connection), 0);
-  const int fd = AMDServiceConnectionGetSocket(connection);
+  PairDevice pair;
+  const int fd = AMDServiceConnectionGetSocket(pair.connection);
   FrameResult result = FrameResult::Complete;
   std::thread reader([&] {
     std::vector<char> payload;
     result = RecvFrame(fd, payload);
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(50));  // let it block in recv
-  EXPECT_EQ(AFCConnectionClose(connection), 0);
+  EXPECT_EQ(AFCConnectionClose(pair.connection), 0);
   reader.join();
   EXPECT_EQ(result, FrameResult::LengthNotRead);
-  close(fds[1]);
-  mdsim_device_free(device);
 }
 
 TEST(StandIn, FreeingADeviceClosesItsOpenConnections) {
-  int fds[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  void* device = mdsim_device_new(("fd:" + std::to_string(fds[0])).c_str());
-  ASSERT_EQ(AMDeviceConnect(device), 0);
-  AMDServiceConnectionRef connection = nullptr;
-  ASSERT_EQ(AMDeviceSecureStartService(device, SyncService(), nullptr, &connection), 0);
-  mdsim_device_free(device);
-  char byte;
-  EXPECT_EQ(recv(fds[1], &byte, 1, 0), 0);
-  EXPECT_EQ(AFCConnectionClose(connection), MDSIM_ERR_INVALID_ARGUMENT);
-  close(fds[1]);
+  PairDevice pair;
+  mdsim_device_free(pair.device);
+  pair.device = nullptr;
+  EXPECT_TRUE(pair.FarSeesEndOfStream());
+  EXPECT_EQ(AFCConnectionClose(pair.connection), MDSIM_ERR_INVALID_ARGUMENT);
 }
 
 }  // namespace
