@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ExportSupport.h"
 #include "MobileDevice/mdsim.h"
 #include "QX/Notes.h"
 #include "devicesim/BPListWriter.h"
@@ -21,7 +22,7 @@ namespace {
 using devicesim::DeviceOptions;
 using devicesim::Fault;
 using devicesim::NoteStore;
-using Labels = std::vector<std::string>;
+using namespace exportsupport;
 
 struct Seen {
   std::string subject, content;
@@ -60,23 +61,14 @@ Outcome ExportNotes(NoteStore store, DeviceOptions options) {
   return out;
 }
 
-// The notes of `store` as the host must see them: batch by batch, each batch in the order
-// of its keys as text (the device files notes under their numbers).
+// The notes of `store` as the host must see them (the device files notes under their numbers).
 std::vector<Seen> Expected(const NoteStore& store, size_t batchSize, size_t limit = SIZE_MAX) {
   std::vector<Seen> all;
-  for (size_t begin = 0; begin < store.notes.size(); begin += batchSize) {
-    std::vector<size_t> batch;
-    for (size_t i = begin; i < std::min(begin + batchSize, store.notes.size()); ++i) {
-      batch.push_back(i);
-    }
-    std::sort(batch.begin(), batch.end(),
-              [](size_t a, size_t b) { return std::to_string(a) < std::to_string(b); });
-    for (size_t i : batch) {
-      const devicesim::Note& n = store.notes[i];
-      all.push_back({n.subject, n.content, static_cast<int64_t>(std::trunc(n.modified))});
-    }
+  for (size_t i : DeliveryOrder(
+           store.notes.size(), batchSize, [](size_t k) { return k; }, limit)) {
+    const devicesim::Note& n = store.notes[i];
+    all.push_back({n.subject, n.content, static_cast<int64_t>(std::trunc(n.modified))});
   }
-  if (all.size() > limit) all.resize(limit);
   return all;
 }
 
@@ -96,12 +88,6 @@ Labels Wire(std::initializer_list<const char*> head, int acks, bool closed) {
   return labels;
 }
 
-DeviceOptions Batches(size_t size) {
-  DeviceOptions options;
-  options.batchSize = size;
-  return options;
-}
-
 class NoteExportTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr); }
@@ -118,18 +104,6 @@ TEST_F(NoteExportTest, ExportsEveryNoteBatchByBatch) {
   ExpectSeen(Expected(store, 100));
 }
 
-TEST_F(NoteExportTest, TextsArriveAsUtf8AndDatesAsWholeSeconds) {
-  NoteStore store;
-  store.notes = {{"Caf\xC3\xA9 \xE2\x98\x95", "na\xC3\xAFve \xF0\x9F\x8E\x89 \xE2\x9C\x93", 1.9},
-                 {"plain", "ascii only", -1.9},
-                 {"", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E", 700000000.75}};
-  const Outcome e = ExportNotes(store, Batches(100));
-  EXPECT_EQ(e.result, 0);
-  ExpectSeen({{"Caf\xC3\xA9 \xE2\x98\x95", "na\xC3\xAFve \xF0\x9F\x8E\x89 \xE2\x9C\x93", 1},
-              {"plain", "ascii only", -1},
-              {"", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E", 700000000}});
-}
-
 TEST_F(NoteExportTest, HostStopStillClosesAndLeavesTheSessionOpen) {
   const NoteStore store = devicesim::GenerateNotes(3, 11);
   gStopAt = 1;
@@ -138,23 +112,18 @@ TEST_F(NoteExportTest, HostStopStillClosesAndLeavesTheSessionOpen) {
   EXPECT_TRUE(e.sessionLeftOpen);
   EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 1, true));
   ExpectSeen(Expected(store, 100, 2));
-}
-
-TEST_F(NoteExportTest, ReplyWithoutRecordsEndsTheLoop) {
-  const Outcome e = ExportNotes(NoteStore{}, Batches(100));
-  EXPECT_EQ(e.result, 0);
-  EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 1, true));
+  // A store without notes: the first reply has no records and ends the loop.
+  gStopAt = -1;
+  const Outcome none = ExportNotes(NoteStore{}, Batches(100));
+  EXPECT_EQ(none.result, 0);
+  EXPECT_EQ(none.wire, Wire({"M1", "M5", "M7"}, 1, true));
   EXPECT_TRUE(gSeen.empty());
 }
 
 TEST_F(NoteExportTest, EmptyFramesAreRepliesInEveryState) {
   const NoteStore store = devicesim::GenerateNotes(25, 3);
   for (const char* label : {"M1", "M5", "M7"}) {
-    DeviceOptions options = Batches(10);
-    options.scriptedReply = [label](const std::string& l, int occurrence) {
-      return l == label && occurrence == 0 ? std::optional<std::string>("") : std::nullopt;
-    };
-    const Outcome e = ExportNotes(store, options);
+    const Outcome e = ExportNotes(store, ReplyAt(10, label, 0, ""));
     EXPECT_EQ(e.result, 0) << label;
     EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 4, true)) << label;
     ExpectSeen(Expected(store, 10));
@@ -170,10 +139,7 @@ TEST_F(NoteExportTest, EmptyFramesAreRepliesInEveryState) {
 }
 
 TEST_F(NoteExportTest, OnlyEmptyFramesKeepAcknowledgingUntilTheStreamFails) {
-  DeviceOptions options = Batches(10);
-  options.scriptedReply = [](const std::string& l, int occurrence) {
-    return l == "M8" ? std::optional<std::string>("") : std::nullopt;
-  };
+  DeviceOptions options = ReplyAt(10, "M8", -1, "");
   options.faults.push_back({"M8", 5, Fault::CloseBeforeLength, 0});
   const Outcome e = ExportNotes(devicesim::GenerateNotes(25, 3), options);
   EXPECT_EQ(e.result, -1);
@@ -230,12 +196,7 @@ TEST_F(NoteExportTest, HostileRepliesEndOrSkipButNeverBreak) {
       {"empty root array", valid, true},
   };
   for (const Case& c : cases) {
-    DeviceOptions options = Batches(10);
-    const std::string payload = c.payload;
-    options.scriptedReply = [payload](const std::string& l, int occurrence) {
-      return l == "M8" && occurrence == 0 ? std::optional<std::string>(payload) : std::nullopt;
-    };
-    const Outcome e = ExportNotes(store, options);
+    const Outcome e = ExportNotes(store, ReplyAt(10, "M8", 0, c.payload));
     EXPECT_EQ(e.result, 0) << c.name;
     EXPECT_TRUE(e.sessionLeftOpen) << c.name;
     if (c.analysisStops) {

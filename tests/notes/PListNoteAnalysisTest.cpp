@@ -11,9 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include "PropBuild.h"
 #include "QX/Notes.h"
-#include "devicesim/BPListWriter.h"
-#include "prop/prop.h"
 
 // The host reads the record directly: order and widths are fixed.
 static_assert(std::is_standard_layout<QX::Notes>::value, "host reads the record as a C struct");
@@ -53,22 +52,7 @@ int Record(QX::Notes* note) {
   return static_cast<int>(gSeen.size()) - 1 == gStopAt ? -1 : gOtherResult;
 }
 
-prop Str(const std::string& utf8) {
-  return devicesim::MakeString(utf8);
-}
-
-prop Dict(std::vector<std::pair<std::string, prop>> entries) {
-  prop d;
-  auto& map = d.initDict();
-  for (auto& e : entries) map[devicesim::Utf8ToUnits(e.first)] = e.second;
-  return d;
-}
-
-prop Array(std::vector<prop> elements) {
-  prop a;
-  a.initArray() = std::move(elements);
-  return a;
-}
+using namespace propbuild;
 
 prop Note(const std::string& subject) {
   return Dict({{"subject", Str(subject)}});
@@ -121,12 +105,10 @@ TEST_F(PListNoteAnalysisTest, RootDecidesTheStopResults) {
   EXPECT_TRUE(gSeen.empty());
 }
 
-TEST_F(PListNoteAnalysisTest, DictionaryWithoutNotesStillAsksForMore) {
+TEST_F(PListNoteAnalysisTest, NoteWithoutKnownKeysHasInitialValues) {
+  // A dictionary without note records still asks for more.
   EXPECT_EQ(Analyse(Reply(Dict({{"1", Str("x")}, {"2", Dict({})}, {"3", prop::Null}}))), 0);
   EXPECT_TRUE(gSeen.empty());
-}
-
-TEST_F(PListNoteAnalysisTest, NoteWithoutKnownKeysHasInitialValues) {
   EXPECT_EQ(Analyse(Reply(Dict({{"1", Dict({{"title", Str("not a key of ours")}})}}))), 0);
   ASSERT_EQ(gSeen.size(), 1u);
   EXPECT_FALSE(gSeen[0].hasSubject);
@@ -153,16 +135,21 @@ TEST_F(PListNoteAnalysisTest, FieldsOfUnexpectedTagsOrNullAreSkipped) {
 }
 
 TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndGuarded) {
-  const double dates[] = {1.9, -1.9, 0.0, 700000000.75, std::nan(""), 1e300, -1e300, HUGE_VAL};
-  const int64_t expected[] = {1, -1, 0, 700000000, -1, INT64_MAX, INT64_MIN, INT64_MAX};
+  // 2^63-1 rounds to 2^63 as a double; NaN counts as no date.
+  const double dates[] = {
+      1.9,    -1.9,     0.0,       700000000.75, std::nan(""),          1e300,
+      -1e300, HUGE_VAL, -HUGE_VAL, -0.5,         9223372036854775807.0, -9223372036854775808.0};
+  const int64_t expected[] = {1,         -1,        0,         700000000, -1,        INT64_MAX,
+                              INT64_MIN, INT64_MAX, INT64_MIN, 0,         INT64_MAX, INT64_MIN};
+  const size_t count = sizeof dates / sizeof dates[0];
   std::vector<std::pair<std::string, prop>> notes;
-  for (size_t i = 0; i < 8; ++i) {
-    notes.push_back(
-        {"n" + std::to_string(i), Dict({{"dateModified", prop::createDate(dates[i])}})});
+  for (size_t i = 0; i < count; ++i) {
+    notes.push_back({std::string(1, static_cast<char>('a' + i)),
+                     Dict({{"dateModified", prop::createDate(dates[i])}})});
   }
   EXPECT_EQ(Analyse(Reply(Dict(notes))), 0);
-  ASSERT_EQ(gSeen.size(), 8u);
-  for (size_t i = 0; i < 8; ++i) EXPECT_EQ(gSeen[i].date, expected[i]) << "date " << dates[i];
+  ASSERT_EQ(gSeen.size(), count);
+  for (size_t i = 0; i < count; ++i) EXPECT_EQ(gSeen[i].date, expected[i]) << "date " << dates[i];
 }
 
 TEST_F(PListNoteAnalysisTest, TextsArriveAsNarrowUtf8CutAtNul) {
@@ -207,13 +194,6 @@ TEST_F(PListNoteAnalysisTest, OnlyMinusOneFromTheCallbackStops) {
     EXPECT_EQ(Analyse(three), 0);
     EXPECT_EQ(gSeen.size(), 3u);
   }
-}
-
-TEST_F(PListNoteAnalysisTest, DateTruncationHelperMatchesTheWalk) {
-  EXPECT_EQ(PListNoteAnalysis::TruncateDate(-0.5), 0);
-  EXPECT_EQ(PListNoteAnalysis::TruncateDate(9223372036854775807.0), INT64_MAX);  // rounds to 2^63
-  EXPECT_EQ(PListNoteAnalysis::TruncateDate(-9223372036854775808.0), INT64_MIN);
-  EXPECT_EQ(PListNoteAnalysis::TruncateDate(-std::numeric_limits<double>::infinity()), INT64_MIN);
 }
 
 }  // namespace
