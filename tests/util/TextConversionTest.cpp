@@ -51,47 +51,31 @@ NarrowRun RunUincode2Char(const std::vector<wchar_t>& units, int capacity) {
   return {result, std::string(buffer.data() + kGuard, nul), nul, intact};
 }
 
-TEST(Char2Unicode, EmptyTextGivesZeroAndATerminator) {
-  WideRun r = RunChar2Unicode("", 4);
-  EXPECT_EQ(r.result, 0);
-  EXPECT_EQ(r.out[0], 0);
-  EXPECT_TRUE(r.guardsIntact);
-}
-
+// The result counts UTF-16 units, the capacity counts elements; a character above the BMP
+// fills one element but counts two.
 TEST(Char2Unicode, CapacityCutsTheTextAndTerminatesBehindIt) {
-  WideRun r = RunChar2Unicode("abcde", 2);
-  EXPECT_EQ(r.result, 2);
-  EXPECT_EQ(r.out, (std::vector<wchar_t>{L'a', L'b', 0}));
-  EXPECT_TRUE(r.guardsIntact);
-}
-
-TEST(Char2Unicode, CapacityExactlyReachedAndOneShort) {
-  WideRun exact = RunChar2Unicode("h\xC3\xA9llo", 5);
-  EXPECT_EQ(exact.result, 5);
-  EXPECT_EQ(exact.out, (std::vector<wchar_t>{L'h', 0xE9, L'l', L'l', L'o', 0}));
-  EXPECT_TRUE(exact.guardsIntact);
-  WideRun shortBy1 = RunChar2Unicode("h\xC3\xA9llo", 4);
-  EXPECT_EQ(shortBy1.result, 4);
-  EXPECT_EQ(shortBy1.out, (std::vector<wchar_t>{L'h', 0xE9, L'l', L'l', 0}));
-  EXPECT_TRUE(shortBy1.guardsIntact);
-  WideRun none = RunChar2Unicode("abc", 0);
-  EXPECT_EQ(none.result, 0);
-  EXPECT_EQ(none.out[0], 0);
-  EXPECT_TRUE(none.guardsIntact);
-}
-
-TEST(Char2Unicode, CharacterAboveBmpFillsOneElementButCountsTwo) {
-  const char* text = "a\xF0\x9F\x98\x80z";
-  WideRun all = RunChar2Unicode(text, 3);
-  EXPECT_EQ(all.result, 4);
-  EXPECT_EQ(all.out, (std::vector<wchar_t>{L'a', 0x1F600, L'z', 0}));
-  WideRun two = RunChar2Unicode(text, 2);
-  EXPECT_EQ(two.result, 3);
-  EXPECT_EQ(two.out, (std::vector<wchar_t>{L'a', 0x1F600, 0}));
-  WideRun one = RunChar2Unicode(text, 1);
-  EXPECT_EQ(one.result, 1);
-  EXPECT_EQ(one.out, (std::vector<wchar_t>{L'a', 0}));
-  EXPECT_TRUE(all.guardsIntact && two.guardsIntact && one.guardsIntact);
+  const char* emoji = "a\xF0\x9F\x98\x80z";
+  const struct {
+    const char* text;
+    int capacity, result;
+    std::vector<wchar_t> out;
+  } cases[] = {
+      {"", 4, 0, {0}},
+      {"abcde", 2, 2, {L'a', L'b', 0}},
+      {"h\xC3\xA9llo", 5, 5, {L'h', 0xE9, L'l', L'l', L'o', 0}},
+      {"h\xC3\xA9llo", 4, 4, {L'h', 0xE9, L'l', L'l', 0}},
+      {"abc", 0, 0, {0}},
+      {emoji, 3, 4, {L'a', 0x1F600, L'z', 0}},
+      {emoji, 2, 3, {L'a', 0x1F600, 0}},
+      {emoji, 1, 1, {L'a', 0}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.text) + " in " + std::to_string(c.capacity));
+    const WideRun r = RunChar2Unicode(c.text, c.capacity);
+    EXPECT_EQ(r.result, c.result);
+    EXPECT_EQ(std::vector<wchar_t>(r.out.begin(), r.out.begin() + c.out.size()), c.out);
+    EXPECT_TRUE(r.guardsIntact);
+  }
 }
 
 TEST(Char2Unicode, InvalidUtf8GivesZeroAndAZeroedDestination) {
@@ -103,37 +87,28 @@ TEST(Char2Unicode, InvalidUtf8GivesZeroAndAZeroedDestination) {
   }
 }
 
-TEST(Uincode2Char, TwoByteCharacterCountsOneUnit) {
-  NarrowRun r = RunUincode2Char({0xE9}, 1);
-  EXPECT_EQ(r.result, 1);
-  EXPECT_EQ(r.out, "\xC3\xA9");
-  EXPECT_EQ(r.nulAt, 2u);
-  EXPECT_TRUE(r.guardsIntact);
-}
-
-TEST(Uincode2Char, SurrogatePairBecomesOneFourByteCharacter) {
-  NarrowRun r = RunUincode2Char({0xD83D, 0xDE00}, 1);
-  EXPECT_EQ(r.result, 2);
-  EXPECT_EQ(r.out, "\xF0\x9F\x98\x80");
-  EXPECT_TRUE(r.guardsIntact);
-}
-
+// The capacity counts eight-byte units; a character that would end past them is left out
+// whole, and the result counts the UTF-16 units converted.
 TEST(Uincode2Char, CapacityCountsEightByteUnits) {
-  const std::vector<wchar_t> nine(9, L'x');
-  NarrowRun full = RunUincode2Char(nine, 1);
-  EXPECT_EQ(full.result, 8);
-  EXPECT_EQ(full.out, "xxxxxxxx");
-  EXPECT_EQ(full.nulAt, 8u);
-  EXPECT_TRUE(full.guardsIntact);
-  // "é" would end at byte 9, past the 8 allowed: it is left out whole.
-  NarrowRun cut = RunUincode2Char({'a', 'b', 'c', 'd', 'e', 'f', 'g', 0xE9}, 1);
-  EXPECT_EQ(cut.result, 7);
-  EXPECT_EQ(cut.out, "abcdefg");
-  EXPECT_TRUE(cut.guardsIntact);
-  NarrowRun none = RunUincode2Char({'a'}, 0);
-  EXPECT_EQ(none.result, 0);
-  EXPECT_EQ(none.nulAt, 0u);
-  EXPECT_TRUE(none.guardsIntact);
+  const struct {
+    std::vector<wchar_t> units;
+    int capacity, result;
+    std::string out;
+  } cases[] = {
+      {{0xE9}, 1, 1, "\xC3\xA9"},
+      {{0xD83D, 0xDE00}, 1, 2, "\xF0\x9F\x98\x80"},
+      {std::vector<wchar_t>(9, L'x'), 1, 8, "xxxxxxxx"},
+      {{'a', 'b', 'c', 'd', 'e', 'f', 'g', 0xE9}, 1, 7, "abcdefg"},
+      {{'a'}, 0, 0, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.out);
+    const NarrowRun r = RunUincode2Char(c.units, c.capacity);
+    EXPECT_EQ(r.result, c.result);
+    EXPECT_EQ(r.out, c.out);
+    EXPECT_EQ(r.nulAt, c.out.size());
+    EXPECT_TRUE(r.guardsIntact);
+  }
 }
 
 TEST(Uincode2Char, OnlyTheLow16BitsOfEachElementCount) {
