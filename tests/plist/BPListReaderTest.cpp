@@ -152,20 +152,16 @@ TEST(BPListObjects, StringsAndDataWithCounts) {
 TEST(BPListObjects, EmptyObjectsAndUnassignedMarkersConsumeOnlyTheMarker) {
   const int empties[] = {0x40, 0x50, 0x60, 0xA0, 0xD0};
   const int unassigned[] = {0x00, 0x01, 0x07, 0x0F, 0x70, 0x90, 0xB3, 0xC2, 0xE5, 0xF0, 0xFF};
-  for (int marker : empties) {
+  std::vector<std::pair<int, bool>> markers;  // marker, whether it makes an (empty) object
+  for (int marker : empties) markers.push_back({marker, true});
+  for (int marker : unassigned) markers.push_back({marker, false});
+  for (const auto& [marker, object] : markers) {
     BPListReader reader;
     const std::string list = Assemble({Bytes({marker, 0x10, 0x10})});
     ASSERT_TRUE(reader.open(list.data(), list.size()));
     reader.setpos(8);
-    EXPECT_TRUE(reader.readObject().hasTag(marker)) << marker;
-    EXPECT_EQ(reader._start, 9) << marker;
-  }
-  for (int marker : unassigned) {
-    BPListReader reader;
-    const std::string list = Assemble({Bytes({marker, 0x10, 0x10})});
-    ASSERT_TRUE(reader.open(list.data(), list.size()));
-    reader.setpos(8);
-    EXPECT_TRUE(reader.readObject() == prop::Null) << marker;
+    const prop read = reader.readObject();
+    EXPECT_TRUE(object ? read.hasTag(marker) : read == prop::Null) << marker;
     EXPECT_EQ(reader._start, 9) << marker;
   }
 }
