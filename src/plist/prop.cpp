@@ -1,11 +1,14 @@
 // The property-list value model: bodies, static values, construction and conversions.
 #include "prop/prop.h"
 
+#include <boost/make_shared.hpp>
+
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <utility>
 
 #include "prop/mg_gmtime64_s.h"
 #include "veldrake/Assert.h"
@@ -16,18 +19,46 @@ const double kSecondsFrom1970To2001 = 978307200.0;
 // Keeps the truncation to a 64-bit integer defined for any date a device sends.
 const double kDateClamp = 9.0e15;
 
+// A body together with the container it owns, in the one block that make_shared also
+// puts the reference counts in: a string or a container then costs one allocation
+// instead of three (counts, body, container). The slot points into the block; the
+// destructor clears it first, so that ~object, which deletes a container made on its
+// own, leaves this one to the member's destructor.
+template <typename Container, Container* prop::object::*Slot>
+class BodyWith final : public prop::object {
+ public:
+  template <typename... Args>
+  explicit BodyWith(int32_t tag, Args&&... args)
+      : object(TagInteger), storage(std::forward<Args>(args)...) {
+    type = tag;
+    this->*Slot = &storage;
+  }
+  ~BodyWith() { this->*Slot = nullptr; }
+
+  Container storage;
+};
+
+using BytesBody = BodyWith<std::string, &prop::object::bytes>;
+using WideBody = BodyWith<std::wstring, &prop::object::wide>;
+using ArrayBody = BodyWith<std::vector<prop>, &prop::object::array>;
+using DictBody = BodyWith<std::map<std::wstring, prop>, &prop::object::dict>;
+
+boost::shared_ptr<prop::object> ScalarBody(int32_t tag) {
+  return boost::make_shared<prop::object>(tag);
+}
+
 }  // namespace
 
 // Null first, then the two booleans: every decoded boolean shares one of these bodies.
 const prop prop::Null;
 const prop prop::True = [] {
   prop p;
-  p._value.reset(new prop::object(prop::object::TagTrue));
+  p._value = ScalarBody(prop::object::TagTrue);
   return p;
 }();
 const prop prop::False = [] {
   prop p;
-  p._value.reset(new prop::object(prop::object::TagFalse));
+  p._value = ScalarBody(prop::object::TagFalse);
   return p;
 }();
 
@@ -75,46 +106,49 @@ prop::object::~object() {
   }
 }
 
+// The argument is this handle's own copy, so its text moves into the body.
 template <>
-prop::prop(std::string value) : _value(new object(value)) {}
+prop::prop(std::string value)
+    : _value(boost::make_shared<BytesBody>(object::TagAscii, std::move(value))) {}
 
 template <>
-prop::prop(std::wstring value) : _value(new object(value)) {}
+prop::prop(std::wstring value)
+    : _value(boost::make_shared<WideBody>(object::TagUnicode, std::move(value))) {}
 
 template <>
-prop::prop(long long value) : _value(new object(object::TagInteger)) {
+prop::prop(long long value) : _value(ScalarBody(object::TagInteger)) {
   _value->integer = value;
 }
 
 template <>
-prop::prop(double value) : _value(new object(object::TagReal)) {
+prop::prop(double value) : _value(ScalarBody(object::TagReal)) {
   _value->real = value;
 }
 
 prop prop::createDate(double secondsSince2001) {
   prop p;
-  p._value.reset(new object(object::TagDate));
+  p._value = ScalarBody(object::TagDate);
   p._value->date = secondsSince2001;
   return p;
 }
 
 std::string& prop::initData() {
-  _value.reset(new object(object::TagData));
+  _value = boost::make_shared<BytesBody>(object::TagData);
   return *_value->bytes;
 }
 
 void prop::initUID(unsigned long long value) {
-  _value.reset(new object(object::TagUid));
+  _value = ScalarBody(object::TagUid);
   _value->uid = value;
 }
 
 std::vector<prop>& prop::initArray() {
-  _value.reset(new object(object::TagArray));
+  _value = boost::make_shared<ArrayBody>(object::TagArray);
   return *_value->array;
 }
 
 std::map<std::wstring, prop>& prop::initDict() {
-  _value.reset(new object(object::TagDict));
+  _value = boost::make_shared<DictBody>(object::TagDict);
   return *_value->dict;
 }
 
@@ -156,6 +190,15 @@ std::string prop::toDate() const {
 
 std::string prop::toUtf8(const std::wstring& wide) {
   const size_t n = wide.size();
+  // Most text is ASCII, which every ASCII-compatible locale's wcstombs writes as the units'
+  // own bytes: copied straight, up to a zero unit as wcstombs stops there.
+  size_t ascii = 0;
+  while (ascii < n && wide[ascii] > 0 && wide[ascii] < 0x80) ++ascii;
+  if (ascii == n || wide[ascii] == 0) {
+    std::string narrow(ascii, '\0');
+    for (size_t i = 0; i < ascii; ++i) narrow[i] = static_cast<char>(wide[i]);
+    return narrow;
+  }
   // Join surrogate pairs into code points and replace lone surrogates, so that
   // wcstombs sees characters, not halves of them. Never longer than the input.
   std::wstring joined;
