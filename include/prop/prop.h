@@ -86,6 +86,8 @@ class VELDRAKE_INTERNAL prop {
   // locale. Surrogate pairs are joined into their code point first and lone surrogates
   // become U+FFFD, so under a UTF-8 locale every character survives. Stops at a zero unit.
   static std::string toUtf8(const std::wstring& wide);
+  // The same, appended to `out`.
+  static void appendUtf8(const std::wstring& wide, std::string& out);
   // REQUIRES: every byte in 0..127.
   static std::wstring fromAscii(const std::string& ascii);
 

@@ -189,15 +189,22 @@ std::string prop::toDate() const {
 }
 
 std::string prop::toUtf8(const std::wstring& wide) {
+  std::string text;
+  appendUtf8(wide, text);
+  return text;
+}
+
+void prop::appendUtf8(const std::wstring& wide, std::string& out) {
   const size_t n = wide.size();
+  const size_t offset = out.size();
   // Most text is ASCII, which every ASCII-compatible locale's wcstombs writes as the units'
   // own bytes: copied straight, up to a zero unit as wcstombs stops there.
   size_t ascii = 0;
   while (ascii < n && wide[ascii] > 0 && wide[ascii] < 0x80) ++ascii;
   if (ascii == n || wide[ascii] == 0) {
-    std::string narrow(ascii, '\0');
-    for (size_t i = 0; i < ascii; ++i) narrow[i] = static_cast<char>(wide[i]);
-    return narrow;
+    out.resize(offset + ascii);
+    for (size_t i = 0; i < ascii; ++i) out[offset + i] = static_cast<char>(wide[i]);
+    return;
   }
   // Join surrogate pairs into code points and replace lone surrogates, so that
   // wcstombs sees characters, not halves of them. Never longer than the input.
@@ -220,10 +227,11 @@ std::string prop::toUtf8(const std::wstring& wide) {
     }
   }
   const size_t capacity = 3 * n + 1;
-  // One byte beyond the limit, so the text stays terminated in any locale.
-  std::unique_ptr<char[]> buffer(new char[capacity + 1]());
-  std::wcstombs(buffer.get(), joined.c_str(), capacity);
-  return std::string(buffer.get());
+  // Zero-filled, one byte beyond the limit, so the text stays terminated in any locale;
+  // then cut at the first zero byte.
+  out.resize(offset + capacity + 1);
+  std::wcstombs(&out[offset], joined.c_str(), capacity);
+  out.resize(offset + std::strlen(&out[offset]));
 }
 
 std::wstring prop::fromAscii(const std::string& ascii) {
