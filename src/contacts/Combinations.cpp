@@ -106,20 +106,23 @@ int PListContactAnalysis::Combinations(std::vector<QX::Contact*>& /*unused*/, vo
   for (size_t c = 0; c < count; ++c) {
     QX::Contact* contact = contacts[c];
     if (contact == nullptr) continue;
-    // Joined right before the offer; the entry lets go of what the contact now owns.
+    // Joined right before the offer; the contact now owns what the entry held.
     const size_t fieldBegin = fieldGroups.start[c], fieldEnd = fieldGroups.start[c + 1];
     contact->fields.reserve(contact->fields.size() + (fieldEnd - fieldBegin));
     for (size_t k = fieldBegin; k < fieldEnd; ++k) {
-      PListField* entry = fields[fieldGroups.order[k]];
+      PListField*& entry = fields[fieldGroups.order[k]];
       contact->fields.push_back(entry->field);
-      entry->field = nullptr;
+      // The intermediate entry ends here, while it is still in the cache.
+      delete entry;
+      entry = nullptr;
     }
     const size_t addressBegin = addressGroups.start[c], addressEnd = addressGroups.start[c + 1];
     contact->addresses.reserve(contact->addresses.size() + (addressEnd - addressBegin));
     for (size_t k = addressBegin; k < addressEnd; ++k) {
-      PListAddress* entry = addresses[addressGroups.order[k]];
+      PListAddress*& entry = addresses[addressGroups.order[k]];
       contact->addresses.push_back(entry->fields);
-      entry->fields = nullptr;
+      delete entry;
+      entry = nullptr;
     }
 
     VELDRAKE_ASSERT(callback != nullptr);

@@ -95,6 +95,14 @@ void RecordStaging::Reserve(size_t records, size_t textBytes) {
 int32_t RecordStaging::KeyNumber(const wchar_t* text, size_t length) {
   // Key pieces are short runs of ASCII digits. For ASCII every locale's wcstombs gives the
   // units' own bytes, so those are read in place; anything else takes the general way.
+  // Plain digits that cannot overflow are what strtol would read, digit by digit.
+  if (length > 0 && length <= 9) {
+    int32_t value = 0;
+    size_t i = 0;
+    while (i < length && text[i] >= L'0' && text[i] <= L'9')
+      value = 10 * value + (text[i++] - L'0');
+    if (i == length) return value;
+  }
   char narrow[32];
   if (length < sizeof narrow) {
     size_t i = 0;
@@ -115,20 +123,9 @@ void RecordStaging::AddText(uint32_t member, const prop& value, bool dateAccepte
   const prop::object& body = *value._value;
   const size_t offset = bytes_.size();
   switch (body.type) {
-    case prop::object::TagUnicode: {
-      const std::wstring& wide = *body.wide;
-      // prop::toUtf8 stops at a zero unit; up to there, ASCII converts unit for byte.
-      size_t n = 0;
-      while (n < wide.size() && wide[n] > 0 && wide[n] < 0x80) ++n;
-      if (n == wide.size() || wide[n] == 0) {
-        bytes_.resize(offset + n);
-        char* out = &bytes_[offset];
-        for (size_t i = 0; i < n; ++i) out[i] = static_cast<char>(wide[i]);
-      } else {
-        bytes_ += prop::toUtf8(wide);
-      }
+    case prop::object::TagUnicode:
+      prop::appendUtf8(*body.wide, bytes_);
       break;
-    }
     case prop::object::TagAscii:
       bytes_ += *body.bytes;
       break;
@@ -145,23 +142,12 @@ void RecordStaging::AddText(uint32_t member, const prop& value, bool dateAccepte
 void RecordStaging::AddText(uint32_t member, const RawValue& value, bool dateAccepted) {
   const size_t offset = bytes_.size();
   switch (value.kind) {
-    case RawValue::Unicode: {
-      auto unit = [&value](size_t i) {
-        return static_cast<wchar_t>((value.bytes[2 * i] << 8) | value.bytes[2 * i + 1]);
-      };
-      size_t n = 0;
-      while (n < value.count && unit(n) > 0 && unit(n) < 0x80) ++n;
-      if (n == value.count || unit(n) == 0) {
-        bytes_.resize(offset + n);
-        char* out = &bytes_[offset];
-        for (size_t i = 0; i < n; ++i) out[i] = static_cast<char>(unit(i));
-      } else {
-        std::wstring wide(value.count, L'\0');
-        for (size_t i = 0; i < value.count; ++i) wide[i] = unit(i);
-        bytes_ += prop::toUtf8(wide);
-      }
+    case RawValue::Unicode:
+      wide_.resize(value.count);
+      for (size_t i = 0; i < value.count; ++i)
+        wide_[i] = static_cast<wchar_t>((value.bytes[2 * i] << 8) | value.bytes[2 * i + 1]);
+      prop::appendUtf8(wide_, bytes_);
       break;
-    }
     case RawValue::Ascii:
       bytes_.append(reinterpret_cast<const char*>(value.bytes), value.count);
       break;

@@ -86,6 +86,7 @@ class RecordStaging {
   std::vector<Record> records_;
   std::vector<Text> texts_;
   std::string bytes_;
+  std::wstring wide_;  // a text's units on their way to bytes_
 };
 
 #endif  // VELDRAKE_CONTACTS_RECORDSTAGING_H_

@@ -42,7 +42,9 @@ class Walk {
       : data_(reinterpret_cast<const unsigned char*>(reader._data.data())),
         length_(static_cast<uint64_t>(reader._length)),
         offsets_(reader._offsets),
-        refSize_(reader._refSize) {}
+        refSize_(reader._refSize) {
+    keys_.reserve(1024);
+  }
 
   // The object at `ref`, with its count read the reader's way; false past a bound.
   bool At(uint64_t ref, Object* object) const {
@@ -107,8 +109,12 @@ class Walk {
       entries.push_back(
           Entry{offset, static_cast<size_t>(key.count), Ref(dict.content, dict.count + i)});
     }
-    // Stable, so that among equal keys the file's last stays last; devices write keys in
-    // order, which makes this one pass.
+    // Devices write keys in order: then the entries are a decoded dictionary already.
+    bool ordered = true;
+    for (size_t i = 1; i < entries.size() && ordered; ++i)
+      ordered = Key(entries[i - 1]) < Key(entries[i]);
+    if (ordered) return true;
+    // Stable, so that among equal keys the file's last stays last.
     std::stable_sort(entries.begin(), entries.end(),
                      [this](const Entry& a, const Entry& b) { return Key(a) < Key(b); });
     size_t kept = 0;
