@@ -1,19 +1,20 @@
-// RecordStaging: the records of one reply, read out of the decoded tree before any record
-// is made.
+// RecordStaging: the records of one reply, read before any record is made.
 //
-// A reply's records are gathered here while the tree is alive: for each record its kind,
+// A reply's records are gathered here during the walk over it: for each record its kind,
 // its numbers and the texts it will hold, converted and packed into one byte buffer.
 // Deliver then makes the records and appends them to the analysis's vectors in the order
-// they were staged. Analysis releases the tree between the two steps, so the records, which
-// outlive the reply, are made in the blocks the tree has just given back instead of being
-// scattered among the tree's blocks; with hundreds of thousands of records alive the
-// allocator's working set otherwise spreads over the whole heap.
+// they were staged. The records, which outlive the reply, are thereby made back to back
+// once the walk and its temporaries are done, instead of in between the walk's own
+// allocations; with hundreds of thousands of records alive, the interleaving spread each
+// reply's work over the whole heap.
 //
 // The rules of which key fills which member, which tags a key takes and which of two
-// texts for one member wins are applied here and in Deliver, once for both ways in:
-// Analysis and the two record analyses called directly.
+// texts for one member wins are applied here and in Deliver, once for every way in: the
+// walk over a reply's bytes (ReplyWalk) and the two record analyses on a decoded
+// dictionary behind `pTemp`.
 //
-// Ownership: holds only copies of text; nothing of the tree. Thread contract: one thread.
+// Ownership: holds only copies of text, nothing of a tree or of the reply. Thread
+// contract: one thread.
 #ifndef VELDRAKE_CONTACTS_RECORDSTAGING_H_
 #define VELDRAKE_CONTACTS_RECORDSTAGING_H_
 
