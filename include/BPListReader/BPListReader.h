@@ -44,10 +44,6 @@ class BPListReader {
   bool open(const void* data, unsigned long length);
   // The decoded root, or prop::Null when the reader is empty or the data is broken.
   prop getRootObject();
-  // True exactly when getRootObject would give a root other than prop::Null from a broken
-  // limit: the same walk under the same limits, building nothing. A reader of the data
-  // that only needs a part of the tree checks the whole list with this first.
-  bool checkRootObject();
   // Drops the data.
   void close();
 
@@ -76,7 +72,6 @@ class BPListReader {
   // decoded (to stop cycles).
   bool _ready;
   bool _failed;
-  bool _building;  // false while checkRootObject runs: objects are read, none is made
   int _depth;
   uint64_t _budget;
   std::vector<unsigned char> _onPath;

@@ -1,13 +1,11 @@
 // PListContactAnalysis: gathers the contacts of one export from the device's replies and
 // delivers them.
 //
-// Every reply of the contact loop goes through Analysis, which checks the whole list and
-// reads each record dictionary in it the way AnalysisContact (a person) and
-// AnalysisContactField (a phone number, an address and the like) read the dictionary
-// behind the process-wide `pTemp`; it reads them from the reply's bytes rather than from a
-// decoded tree, which gives the same records at a fraction of the cost. Nothing is
-// delivered until Combinations joins each person to its items by number and lends it to
-// the host's callback, one record at a time.
+// Every reply of the contact loop goes through Analysis, which decodes it and hands each
+// record dictionary, through the process-wide `pTemp`, to AnalysisContact (a person) or
+// AnalysisContactField (a phone number, an address and the like). Nothing is delivered
+// until Combinations joins each person to its items by number and lends it to the host's
+// callback, one record at a time.
 //
 // Ownership: the object owns every record in its three vectors. Combinations releases
 // what it delivers and, when it ends, every intermediate record and every item that no
@@ -16,7 +14,6 @@
 #ifndef VELDRAKE_PLISTCONTACTANALYSIS_H_
 #define VELDRAKE_PLISTCONTACTANALYSIS_H_
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -67,8 +64,6 @@ class PListContactAnalysis {
 // The text of a record: an array-new copy of `text` up to its first NUL, in an array of
 // exactly text.size() + 1 zero-filled bytes.
 char* NewRecordText(const std::string& text);
-// The same for `length` bytes at `text`.
-char* NewRecordText(const char* text, size_t length);
 // The text of a string value (tag 0x60 through prop::toUtf8, tag 0x50 unchanged) or, when
 // `dateAccepted`, of a date (prop::toDate); null for the null value and every other tag.
 char* NewRecordText(const prop& value, bool dateAccepted);

@@ -2,6 +2,7 @@
 // the host's callback, one record at a time.
 #include <cstddef>
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "QX/Contact.h"
@@ -13,52 +14,6 @@ namespace {
 
 constexpr size_t kNoOwner = SIZE_MAX;
 
-// Contact numbers to the position of the first contact with that number: open addressing
-// in one flat table. With a hundred thousand contacts a lookup then costs a cache line or
-// two, where a node-based map costs a scattered node per contact, and building it costs
-// one allocation instead of one per contact.
-class OwnerIndex {
- public:
-  explicit OwnerIndex(size_t count) {
-    unsigned bits = 4;
-    while ((size_t(1) << bits) < 2 * count) ++bits;
-    shift_ = 64 - bits;
-    mask_ = (size_t(1) << bits) - 1;
-    slots_.assign(size_t(1) << bits, Slot{0, kNoOwner});
-  }
-
-  // Keeps the first position given for a number.
-  void Add(int32_t id, size_t position) {
-    for (size_t i = Home(id);; i = (i + 1) & mask_) {
-      if (slots_[i].position == kNoOwner) {
-        slots_[i] = Slot{id, position};
-        return;
-      }
-      if (slots_[i].id == id) return;
-    }
-  }
-
-  size_t Find(int32_t id) const {
-    for (size_t i = Home(id);; i = (i + 1) & mask_) {
-      if (slots_[i].position == kNoOwner) return kNoOwner;
-      if (slots_[i].id == id) return slots_[i].position;
-    }
-  }
-
- private:
-  struct Slot {
-    int32_t id;
-    size_t position;
-  };
-  size_t Home(int32_t id) const {
-    return static_cast<size_t>((uint64_t(uint32_t(id)) * 0x9E3779B97F4A7C15ull) >> shift_);
-  }
-
-  std::vector<Slot> slots_;
-  unsigned shift_;
-  size_t mask_;
-};
-
 // The positions of a list's entries grouped by the contact that takes them, each group in
 // list order: group i is order[start[i] .. start[i + 1]). A counting sort, so the join
 // costs one pass over each list instead of one pass per contact.
@@ -68,17 +23,17 @@ struct Groups {
 };
 
 template <typename Entry>
-Groups GroupByOwner(const std::vector<Entry*>& entries, const OwnerIndex& owners,
-                    size_t contactCount) {
+Groups GroupByOwner(const std::vector<Entry*>& entries,
+                    const std::unordered_map<int32_t, size_t>& owners, size_t contactCount) {
   std::vector<size_t> ownerOf(entries.size(), kNoOwner);
   Groups groups;
   groups.start.assign(contactCount + 1, 0);
   for (size_t i = 0; i < entries.size(); ++i) {
     if (entries[i] == nullptr) continue;
-    const size_t owner = owners.Find(entries[i]->id);
-    if (owner == kNoOwner) continue;
-    ownerOf[i] = owner;
-    ++groups.start[owner + 1];
+    const auto found = owners.find(entries[i]->id);
+    if (found == owners.end()) continue;
+    ownerOf[i] = found->second;
+    ++groups.start[found->second + 1];
   }
   for (size_t c = 0; c < contactCount; ++c) groups.start[c + 1] += groups.start[c];
   groups.order.resize(groups.start[contactCount]);
@@ -95,9 +50,10 @@ int PListContactAnalysis::Combinations(std::vector<QX::Contact*>& /*unused*/, vo
   const size_t count = contacts.size();
   // When several contacts share a number, the first of them takes the items: a pointer
   // can have one owner only.
-  OwnerIndex owners(count);
+  std::unordered_map<int32_t, size_t> owners;
+  owners.reserve(count);
   for (size_t c = 0; c < count; ++c) {
-    if (contacts[c] != nullptr) owners.Add(contacts[c]->id, c);
+    if (contacts[c] != nullptr) owners.emplace(contacts[c]->id, c);
   }
   const Groups fieldGroups = GroupByOwner(fields, owners, count);
   const Groups addressGroups = GroupByOwner(addresses, owners, count);
@@ -106,23 +62,20 @@ int PListContactAnalysis::Combinations(std::vector<QX::Contact*>& /*unused*/, vo
   for (size_t c = 0; c < count; ++c) {
     QX::Contact* contact = contacts[c];
     if (contact == nullptr) continue;
-    // Joined right before the offer; the contact now owns what the entry held.
+    // Joined right before the offer; the entry lets go of what the contact now owns.
     const size_t fieldBegin = fieldGroups.start[c], fieldEnd = fieldGroups.start[c + 1];
     contact->fields.reserve(contact->fields.size() + (fieldEnd - fieldBegin));
     for (size_t k = fieldBegin; k < fieldEnd; ++k) {
-      PListField*& entry = fields[fieldGroups.order[k]];
+      PListField* entry = fields[fieldGroups.order[k]];
       contact->fields.push_back(entry->field);
-      // The intermediate entry ends here, while it is still in the cache.
-      delete entry;
-      entry = nullptr;
+      entry->field = nullptr;
     }
     const size_t addressBegin = addressGroups.start[c], addressEnd = addressGroups.start[c + 1];
     contact->addresses.reserve(contact->addresses.size() + (addressEnd - addressBegin));
     for (size_t k = addressBegin; k < addressEnd; ++k) {
-      PListAddress*& entry = addresses[addressGroups.order[k]];
+      PListAddress* entry = addresses[addressGroups.order[k]];
       contact->addresses.push_back(entry->fields);
-      delete entry;
-      entry = nullptr;
+      entry->fields = nullptr;
     }
 
     VELDRAKE_ASSERT(callback != nullptr);

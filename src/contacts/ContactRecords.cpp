@@ -17,17 +17,14 @@ void ReleaseText(char*& text) {
 
 }  // namespace
 
-char* NewRecordText(const char* text, size_t length) {
-  char* copy = new char[length + 1]();
-  // A NUL inside the text ends it for the host, which has no length beside the pointer.
-  const void* nul = std::memchr(text, 0, length);
-  const size_t used = nul ? static_cast<size_t>(static_cast<const char*>(nul) - text) : length;
-  std::memcpy(copy, text, used);
-  return copy;
-}
-
 char* NewRecordText(const std::string& text) {
-  return NewRecordText(text.data(), text.size());
+  const size_t n = text.size();
+  char* copy = new char[n + 1]();
+  // A NUL inside the text ends it for the host, which has no length beside the pointer.
+  const void* nul = std::memchr(text.data(), 0, n);
+  const size_t used = nul ? static_cast<const char*>(nul) - text.data() : n;
+  std::memcpy(copy, text.data(), used);
+  return copy;
 }
 
 char* NewRecordText(const prop& value, bool dateAccepted) {

@@ -1,6 +1,5 @@
-// Contact batch analysis: checks one reply of the contact loop, reads each record
-// dictionary in it as the analysis of a person or of a sub-record does, and makes the
-// records.
+// Contact batch analysis: decodes one reply of the contact loop and hands each record
+// dictionary in it to the analysis of a person or of a sub-record.
 #include "veldrake/PListContactAnalysis.h"
 
 #include <cstring>  // memchr
@@ -8,8 +7,6 @@
 
 #include "BPListReader/BPListReader.h"
 #include "QX/Contact.h"
-#include "RecordStaging.h"
-#include "ReplyWalk.h"
 #include "prop/prop.h"
 #include "veldrake/Session.h"
 
@@ -25,6 +22,16 @@ bool NamesProcessChanges(const char* reply, size_t length) {
   const size_t limit = nul ? static_cast<size_t>(static_cast<const char*>(nul) - reply) : length;
   return std::string_view(reply, limit).find(kProcessChanges) != std::string_view::npos;
 }
+
+// Keeps `pTemp` on one record for exactly the time of one analysis call, also when an
+// allocation failure leaves the call early.
+class RecordInAnalysis {
+ public:
+  explicit RecordInAnalysis(prop* record) { pTemp = record; }
+  ~RecordInAnalysis() { pTemp = nullptr; }
+  RecordInAnalysis(const RecordInAnalysis&) = delete;
+  RecordInAnalysis& operator=(const RecordInAnalysis&) = delete;
+};
 
 }  // namespace
 
@@ -49,15 +56,31 @@ int PListContactAnalysis::Analysis(char* reply, int length) {
 
   BPListReader reader;
   if (!reader.open(reply, size)) return 0;
-  // A list that breaks a limit anywhere decodes to the null value as a whole.
-  if (!reader.checkRootObject()) return -1;
+  const prop root = reader.getRootObject();
+  if (!root.hasTag(prop::object::TagArray)) return -1;  // the null value or no array
+  const std::vector<prop>& elements = *root._value->array;
+  if (elements.empty()) return -2;
 
-  // The records are read from the bytes (see ReplyWalk) and staged; they are made once
-  // the reader's copy of the reply is gone, in the order the walk met them.
-  RecordStaging staging;
-  staging.Reserve(size / 64, size / 2);
-  const int result = StageReplyRecords(reader, namesMessage, staging);
-  reader.close();
-  staging.Deliver(*this);
-  return result;
+  bool outerSeen = false;
+  for (const prop& element : elements) {
+    if (!element.isNonEmptyDict()) continue;  // the null value included
+    outerSeen = true;
+    for (const auto& entry : *element._value->dict) {
+      if (!entry.second.isNonEmptyDict()) continue;
+      const std::wstring& key = entry.first;
+      const size_t first = key.find(L'/');
+      // A private handle, so the record outlives the call whatever becomes of the tree.
+      prop record = entry.second;
+      if (first == std::wstring::npos) {
+        RecordInAnalysis scope(&record);
+        AnalysisContact(key);
+        continue;
+      }
+      const size_t last = key.rfind(L'/');
+      if (last <= first) continue;  // one "/" names no record
+      RecordInAnalysis scope(&record);
+      AnalysisContactField(key.substr(first + 1, last - first - 1), key.substr(0, first));
+    }
+  }
+  return (namesMessage && !outerSeen) ? -3 : 0;
 }

@@ -68,7 +68,6 @@ BPListReader::BPListReader()
       _start(0),
       _ready(false),
       _failed(false),
-      _building(true),
       _depth(0),
       _budget(0) {}
 
@@ -175,14 +174,6 @@ prop BPListReader::getRootObject() {
   return root;
 }
 
-bool BPListReader::checkRootObject() {
-  if (!_ready || _data.empty()) return false;
-  _building = false;
-  getRootObject();
-  _building = true;
-  return !_failed;
-}
-
 prop BPListReader::readObjectAtRef(unsigned long long ref) {
   // _offsets and _onPath always have the same size, whatever the trailer said.
   if (ref >= _offsets.size() || _onPath[ref] || _depth >= kMaxDepth) {
@@ -232,15 +223,6 @@ bool BPListReader::readKeyAtRef(unsigned long long ref, std::wstring* key) {
   if (!readCount(*marker & 0x0F, &count)) return false;
   const int64_t remaining = _length - _start;
   if (count < 0 || (kind == 0x50 ? count > remaining : count > remaining / 2)) return fail();
-  if (!_building) {
-    const unsigned char* bytes = ptr(kind == 0x50 ? count : count * 2);
-    if (kind == 0x50) {
-      for (int64_t i = 0; i < count; ++i) {
-        if (bytes[i] >= 0x80) return fail();
-      }
-    }
-    return true;
-  }
   if (kind == 0x50) {
     const unsigned char* bytes = ptr(count);
     key->resize(static_cast<size_t>(count));
@@ -268,11 +250,6 @@ prop BPListReader::readArray(int64_t count) {
   // so they are read where they lie instead of into a list of their own.
   const unsigned char* refs = ptr(count * _refSize);
   if (refs == nullptr) return prop();
-  if (!_building) {
-    for (int64_t i = 0; i < count && !_failed; ++i)
-      readObjectAtRef(ReadUnsigned(refs + i * _refSize, _refSize));
-    return prop();
-  }
   prop result;
   std::vector<prop>& elements = result.initArray();
   elements.reserve(static_cast<size_t>(count));
@@ -294,14 +271,6 @@ prop BPListReader::readDict(int64_t count) {
   const unsigned char* keyRefs = ptr(2 * count * _refSize);
   if (keyRefs == nullptr) return prop();
   const unsigned char* valueRefs = keyRefs + count * _refSize;
-  if (!_building) {
-    for (int64_t i = 0; i < count; ++i) {
-      if (!readKeyAtRef(ReadUnsigned(keyRefs + i * _refSize, _refSize), nullptr)) return prop();
-      readObjectAtRef(ReadUnsigned(valueRefs + i * _refSize, _refSize));
-      if (_failed) return prop();
-    }
-    return prop();
-  }
   prop result;
   std::map<std::wstring, prop>& entries = result.initDict();
   for (int64_t i = 0; i < count; ++i) {
@@ -335,7 +304,7 @@ prop BPListReader::readObject() {
     case 0x10: {
       const int64_t width = int64_t(1) << low;
       const unsigned char* bytes = ptr(width);
-      if (bytes == nullptr || !_building) return prop();
+      if (bytes == nullptr) return prop();
       prop result = MakeBody(prop::object::TagInteger);
       result._value->integer =
           static_cast<long long>(FoldInteger(bytes, static_cast<uint64_t>(width)));
@@ -345,7 +314,7 @@ prop BPListReader::readObject() {
     case 0x20: {
       if (marker != 0x22 && marker != 0x23) break;
       const unsigned char* bytes = ptr(marker == 0x22 ? 4 : 8);
-      if (bytes == nullptr || !_building) return prop();
+      if (bytes == nullptr) return prop();
       prop result = MakeBody(prop::object::TagReal);
       if (marker == 0x22) {
         const uint32_t word = static_cast<uint32_t>(ReadUnsigned(bytes, 4));
@@ -362,7 +331,7 @@ prop BPListReader::readObject() {
     case 0x30: {
       if (marker != 0x33) break;
       const unsigned char* bytes = ptr(8);
-      if (bytes == nullptr || !_building) return prop();
+      if (bytes == nullptr) return prop();
       const uint64_t word = ReadUnsigned(bytes, 8);
       double seconds;
       std::memcpy(&seconds, &word, sizeof seconds);
@@ -374,11 +343,6 @@ prop BPListReader::readObject() {
       int64_t count;
       if (!readCount(low, &count)) return prop();
       if (count < 0) break;
-      if (!_building) {
-        if (static_cast<uint64_t>(count) > static_cast<uint64_t>(_length - _start)) break;
-        _start += count;
-        return prop();
-      }
       // The bytes go straight into the body's own string.
       prop result;
       if ((marker & 0xF0) == 0x40) {
@@ -396,7 +360,7 @@ prop BPListReader::readObject() {
       if (!readCount(low, &count)) return prop();
       if (count < 0 || count > (_length - _start) / 2) break;
       const unsigned char* bytes = ptr(count * 2);
-      if (bytes == nullptr || !_building) return prop();
+      if (bytes == nullptr) return prop();
       prop result{std::wstring()};
       std::wstring& text = *result._value->wide;
       text.resize(static_cast<size_t>(count));
@@ -412,7 +376,7 @@ prop BPListReader::readObject() {
       }
       const int64_t width = int64_t(1) << low;
       const unsigned char* bytes = ptr(width);
-      if (bytes == nullptr || !_building) return prop();
+      if (bytes == nullptr) return prop();
       prop result;
       result.initUID(FoldInteger(bytes, static_cast<uint64_t>(width)));
       return result;
