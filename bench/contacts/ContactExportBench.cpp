@@ -12,9 +12,7 @@
 // growth with the number of records already gathered shows where it arises.
 //
 // Peak memory is the peak of heap bytes live that the exporting thread allocated during
-// the export, counted by replacing the global operator new/delete in this program with
-// plain malloc/free plus a per-thread count.
-#include <malloc.h>
+// the export (bench/common/HeapCounter.h).
 #include <time.h>
 #include <unistd.h>
 
@@ -32,6 +30,7 @@
 #include <benchmark/benchmark.h>
 
 #include "BPListReader/BPListReader.h"
+#include "HeapCounter.h"
 #include "MobileDevice/mdsim.h"
 #include "QX/Contact.h"
 #include "devicesim/AddressBook.h"
@@ -45,31 +44,6 @@
 #endif
 
 namespace {
-
-// Counted on the exporting thread only, in the usable size of each block, so that every
-// request reaches malloc unchanged (no header in front of it that would move it into
-// another size class) and the export runs on the default allocator as a host's does.
-// The exporting thread allocates and frees its own blocks: frames, the tree and the
-// records never cross to the emulator's thread.
-thread_local bool tCounting = false;
-thread_local long long tLive = 0;
-thread_local long long tPeak = 0;
-
-void* Allocate(size_t size) {
-  void* block = std::malloc(size == 0 ? 1 : size);
-  if (block == nullptr) throw std::bad_alloc();
-  if (tCounting) {
-    tLive += static_cast<long long>(malloc_usable_size(block));
-    if (tLive > tPeak) tPeak = tLive;
-  }
-  return block;
-}
-
-void Release(void* p) {
-  if (p == nullptr) return;
-  if (tCounting) tLive -= static_cast<long long>(malloc_usable_size(p));
-  std::free(p);
-}
 
 constexpr size_t kBatch = 100;  // records per reply, the emulator's default
 
@@ -145,14 +119,12 @@ void BM_ContactExport(benchmark::State& state) {
   long long peak = 0;
   for (auto _ : state) {
     gDelivered = 0;
-    tLive = 0;
-    tPeak = 0;
-    tCounting = true;
+    heapcount::Begin();
     const int result = GetData(1, nullptr, handle, reinterpret_cast<void*>(&Receive));
-    tCounting = false;
+    heapcount::End();
     DisContectDeviceAndProtocol();
     if (result != 0 || gDelivered != people) state.SkipWithError("export incomplete");
-    peak = std::max(peak, tPeak);
+    peak = std::max(peak, heapcount::Peak());
   }
   mdsim_device_free(handle);
   SetCounters(state, people, TotalBytes(replies));
@@ -262,35 +234,6 @@ BENCHMARK(BM_ReaderDecodeOnly)
     ->UseRealTime();
 
 }  // namespace
-
-void* operator new(size_t size) {
-  return Allocate(size);
-}
-void* operator new[](size_t size) {
-  return Allocate(size);
-}
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  try {
-    return Allocate(size);
-  } catch (...) {
-    return nullptr;
-  }
-}
-void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
-  return operator new(size, tag);
-}
-void operator delete(void* p) noexcept {
-  Release(p);
-}
-void operator delete[](void* p) noexcept {
-  Release(p);
-}
-void operator delete(void* p, size_t) noexcept {
-  Release(p);
-}
-void operator delete[](void* p, size_t) noexcept {
-  Release(p);
-}
 
 // A host runs under a locale that can express the texts (UTF-8 here).
 int main(int argc, char** argv) {
