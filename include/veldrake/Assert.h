@@ -7,12 +7,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-#define VELDRAKE_ASSERT(cond)                                                          \
-  do {                                                                                 \
-    if (!(cond)) {                                                                     \
+#define VELDRAKE_ASSERT(cond)                                                           \
+  do {                                                                                  \
+    if (!(cond)) {                                                                      \
       std::fprintf(stderr, "%s:%d: assertion failed: %s\n", __FILE__, __LINE__, #cond); \
-      std::abort();                                                                    \
-    }                                                                                  \
+      std::abort();                                                                     \
+    }                                                                                   \
   } while (0)
 
 #endif  // VELDRAKE_ASSERT_H_

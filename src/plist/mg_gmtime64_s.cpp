@@ -30,7 +30,9 @@ int FloorDiv(int a, int b) {
   return q;
 }
 
-bool IsLeapYearSince1900(int y) { return (y % 4 == 0 && y % 100 != 0) || (y + 1900) % 400 == 0; }
+bool IsLeapYearSince1900(int y) {
+  return (y % 4 == 0 && y % 100 != 0) || (y + 1900) % 400 == 0;
+}
 
 // Days since 1970-01-01 to a civil date, valid for every day count in range (Howard
 // Hinnant's algorithm); used only outside the exact range of the year-count method.
