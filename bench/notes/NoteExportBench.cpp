@@ -27,7 +27,9 @@ namespace {
 
 size_t gTextBytes = 0;
 
-int Receive(QX::Notes* note) {
+// The callback as a host declares it; the record is a QX::Notes.
+int Receive(void* record) {
+  const QX::Notes* note = static_cast<const QX::Notes*>(record);
   if (note->subject != nullptr) gTextBytes += std::strlen(note->subject);
   if (note->content != nullptr) gTextBytes += std::strlen(note->content);
   return 0;

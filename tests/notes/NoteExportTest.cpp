@@ -32,7 +32,9 @@ struct Seen {
 std::vector<Seen> gSeen;
 int gStopAt = -1;  // 0-based call that returns -1
 
-int Record(QX::Notes* note) {
+// The callback as a host declares it; the record is a QX::Notes.
+int Record(void* record) {
+  const QX::Notes* note = static_cast<const QX::Notes*>(record);
   gSeen.push_back({note->subject ? note->subject : "<null>",
                    note->content ? note->content : "<null>", note->dateModified});
   return static_cast<int>(gSeen.size()) - 1 == gStopAt ? -1 : 0;

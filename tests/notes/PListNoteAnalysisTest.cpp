@@ -39,7 +39,9 @@ std::vector<Seen> gSeen;
 int gStopAt = -1;      // 0-based call that returns -1
 int gOtherResult = 0;  // what every other call returns
 
-int Record(QX::Notes* note) {
+// The callback as a host declares it; the record is a QX::Notes.
+int Record(void* record) {
+  const QX::Notes* note = static_cast<const QX::Notes*>(record);
   Seen s;
   s.hasSubject = note->subject != nullptr;
   s.hasContent = note->content != nullptr;
