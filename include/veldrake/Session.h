@@ -27,9 +27,22 @@ extern VELDRAKE_API char chUDID[256];
 // returning -1 to stop, anything else to go on.
 typedef int (*VeldrakeRecordCallback)(void* record);
 
-// Runs one export. Results: 0 done (or a dataKind that is neither 0 nor 1), -1 the
-// conversation failed (or a contact export stopped by the callback), -5 a null device,
-// -6 the service did not start, other values the platform's own failure code.
+// What GetData exports (its `dataKind`). Any other value connects and runs no export.
+enum VeldrakeDataKind : int {
+  kVeldrakeNotes = 0,
+  kVeldrakeContacts = 1,
+};
+
+// The results of GetData and StartContectDeviceAndProtocol. Any other non-zero value is
+// the platform's own failure code, passed on unchanged.
+enum VeldrakeResult : int {
+  kVeldrakeOk = 0,                   // done (or a dataKind that is neither of the above)
+  kVeldrakeConversationFailed = -1,  // or a contact export stopped by the callback
+  kVeldrakeNoDevice = -5,            // the device handle is null
+  kVeldrakeServiceNotStarted = -6,   // the sync service did not start
+};
+
+// Runs one export; a VeldrakeResult or the platform's own failure code.
 extern "C" VELDRAKE_API int GetData(int dataKind, void* unused, void* device, void* callback);
 
 // Connects the device and starts the sync service; 0, -5, -6 or the platform's code.
