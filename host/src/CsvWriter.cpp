@@ -1,6 +1,7 @@
 #include "CsvWriter.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "Dates.h"
 #include "Labels.h"
