@@ -47,15 +47,33 @@ class BPListReader {
   // Drops the data.
   void close();
 
-  // Internal operations, public for the tests of the decoder. A broken limit sets
-  // _failed: setpos then leaves the position alone, ptr returns null, get leaves `out`
-  // untouched.
+ private:
+  // Reaches the position discipline from the reader's tests.
+  friend class BPListReaderPeer;
+
+  // A broken limit sets _failed: setpos then leaves the position alone, ptr returns null,
+  // get leaves `out` untouched.
   bool init();
   void setpos(int64_t position);
   const unsigned char* ptr(int64_t advance);
   void get(std::string& out, unsigned long n);
+  bool fail();
+  prop failValue();
+  void resetDecoding();
+
   prop readObject();
   prop readObjectAtRef(unsigned long long ref);
+  bool readCount(unsigned sizeField, int64_t* count);
+  bool readUtf16(int64_t count, std::wstring* text);
+  prop readInteger(unsigned sizeField);
+  prop readReal(unsigned marker);
+  prop readDate(unsigned marker);
+  prop readBytes(unsigned marker);
+  prop readUnicode(unsigned sizeField);
+  prop readUid(unsigned sizeField);
+  prop readArray(unsigned sizeField);
+  prop readDict(unsigned sizeField);
+  bool readKeyAtRef(unsigned long long ref, std::wstring* key);
 
   uint8_t _offsetSize;
   uint8_t _refSize;
@@ -75,13 +93,6 @@ class BPListReader {
   int _depth;
   uint64_t _budget;
   std::vector<unsigned char> _onPath;
-
- private:
-  bool fail();
-  bool readCount(unsigned lowNibble, int64_t* count);
-  bool readKeyAtRef(unsigned long long ref, std::wstring* key);
-  prop readArray(int64_t count);
-  prop readDict(int64_t count);
 };
 
 #endif  // VELDRAKE_BPLISTREADER_BPLISTREADER_H_

@@ -21,8 +21,22 @@ const uint64_t BPListReader::kMinObjectBudget = 4096;
 
 namespace {
 
-const size_t kHeaderSize = 8;
+const char kMagic[] = "bplist";
+const size_t kMagicSize = 6;
+const size_t kHeaderSize = 8;        // the magic and the version "00"
 const size_t kTrailerReadSize = 26;  // the last 26 bytes; the 6 before them are never read
+const unsigned kTrailerNumberSize = 8;
+const unsigned kMaxNumberWidth = 8;  // offsets and references must fit 64 bits
+
+// A marker's high nibble is its kind (the tag of what it makes), the low nibble a size.
+const unsigned kKindMask = 0xF0;
+const unsigned kSizeMask = 0x0F;
+const unsigned kKindSimple = 0x00;   // null, the booleans and unassigned markers
+const unsigned kSizeFollows = 0x0F;  // the count is the integer object behind the marker
+const unsigned kMarkerSingle = prop::object::TagReal | 2;
+const unsigned kMarkerDouble = prop::object::TagReal | 3;
+const unsigned kMarkerDate = prop::object::TagDate | 3;
+const unsigned kFirstNonAscii = 0x80;
 
 // Big-endian unsigned number of `width` bytes (0 to 8), zero-extended.
 inline uint64_t ReadUnsigned(const unsigned char* p, unsigned width) {
@@ -82,8 +96,8 @@ bool BPListReader::open(const void* data, unsigned long length) {
   _start = 0;
   _length = static_cast<int64_t>(_data.size());
   if (_data.size() < kHeaderSize + kTrailerReadSize) return false;
-  if (std::memcmp(_data.data(), "bplist", 6) != 0) return false;
-  if (_data[6] != '0' || _data[7] != '0') return false;
+  if (std::memcmp(_data.data(), kMagic, kMagicSize) != 0) return false;
+  if (_data[kMagicSize] != '0' || _data[kMagicSize + 1] != '0') return false;
   _ready = init();
   return _ready;
 }
@@ -102,16 +116,17 @@ bool BPListReader::init() {
   if (trailer == nullptr) return false;
   _offsetSize = trailer[0];
   _refSize = trailer[1];
-  _numObjects = ReadUnsigned(trailer + 2, 8);
-  _topObject = ReadUnsigned(trailer + 10, 8);
-  _offsetTableOffset = ReadUnsigned(trailer + 18, 8);
+  const unsigned char* numbers = trailer + 2;  // behind the two widths
+  _numObjects = ReadUnsigned(numbers, kTrailerNumberSize);
+  _topObject = ReadUnsigned(numbers + kTrailerNumberSize, kTrailerNumberSize);
+  _offsetTableOffset = ReadUnsigned(numbers + 2 * kTrailerNumberSize, kTrailerNumberSize);
 
   // Everything after this point sizes allocations from the trailer, so the table is
   // measured against the bytes first. A width of 0 still counts one byte per entry: the
   // table then costs no bytes, but a list cannot hold more objects than bytes.
   _offsets.clear();
   _onPath.clear();
-  if (_offsetSize > 8 || _refSize > 8) return false;
+  if (_offsetSize > kMaxNumberWidth || _refSize > kMaxNumberWidth) return false;
   if (_offsetTableOffset > static_cast<uint64_t>(_length)) return false;
   const uint64_t remaining = static_cast<uint64_t>(_length) - _offsetTableOffset;
   const uint64_t entryBytes = std::max<uint64_t>(_offsetSize, 1);
@@ -119,8 +134,7 @@ bool BPListReader::init() {
 
   _offsets.resize(_numObjects);
   _onPath.assign(_numObjects, 0);
-  _depth = 0;
-  _budget = std::max(kMinObjectBudget, static_cast<uint64_t>(_length) * kObjectsPerInputByte);
+  resetDecoding();
   setpos(static_cast<int64_t>(_offsetTableOffset));
   const unsigned char* table = ptr(static_cast<int64_t>(_numObjects * _offsetSize));
   if (table == nullptr) return false;
@@ -132,6 +146,18 @@ bool BPListReader::init() {
 bool BPListReader::fail() {
   _failed = true;
   return false;
+}
+
+prop BPListReader::failValue() {
+  _failed = true;
+  return prop();
+}
+
+void BPListReader::resetDecoding() {
+  _failed = false;
+  _depth = 0;
+  _budget = std::max(kMinObjectBudget, static_cast<uint64_t>(_length) * kObjectsPerInputByte);
+  std::fill(_onPath.begin(), _onPath.end(), 0);
 }
 
 void BPListReader::setpos(int64_t position) {
@@ -164,10 +190,7 @@ void BPListReader::get(std::string& out, unsigned long n) {
 
 prop BPListReader::getRootObject() {
   if (!_ready || _data.empty()) return prop::Null;
-  _failed = false;
-  _depth = 0;
-  _budget = std::max(kMinObjectBudget, static_cast<uint64_t>(_length) * kObjectsPerInputByte);
-  std::fill(_onPath.begin(), _onPath.end(), 0);
+  resetDecoding();
   // A root index outside the table is a broken reference like any other: no root.
   prop root = readObjectAtRef(_topObject);
   if (_failed) return prop::Null;
@@ -176,15 +199,9 @@ prop BPListReader::getRootObject() {
 
 prop BPListReader::readObjectAtRef(unsigned long long ref) {
   // _offsets and _onPath always have the same size, whatever the trailer said.
-  if (ref >= _offsets.size() || _onPath[ref] || _depth >= kMaxDepth) {
-    fail();
-    return prop();
-  }
+  if (ref >= _offsets.size() || _onPath[ref] || _depth >= kMaxDepth) return failValue();
   const unsigned long long offset = _offsets[ref];
-  if (offset > static_cast<uint64_t>(_length)) {
-    fail();
-    return prop();
-  }
+  if (offset > static_cast<uint64_t>(_length)) return failValue();
   setpos(static_cast<int64_t>(offset));
   _onPath[ref] = 1;
   ++_depth;
@@ -194,58 +211,145 @@ prop BPListReader::readObjectAtRef(unsigned long long ref) {
   return result;
 }
 
-bool BPListReader::readCount(unsigned lowNibble, int64_t* count) {
-  if (lowNibble != 0x0F) {
-    *count = lowNibble;
+prop BPListReader::readObject() {
+  if (_budget == 0) return failValue();
+  --_budget;
+  const unsigned char* markerByte = ptr(1);
+  if (markerByte == nullptr) return prop();
+  const unsigned marker = *markerByte;
+  const unsigned size = marker & kSizeMask;
+  switch (marker & kKindMask) {
+    case kKindSimple:
+      if (marker == prop::object::TagTrue) return prop::True;
+      if (marker == prop::object::TagFalse) return prop::False;
+      return prop::Null;  // null, and the unassigned markers beside it
+    case prop::object::TagInteger:
+      return readInteger(size);
+    case prop::object::TagReal:
+      return readReal(marker);
+    case prop::object::TagDate:
+      return readDate(marker);
+    case prop::object::TagData:
+    case prop::object::TagAscii:
+      return readBytes(marker);
+    case prop::object::TagUnicode:
+      return readUnicode(size);
+    case prop::object::TagUid:
+      return readUid(size);
+    case prop::object::TagArray:
+      return readArray(size);
+    case prop::object::TagDict:
+      return readDict(size);
+    default:
+      return prop::Null;  // 0x7n, 0x9n, 0xBn, 0xCn, 0xEn, 0xFn: unassigned
+  }
+}
+
+bool BPListReader::readCount(unsigned sizeField, int64_t* count) {
+  if (sizeField != kSizeFollows) {
+    *count = sizeField;
     return true;
   }
-  // The count is the integer object right behind the marker.
   const unsigned char* marker = ptr(1);
   if (marker == nullptr) return false;
-  if ((*marker & 0xF0) != 0x10) return fail();
-  const int64_t width = int64_t(1) << (*marker & 0x0F);
+  if ((*marker & kKindMask) != prop::object::TagInteger) return fail();
+  const int64_t width = int64_t(1) << (*marker & kSizeMask);
   const unsigned char* bytes = ptr(width);
   if (bytes == nullptr) return false;
   *count = static_cast<int64_t>(FoldInteger(bytes, static_cast<uint64_t>(width)));
   return true;
 }
 
-bool BPListReader::readKeyAtRef(unsigned long long ref, std::wstring* key) {
-  if (ref >= _offsets.size() || _offsets[ref] > static_cast<uint64_t>(_length) || _budget == 0)
-    return fail();
-  --_budget;
-  setpos(static_cast<int64_t>(_offsets[ref]));
-  const unsigned char* marker = ptr(1);
-  if (marker == nullptr) return false;
-  const unsigned kind = *marker & 0xF0;
-  if (kind != 0x50 && kind != 0x60) return fail();
-  int64_t count;
-  if (!readCount(*marker & 0x0F, &count)) return false;
-  const int64_t remaining = _length - _start;
-  if (count < 0 || (kind == 0x50 ? count > remaining : count > remaining / 2)) return fail();
-  if (kind == 0x50) {
-    const unsigned char* bytes = ptr(count);
-    key->resize(static_cast<size_t>(count));
-    for (int64_t i = 0; i < count; ++i) {
-      if (bytes[i] >= 0x80) return fail();  // an ASCII key has no such character
-      (*key)[i] = static_cast<wchar_t>(bytes[i]);
-    }
-  } else {
-    const unsigned char* bytes = ptr(count * 2);
-    key->resize(static_cast<size_t>(count));
-    for (int64_t i = 0; i < count; ++i)
-      (*key)[i] = static_cast<wchar_t>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
-  }
+bool BPListReader::readUtf16(int64_t count, std::wstring* text) {
+  if (count < 0 || count > (_length - _start) / 2) return fail();
+  const unsigned char* bytes = ptr(count * 2);
+  if (bytes == nullptr) return false;
+  text->resize(static_cast<size_t>(count));
+  for (int64_t i = 0; i < count; ++i)
+    (*text)[i] = static_cast<wchar_t>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
   return true;
 }
 
-prop BPListReader::readArray(int64_t count) {
+prop BPListReader::readInteger(unsigned sizeField) {
+  const int64_t width = int64_t(1) << sizeField;
+  const unsigned char* bytes = ptr(width);
+  if (bytes == nullptr) return prop();
+  prop result = MakeBody(prop::object::TagInteger);
+  result._value->integer = static_cast<long long>(FoldInteger(bytes, static_cast<uint64_t>(width)));
+  return result;
+}
+
+prop BPListReader::readReal(unsigned marker) {
+  if (marker != kMarkerSingle && marker != kMarkerDouble) return failValue();
+  const unsigned char* bytes = ptr(marker == kMarkerSingle ? sizeof(float) : sizeof(double));
+  if (bytes == nullptr) return prop();
+  prop result = MakeBody(prop::object::TagReal);
+  if (marker == kMarkerSingle) {
+    const uint32_t word = static_cast<uint32_t>(ReadUnsigned(bytes, sizeof word));
+    float single;
+    std::memcpy(&single, &word, sizeof single);
+    result._value->real = single;
+  } else {
+    const uint64_t word = ReadUnsigned(bytes, sizeof word);
+    std::memcpy(&result._value->real, &word, sizeof word);
+  }
+  return result;
+}
+
+prop BPListReader::readDate(unsigned marker) {
+  if (marker != kMarkerDate) return failValue();
+  const unsigned char* bytes = ptr(sizeof(double));
+  if (bytes == nullptr) return prop();
+  const uint64_t word = ReadUnsigned(bytes, sizeof word);
+  double seconds;
+  std::memcpy(&seconds, &word, sizeof seconds);
+  return prop::createDate(seconds);
+}
+
+prop BPListReader::readBytes(unsigned marker) {
+  int64_t count;
+  if (!readCount(marker & kSizeMask, &count)) return prop();
+  if (count < 0) return failValue();
+  // The bytes go straight into the body's own string.
+  prop result;
+  if ((marker & kKindMask) == prop::object::TagData) {
+    get(result.initData(), static_cast<unsigned long>(count));
+  } else {
+    result = prop(std::string());
+    get(*result._value->bytes, static_cast<unsigned long>(count));
+  }
+  if (_failed) return prop();
+  return result;
+}
+
+prop BPListReader::readUnicode(unsigned sizeField) {
+  int64_t count;
+  if (!readCount(sizeField, &count)) return prop();
+  prop result{std::wstring()};
+  if (!readUtf16(count, result._value->wide)) return prop();
+  return result;
+}
+
+prop BPListReader::readUid(unsigned sizeField) {
+  if (sizeField == kSizeFollows) {
+    int64_t dropped;  // a UID of the widest kind carries a count object first
+    if (!readCount(sizeField, &dropped)) return prop();
+  }
+  const int64_t width = int64_t(1) << sizeField;
+  const unsigned char* bytes = ptr(width);
+  if (bytes == nullptr) return prop();
+  prop result;
+  result.initUID(FoldInteger(bytes, static_cast<uint64_t>(width)));
+  return result;
+}
+
+prop BPListReader::readArray(unsigned sizeField) {
+  int64_t count;
+  if (!readCount(sizeField, &count)) return prop();
   const int64_t remaining = _length - _start;
   if (count < 0 || static_cast<uint64_t>(count) > _budget ||
-      (_refSize > 0 && count > remaining / _refSize)) {
-    fail();
-    return prop();
-  }
+      (_refSize > 0 && count > remaining / _refSize))
+    return failValue();
   // The references stay in the copy of the input, which nothing changes while decoding,
   // so they are read where they lie instead of into a list of their own.
   const unsigned char* refs = ptr(count * _refSize);
@@ -261,13 +365,13 @@ prop BPListReader::readArray(int64_t count) {
   return result;
 }
 
-prop BPListReader::readDict(int64_t count) {
+prop BPListReader::readDict(unsigned sizeField) {
+  int64_t count;
+  if (!readCount(sizeField, &count)) return prop();
   const int64_t remaining = _length - _start;
   if (count < 0 || static_cast<uint64_t>(count) > _budget / 2 ||
-      (_refSize > 0 && count > remaining / _refSize / 2)) {
-    fail();
-    return prop();
-  }
+      (_refSize > 0 && count > remaining / _refSize / 2))
+    return failValue();
   const unsigned char* keyRefs = ptr(2 * count * _refSize);
   if (keyRefs == nullptr) return prop();
   const unsigned char* valueRefs = keyRefs + count * _refSize;
@@ -285,119 +389,26 @@ prop BPListReader::readDict(int64_t count) {
   return result;
 }
 
-prop BPListReader::readObject() {
-  if (_budget == 0) {
-    fail();
-    return prop();
-  }
+// A key is read like a string object, but straight into its wide text, under the
+// object budget and without marking the path: a string refers to nothing.
+bool BPListReader::readKeyAtRef(unsigned long long ref, std::wstring* key) {
+  if (ref >= _offsets.size() || _offsets[ref] > static_cast<uint64_t>(_length) || _budget == 0)
+    return fail();
   --_budget;
-  const unsigned char* markerByte = ptr(1);
-  if (markerByte == nullptr) return prop();
-  const unsigned marker = *markerByte;
-  const unsigned low = marker & 0x0F;
-  switch (marker & 0xF0) {
-    case 0x00:
-      if (marker == prop::object::TagTrue) return prop::True;
-      if (marker == prop::object::TagFalse) return prop::False;
-      return prop::Null;  // null, and the unassigned markers beside it
-
-    case 0x10: {
-      const int64_t width = int64_t(1) << low;
-      const unsigned char* bytes = ptr(width);
-      if (bytes == nullptr) return prop();
-      prop result = MakeBody(prop::object::TagInteger);
-      result._value->integer =
-          static_cast<long long>(FoldInteger(bytes, static_cast<uint64_t>(width)));
-      return result;
-    }
-
-    case 0x20: {
-      if (marker != 0x22 && marker != 0x23) break;
-      const unsigned char* bytes = ptr(marker == 0x22 ? 4 : 8);
-      if (bytes == nullptr) return prop();
-      prop result = MakeBody(prop::object::TagReal);
-      if (marker == 0x22) {
-        const uint32_t word = static_cast<uint32_t>(ReadUnsigned(bytes, 4));
-        float single;
-        std::memcpy(&single, &word, sizeof single);
-        result._value->real = single;
-      } else {
-        const uint64_t word = ReadUnsigned(bytes, 8);
-        std::memcpy(&result._value->real, &word, sizeof word);
-      }
-      return result;
-    }
-
-    case 0x30: {
-      if (marker != 0x33) break;
-      const unsigned char* bytes = ptr(8);
-      if (bytes == nullptr) return prop();
-      const uint64_t word = ReadUnsigned(bytes, 8);
-      double seconds;
-      std::memcpy(&seconds, &word, sizeof seconds);
-      return prop::createDate(seconds);
-    }
-
-    case 0x40:
-    case 0x50: {
-      int64_t count;
-      if (!readCount(low, &count)) return prop();
-      if (count < 0) break;
-      // The bytes go straight into the body's own string.
-      prop result;
-      if ((marker & 0xF0) == 0x40) {
-        get(result.initData(), static_cast<unsigned long>(count));
-      } else {
-        result = prop(std::string());
-        get(*result._value->bytes, static_cast<unsigned long>(count));
-      }
-      if (_failed) return prop();
-      return result;
-    }
-
-    case 0x60: {
-      int64_t count;
-      if (!readCount(low, &count)) return prop();
-      if (count < 0 || count > (_length - _start) / 2) break;
-      const unsigned char* bytes = ptr(count * 2);
-      if (bytes == nullptr) return prop();
-      prop result{std::wstring()};
-      std::wstring& text = *result._value->wide;
-      text.resize(static_cast<size_t>(count));
-      for (int64_t i = 0; i < count; ++i)
-        text[i] = static_cast<wchar_t>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
-      return result;
-    }
-
-    case 0x80: {
-      if (low == 0x0F) {
-        int64_t dropped;  // a UID of the widest kind carries a count object first
-        if (!readCount(low, &dropped)) return prop();
-      }
-      const int64_t width = int64_t(1) << low;
-      const unsigned char* bytes = ptr(width);
-      if (bytes == nullptr) return prop();
-      prop result;
-      result.initUID(FoldInteger(bytes, static_cast<uint64_t>(width)));
-      return result;
-    }
-
-    case 0xA0: {
-      int64_t count;
-      if (!readCount(low, &count)) return prop();
-      return readArray(count);
-    }
-
-    case 0xD0: {
-      int64_t count;
-      if (!readCount(low, &count)) return prop();
-      return readDict(count);
-    }
-
-    default:
-      return prop::Null;  // 0x7n, 0x9n, 0xBn, 0xCn, 0xEn, 0xFn: unassigned
+  setpos(static_cast<int64_t>(_offsets[ref]));
+  const unsigned char* marker = ptr(1);
+  if (marker == nullptr) return false;
+  const unsigned kind = *marker & kKindMask;
+  if (kind != prop::object::TagAscii && kind != prop::object::TagUnicode) return fail();
+  int64_t count;
+  if (!readCount(*marker & kSizeMask, &count)) return false;
+  if (kind == prop::object::TagUnicode) return readUtf16(count, key);
+  if (count < 0 || count > _length - _start) return fail();
+  const unsigned char* bytes = ptr(count);
+  key->resize(static_cast<size_t>(count));
+  for (int64_t i = 0; i < count; ++i) {
+    if (bytes[i] >= kFirstNonAscii) return fail();  // an ASCII key has no such character
+    (*key)[i] = static_cast<wchar_t>(bytes[i]);
   }
-  // A real or date of another width, or a count that cannot be right.
-  fail();
-  return prop();
+  return true;
 }

@@ -1,16 +1,11 @@
 #!/usr/bin/env python3
-"""Writes random binary property lists with plistlib, an independent writer, each with
-a JSON description of its tree, for the reader's differential test.
+"""Writes random binary property lists with plistlib, an independent writer, for the
+reader's differential test: OUTDIR/NNN.bplist and OUTDIR/NNN.txt, the text form of the
+tree the reader must decode, written as the test's Describe writes it.
 
 usage: make_random_plists.py OUTDIR COUNT SEED
-
-For each i: OUTDIR/NNN.bplist and OUTDIR/NNN.json. The description gives every value
-in the form the reader must produce: integers as signed 64-bit decimals, reals and dates
-as the bits of their double, strings as UTF-16 code units (or one unit repeated: "fill", "n"), dates also as the text
-"%m-%d-%Y %H:%M:%S" of their whole seconds truncated toward the reference instant.
 """
 import datetime
-import json
 import os
 import plistlib
 import random
@@ -27,13 +22,41 @@ ALPHABETS = [
 ]
 
 
+def units(text):
+    raw = text.encode("utf-16be")
+    return [int.from_bytes(raw[i:i + 2], "big") for i in range(0, len(raw), 2)]
+
+
+def quote(text):
+    return '"' + "".join(chr(u) if 0x20 <= u < 0x7F and u not in (0x22, 0x5C) else "\\%x;" % u
+                         for u in units(text)) + '"'
+
+
 def bits(value):
     return struct.pack(">d", value).hex()
 
 
-def units(text):
-    raw = text.encode("utf-16be")
-    return [int.from_bytes(raw[i:i + 2], "big") for i in range(0, len(raw), 2)]
+def describe(v):
+    if v is None or isinstance(v, bool):
+        return {None: "null", True: "true", False: "false"}[v]
+    if isinstance(v, plistlib.UID):
+        return "u%d" % v.data
+    if isinstance(v, int):
+        return "i%d" % (v - 2**64 if v >= 2**63 else v)
+    if isinstance(v, float):
+        return "r" + bits(v)
+    if isinstance(v, datetime.datetime):
+        f = (v - REFERENCE).total_seconds()
+        w = REFERENCE + datetime.timedelta(seconds=int(f))
+        return "d%s %02d-%02d-%d %02d:%02d:%02d" % (bits(f), w.month, w.day, w.year, w.hour,
+                                                     w.minute, w.second)
+    if isinstance(v, bytes):
+        return "x" + v.hex()
+    if isinstance(v, str):
+        return ("a" if all(ord(c) < 128 for c in v) else "w") + quote(v)
+    if isinstance(v, list):
+        return "[" + ",".join(describe(e) for e in v) + "]"
+    return "{" + ",".join(quote(k) + ":" + describe(v[k]) for k in sorted(v, key=units)) + "}"
 
 
 class Generator:
@@ -55,40 +78,26 @@ class Generator:
         kind = rng.choice(["none", "bool", "int", "int", "real", "date", "data", "str", "str",
                            "str", "uid"])
         if kind == "none":
-            return None, {"t": "null"}
+            return None
         if kind == "bool":
-            v = rng.random() < 0.5
-            return v, {"t": "bool", "v": v}
+            return rng.random() < 0.5
         if kind == "int":
-            v = rng.choice([rng.randint(0, 255), rng.randint(256, 65535),
-                            rng.randint(65536, 2**32 - 1), rng.randint(2**32, 2**63 - 1),
-                            rng.randint(2**63, 2**64 - 1), rng.randint(-2**63, -1)])
-            signed = v - 2**64 if v >= 2**63 else v
-            return v, {"t": "int", "v": str(signed)}
+            return rng.choice([rng.randint(0, 255), rng.randint(256, 65535),
+                               rng.randint(65536, 2**32 - 1), rng.randint(2**32, 2**63 - 1),
+                               rng.randint(2**63, 2**64 - 1), rng.randint(-2**63, -1)])
         if kind == "real":
             # No -0.0: plistlib shares it with an equal 0.0 written earlier.
-            v = rng.choice([rng.uniform(-1e6, 1e6), rng.uniform(-1e300, 1e300), 0.0,
-                            float("inf"), float("-inf"), float("nan"), 1e-310])
-            return v, {"t": "real", "bits": bits(v)}
+            return rng.choice([rng.uniform(-1e6, 1e6), rng.uniform(-1e300, 1e300), 0.0,
+                               float("inf"), float("-inf"), float("nan"), 1e-310])
         if kind == "date":
             seconds = rng.randint(-31 * 10**9, 31 * 10**9)  # about 1018 to 2983
-            v = REFERENCE + datetime.timedelta(seconds=seconds,
-                                               microseconds=rng.choice([0, rng.randint(0, 999999)]))
-            f = (v - REFERENCE).total_seconds()
-            whole = REFERENCE + datetime.timedelta(seconds=int(f))
-            text = "%02d-%02d-%d %02d:%02d:%02d" % (whole.month, whole.day, whole.year,
-                                                    whole.hour, whole.minute, whole.second)
-            return v, {"t": "date", "bits": bits(f), "text": text}
+            return REFERENCE + datetime.timedelta(
+                seconds=seconds, microseconds=rng.choice([0, rng.randint(0, 999999)]))
         if kind == "data":
-            v = bytes(rng.randrange(256) for _ in range(rng.choice([0, 3, 14, 15, 40, 300])))
-            return v, {"t": "data", "hex": v.hex()}
+            return bytes(rng.randrange(256) for _ in range(rng.choice([0, 3, 14, 15, 40, 300])))
         if kind == "uid":  # plistlib writes wider UIDs with another width rule
-            v = rng.randint(0, 65535)
-            return plistlib.UID(v), {"t": "uid", "v": v}
-        v = self.text(60)
-        if all(ord(c) < 128 for c in v):
-            return v, {"t": "ascii", "u": units(v)}
-        return v, {"t": "utf16", "u": units(v)}
+            return plistlib.UID(rng.randint(0, 65535))
+        return self.text(60)
 
     def value(self, depth):
         rng = self.rng
@@ -99,15 +108,11 @@ class Generator:
             return self.scalar()
         size = rng.choice([0, 1, 3, rng.randint(0, 14), rng.randint(15, 40)])
         if rng.random() < 0.5:
-            pairs = [self.value(depth - 1) for _ in range(size)]
-            made = ([p[0] for p in pairs], {"t": "array", "v": [p[1] for p in pairs]})
+            made = [self.value(depth - 1) for _ in range(size)]
         else:
-            entries = {}
+            made = {}
             for _ in range(size):
-                entries[self.text(20)] = self.value(depth - 1)
-            made = ({k: v[0] for k, v in entries.items()},
-                    {"t": "dict", "k": [units(k) for k in entries],
-                     "v": [v[1] for v in entries.values()]})
+                made[self.text(20)] = self.value(depth - 1)
         self.finished.append(made)
         return made
 
@@ -119,16 +124,13 @@ def main():
     for i in range(count):
         generator = Generator(rng)
         if i % 50 == 49:  # wide references and offsets: over 255 objects, over 64 KiB
-            items = [generator.scalar() for _ in range(400)]
-            items.append(("y" * 70000, {"t": "ascii", "fill": ord("y"), "n": 70000}))
-            root = ([v for v, _ in items], {"t": "array", "v": [d for _, d in items]})
+            root = [generator.scalar() for _ in range(400)] + ["y" * 70000]
         else:
             root = generator.value(rng.randint(0, 5))
-        data = plistlib.dumps(root[0], fmt=plistlib.FMT_BINARY)
         with open(os.path.join(outdir, "%03d.bplist" % i), "wb") as f:
-            f.write(data)
-        with open(os.path.join(outdir, "%03d.json" % i), "w") as f:
-            json.dump(root[1], f)
+            f.write(plistlib.dumps(root, fmt=plistlib.FMT_BINARY))
+        with open(os.path.join(outdir, "%03d.txt" % i), "w") as f:
+            f.write(describe(root))
 
 
 if __name__ == "__main__":
