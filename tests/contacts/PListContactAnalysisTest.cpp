@@ -13,7 +13,7 @@ using namespace contacttest;
 
 const std::string kName = "SDMessageProcessChanges";
 
-class PListContactAnalysisTest : public Utf8Test {
+class PListContactAnalysisTest : public ::testing::Test {
  protected:
   // Analyses `root` from an exact-size heap copy, so reads past the end are caught.
   int Analyse(const prop& root) { return AnalyseBytes(devicesim::WriteBinaryPlist(root)); }
