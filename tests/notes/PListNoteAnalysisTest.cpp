@@ -155,26 +155,6 @@ TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndKeptInTheDateRange) {
   for (size_t i = 0; i < count; ++i) EXPECT_EQ(gSeen[i].date, expected[i]) << "date " << dates[i];
 }
 
-TEST_F(PListNoteAnalysisTest, TextsArriveAsNarrowUtf8CutAtNul) {
-  // é as one unit, U+1F600 as a surrogate pair.
-  const prop wide(std::wstring(L"caf\u00e9 \xD83D\xDE00 ok"));
-  prop cut = prop(std::wstring(L"ab\0cd", 5));
-  prop asciiCut = prop(std::string("xy\0z", 4));
-  EXPECT_EQ(Analyse(Reply(Dict({
-                {"1", Dict({{"subject", Str("plain ascii")}, {"content", wide}})},
-                {"2", Dict({{"subject", asciiCut}, {"content", cut}})},
-                {"3", Dict({{"subject", Str("")}})},
-            }))),
-            0);
-  ASSERT_EQ(gSeen.size(), 3u);
-  EXPECT_EQ(gSeen[0].subject, "plain ascii");
-  EXPECT_EQ(gSeen[0].content, "caf\xC3\xA9 \xF0\x9F\x98\x80 ok");
-  EXPECT_EQ(gSeen[1].subject, "xy");
-  EXPECT_EQ(gSeen[1].content, "ab");
-  EXPECT_TRUE(gSeen[2].hasSubject);  // an empty text is a text, not an absent one
-  EXPECT_EQ(gSeen[2].subject, "");
-}
-
 TEST_F(PListNoteAnalysisTest, NotesComeFromEveryDictionaryOfTheArray) {
   prop first = Dict({{"1", Note("one")}, {"2", Note("two")}});
   EXPECT_EQ(Analyse(Array({prop::Null, first, Str("between"), Dict({{"b", Note("bee")}})})), 0);
