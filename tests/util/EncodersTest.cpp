@@ -36,7 +36,10 @@ std::vector<std::string> LoadExpected() {
   return table;
 }
 
+// Every length up to 200 crosses the line breaks behind each full line of 76 characters.
 TEST(Base64Encode, MatchesPythonForEveryLengthUpTo200) {
+  EXPECT_EQ(base64_encode(nullptr, 0), "");
+  EXPECT_EQ(base64_encode(std::string("a\0b", 3)), "YQBi");
   const std::vector<std::string> expected = LoadExpected();
   ASSERT_EQ(expected.size(), 201u);
   for (size_t n = 0; n < expected.size(); ++n) {
@@ -47,23 +50,6 @@ TEST(Base64Encode, MatchesPythonForEveryLengthUpTo200) {
               expected[n])
         << "length " << n;
   }
-}
-
-TEST(Base64Encode, BreaksOnlyBehindFullLines) {
-  const std::string a56 = base64_encode(std::string(56, 'a'));
-  EXPECT_EQ(a56.size(), 76u);
-  EXPECT_EQ(a56.find('\n'), std::string::npos);
-  const std::string a57 = base64_encode(std::string(57, 'a'));
-  EXPECT_EQ(a57.size(), 77u);
-  EXPECT_EQ(a57.find('\n'), 76u);
-  const std::string a58 = base64_encode(std::string(58, 'a'));
-  EXPECT_EQ(a58.substr(76), "\nYQ==");
-  const std::string a114 = base64_encode(std::string(114, 'a'));
-  EXPECT_EQ(a114.size(), 154u);
-  EXPECT_EQ(a114[76], '\n');
-  EXPECT_EQ(a114[153], '\n');
-  EXPECT_EQ(base64_encode(nullptr, 0), "");
-  EXPECT_EQ(base64_encode(std::string("a\0b", 3)), "YQBi");
 }
 
 TEST(Base64Decode, RoundTripsPythonTextPaddedOrNot) {
