@@ -96,6 +96,12 @@ class VELDRAKE_INTERNAL prop {
   // True for a dictionary with at least one entry.
   bool isNonEmptyDict() const { return hasTag(object::TagDict) && !_value->dict->empty(); }
 
+  // The contents of a value of the one tag each names; null for the null value and for a
+  // value of any other tag, so a reader of untrusted trees tests the pointer, not the tag.
+  const std::map<std::wstring, prop>* dict() const;
+  const std::vector<prop>* array() const;
+  const double* date() const;
+
   // Identity, not content: equal when both are empty or both share one body.
   bool operator==(const prop& other) const { return _value == other._value; }
   bool operator!=(const prop& other) const { return _value != other._value; }
@@ -115,5 +121,18 @@ template <>
 prop::prop(long long value);
 template <>
 prop::prop(double value);
+
+// Record texts, the texts a host receives: an array-new copy of exactly the text's byte
+// length plus one, zero-filled and cut at the text's first NUL, since the host has no
+// length beside the pointer.
+char* NewRecordText(const std::string& text);
+// The record text of a string value (tag 0x60 through toUtf8, tag 0x50 unchanged); null
+// for the null value and every other tag.
+char* NewRecordText(const prop& value);
+// The same, and for a date (tag 0x30) the text of toDate.
+char* NewRecordTextOrDate(const prop& value);
+// A later text takes the place of an earlier one: `text` goes into `member`, which lets
+// go of what it held; null (a value of an unaccepted tag) leaves `member` as it was.
+void StoreRecordText(char*& member, char* text);
 
 #endif  // VELDRAKE_PROP_PROP_H_

@@ -9,6 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "veldrake/Messages.h"
+
+// What a conversation, and each of its steps, gives back.
+enum ConversationResult : int {
+  kConversationOk = 0,
+  kConversationFailed = -1,
+};
+
 // How a framed receive ended.
 enum class FrameResult {
   Complete,       // a payload of the announced length is in the buffer
@@ -25,5 +33,12 @@ int SendFrame(int socket, const std::string& message);
 // Complete and empty otherwise. The buffer grows as bytes arrive, so a peer that
 // announces more than it sends costs only what it sent.
 FrameResult RecvFrame(int socket, std::vector<char>& payload);
+
+// Sends catalogue message `m` in one frame; kConversationOk or kConversationFailed.
+int SendMessage(int socket, SyncMessage m);
+
+// Reads one frame whole and drops it unseen. True for a complete or an empty frame, false
+// when the length field could not be read or the stream ended inside the payload.
+bool ReadAndDropFrame(int socket);
 
 #endif  // VELDRAKE_FRAME_H_

@@ -20,7 +20,6 @@
 #include "veldrake/PListAddress.h"
 #include "veldrake/PListField.h"
 
-class prop;
 namespace QX {
 struct Contact;
 }
@@ -33,12 +32,23 @@ class PListContactAnalysis {
   PListContactAnalysis(const PListContactAnalysis&) = delete;
   PListContactAnalysis& operator=(const PListContactAnalysis&) = delete;
 
-  // One reply of `length` bytes (no terminator; the caller keeps it). Results:
-  //   0  go on: the reply was no binary property list, or its records were gathered;
-  //  -1  the root is the null value or no array;
-  //  -2  the root array is empty;
-  //  -3  the reply names "SDMessageProcessChanges" and holds no outer dictionary.
-  // A null reply or a negative length is no data (0).
+  // What Analysis tells the conversation; every negative result ends its loop.
+  enum Result : int {
+    kGoOn = 0,           // no binary property list, or its records were gathered
+    kNoRoot = -1,        // the root is the null value or no array
+    kEmptyRoot = -2,     // the root array is empty
+    kEndOfChanges = -3,  // names "SDMessageProcessChanges" and holds no outer dictionary
+  };
+  // What Combinations gives back.
+  enum Delivery : int {
+    kDelivered = 0,
+    kStopped = -1,  // the host's callback returned kHostStops
+  };
+  // The callback's answer that stops the delivery; every other answer goes on.
+  static constexpr int kHostStops = -1;
+
+  // One reply of `length` bytes (no terminator; the caller keeps it); a Result. A null
+  // reply or a negative length is no data (kGoOn).
   int Analysis(char* reply, int length);
 
   // The person dictionary behind `pTemp`, under `key`. Appends one QX::Contact.
@@ -47,25 +57,22 @@ class PListContactAnalysis {
 
   // The sub-record dictionary behind `pTemp`: `ownerText` names the owning contact,
   // `propertyText` the device's property number. Appends one PListField or, for a postal
-  // address (5), one PListAddress. Does nothing when `pTemp` is null.
+  // address, one PListAddress. Does nothing when `pTemp` is null.
   void AnalysisContactField(std::wstring ownerText, std::wstring propertyText);
 
   // Joins each contact to its items and lends it to `callback` (an int(*)(void*) taking a
-  // QX::Contact*), then destroys it. -1 when the callback returned -1 (every remaining
-  // record is destroyed), 0 otherwise. `unused` plays no part. Runs once per object.
-  // REQUIRES: callback is a function whenever there are contacts.
+  // QX::Contact*), then destroys it. kStopped when the callback stopped it (every
+  // remaining record is destroyed), kDelivered otherwise. `unused` plays no part. Runs once per
+  // object. REQUIRES: callback is a function whenever there are contacts.
   int Combinations(std::vector<QX::Contact*>& unused, void* callback);
 
   std::vector<QX::Contact*> contacts;
   std::vector<PListField*> fields;
   std::vector<PListAddress*> addresses;
-};
 
-// The text of a record: an array-new copy of `text` up to its first NUL, in an array of
-// exactly text.size() + 1 zero-filled bytes.
-char* NewRecordText(const std::string& text);
-// The text of a string value (tag 0x60 through prop::toUtf8, tag 0x50 unchanged) or, when
-// `dateAccepted`, of a date (prop::toDate); null for the null value and every other tag.
-char* NewRecordText(const prop& value, bool dateAccepted);
+ private:
+  // Releases every intermediate record with the item it still holds.
+  void ReleaseItems();
+};
 
 #endif  // VELDRAKE_PLISTCONTACTANALYSIS_H_

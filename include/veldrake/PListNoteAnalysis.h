@@ -21,19 +21,28 @@ class PListNoteAnalysis {
   // type. It receives a QX::Notes*. -1 stops the export.
   typedef int (*Callback)(void* note);
 
+  // What Analysis tells the conversation: kNoRecords and every negative result end its
+  // loop.
+  enum Result : int {
+    kGoOn = 0,       // null or unreadable reply (a negative length counts as no data), or
+                     // at least one element of the root array was a non-empty dictionary
+    kNoRecords = 1,  // the root array has elements but none is a non-empty dictionary
+    kStop = -1,      // the root is null or not an array, or the callback returned kHostStops
+    kEmptyRoot = -2,
+  };
+  // The callback's answer that stops the export; every other answer goes on.
+  static constexpr int kHostStops = -1;
+  // dateModified of a note without a date.
+  static constexpr int64_t kNoDate = -1;
+
   // Decodes `reply` (`length` bytes, a binary property list whose root is an array; the
   // bytes stay the caller's) and delivers every non-empty dictionary found as a value of a
-  // non-empty dictionary of the root array, in key order, as one note. Results:
-  //    0  go on: null or unreadable reply (a negative length counts as no data), or at
-  //       least one element of the root array was a non-empty dictionary;
-  //    1  the root array has elements but none is a non-empty dictionary (no records);
-  //   -1  the root is null or not an array, or the callback returned -1;
-  //   -2  the root array is empty.
+  // non-empty dictionary of the root array, in key order, as one note; a Result.
   // REQUIRES: `callback` is a valid Callback whenever the reply can hold a note.
   int Analysis(char* reply, int length, void* callback);
 
   // A device date (seconds since 2001) cut toward zero to whole seconds. NaN counts as
-  // absent (-1); values beyond the int64 range are clamped to its ends.
+  // absent (kNoDate); a date beyond the library's date range counts as its nearer end.
   static int64_t TruncateDate(double seconds);
 };
 

@@ -34,26 +34,26 @@ constexpr std::wstring_view kBirthday = L"birthday";
 }  // namespace
 
 void PListContactAnalysis::AnalysisContact(std::wstring key) {
-  if (pTemp == nullptr) return;
+  if (pTemp == nullptr || pTemp->dict() == nullptr) return;
   // Owned by the vector from the start; a failed allocation leaves a null slot at most.
   contacts.push_back(nullptr);
   QX::Contact* contact = contacts.back() = new QX::Contact();
   contact->id = wstrtoi(std::move(key));
 
-  for (const auto& entry : *pTemp->_value->dict) {
+  for (const auto& entry : *pTemp->dict()) {
     const std::wstring_view name = entry.first;
     const prop& value = entry.second;
     if (name == kBirthday) {
       // Delivered only from a date, and then as text.
       if (contact->birthday == nullptr && value.hasTag(prop::object::TagDate)) {
-        contact->birthday = NewRecordText(value, true);
+        contact->birthday = NewRecordTextOrDate(value);
       }
       continue;
     }
     for (const PersonKey& row : kPersonKeys) {
       if (name != row.key) continue;
       char*& field = contact->*row.field;
-      if (field == nullptr) field = NewRecordText(value, false);
+      if (field == nullptr) field = NewRecordText(value);
       break;
     }
   }

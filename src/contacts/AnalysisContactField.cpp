@@ -12,38 +12,38 @@
 
 namespace {
 
-constexpr int kPostalAddress = 5;
+// The device's address-book property numbers of multi-valued items.
+enum DeviceProperty : int {
+  kPropertyPhone = 3,
+  kPropertyEmail = 4,
+  kPropertyPostalAddress = 5,
+  kPropertyDate = 12,
+  kPropertyInstantMessage = 13,
+  kPropertyUrl = 22,
+  kPropertyRelatedName = 23,
+  kPropertySocialProfile = 46,
+};
 
-// The device's address-book property numbers of multi-valued items, and the kind each
-// becomes for the host. Every other number is kind 0.
-int KindOfProperty(int property) {
+// The kind each property becomes for the host.
+QX::ContactFieldKind KindOfProperty(int property) {
   switch (property) {
-    case 3:
-      return 1;  // phone number
-    case 4:
-      return 2;  // e-mail address
-    case 22:
-      return 3;  // URL
-    case 23:
-      return 4;  // related name
-    case 13:
-      return 5;  // instant-messaging account
-    case 12:
-      return 6;  // date
-    case 46:
-      return 7;  // social profile
+    case kPropertyPhone:
+      return QX::kFieldPhone;
+    case kPropertyEmail:
+      return QX::kFieldEmail;
+    case kPropertyUrl:
+      return QX::kFieldUrl;
+    case kPropertyRelatedName:
+      return QX::kFieldRelatedName;
+    case kPropertyInstantMessage:
+      return QX::kFieldInstantMessage;
+    case kPropertyDate:
+      return QX::kFieldDate;
+    case kPropertySocialProfile:
+      return QX::kFieldSocialProfile;
     default:
-      return 0;
+      return QX::kFieldOther;
   }
-}
-
-// A later text takes the place of an earlier one; a value of an unaccepted tag leaves the
-// member as it was.
-void Store(char*& member, const prop& value, bool dateAccepted) {
-  char* text = NewRecordText(value, dateAccepted);
-  if (text == nullptr) return;
-  delete[] member;
-  member = text;
 }
 
 void FillAddress(QX::ContactAddressFields& address, const std::map<std::wstring, prop>& record) {
@@ -59,12 +59,12 @@ void FillAddress(QX::ContactAddressFields& address, const std::map<std::wstring,
   for (const auto& entry : record) {
     const std::wstring_view name = entry.first;
     if (name == L"type") {
-      Store(address.type, entry.second, false);
+      StoreRecordText(address.type, NewRecordText(entry.second));
       continue;
     }
     for (const AddressKey& row : kAddressKeys) {
       if (name != row.key) continue;
-      Store(address.address->*row.member, entry.second, false);
+      StoreRecordText(address.address->*row.member, NewRecordText(entry.second));
       break;
     }
   }
@@ -77,11 +77,11 @@ void FillField(QX::ContactField& field, const std::map<std::wstring, prop>& reco
   for (const auto& entry : record) {
     const std::wstring_view name = entry.first;
     if (name == L"value" || name == L"user") {
-      Store(field.value, entry.second, true);
+      StoreRecordText(field.value, NewRecordTextOrDate(entry.second));
     } else if (name == L"label" || name == L"service" || name == L"type") {
       if (labelSeen) continue;
       if (name == L"label") labelSeen = true;
-      Store(field.label, entry.second, false);
+      StoreRecordText(field.label, NewRecordText(entry.second));
     }
   }
 }
@@ -89,14 +89,14 @@ void FillField(QX::ContactField& field, const std::map<std::wstring, prop>& reco
 }  // namespace
 
 void PListContactAnalysis::AnalysisContactField(std::wstring ownerText, std::wstring propertyText) {
-  if (pTemp == nullptr) return;
+  if (pTemp == nullptr || pTemp->dict() == nullptr) return;
   const int owner = wstrtoi(std::move(ownerText));
   const int property = wstrtoi(std::move(propertyText));
-  const std::map<std::wstring, prop>& record = *pTemp->_value->dict;
+  const std::map<std::wstring, prop>& record = *pTemp->dict();
 
   // The new record joins its vector only once it is complete; a failed allocation on the
   // way leaves at most a null slot, which every reader of the vectors skips.
-  if (property == kPostalAddress) {
+  if (property == kPropertyPostalAddress) {
     auto entry = std::make_unique<PListAddress>();
     entry->id = owner;
     auto address = std::make_unique<QX::ContactAddressFields>();

@@ -44,6 +44,20 @@ Groups GroupByOwner(const std::vector<Entry*>& entries,
   return groups;
 }
 
+// Moves the items of contact `c`'s group into `into`, in list order; each entry lets go
+// of what the contact now owns.
+template <typename Entry, typename Item>
+void Join(const std::vector<Entry*>& entries, const Groups& groups, size_t c, Item* Entry::*member,
+          std::vector<Item*>& into) {
+  const size_t begin = groups.start[c], end = groups.start[c + 1];
+  into.reserve(into.size() + (end - begin));
+  for (size_t k = begin; k < end; ++k) {
+    Entry* entry = entries[groups.order[k]];
+    into.push_back(entry->*member);
+    entry->*member = nullptr;
+  }
+}
+
 }  // namespace
 
 int PListContactAnalysis::Combinations(std::vector<QX::Contact*>& /*unused*/, void* callback) {
@@ -58,37 +72,25 @@ int PListContactAnalysis::Combinations(std::vector<QX::Contact*>& /*unused*/, vo
   const Groups fieldGroups = GroupByOwner(fields, owners, count);
   const Groups addressGroups = GroupByOwner(addresses, owners, count);
 
-  int result = 0;
+  int result = kDelivered;
   for (size_t c = 0; c < count; ++c) {
     QX::Contact* contact = contacts[c];
     if (contact == nullptr) continue;
-    // Joined right before the offer; the entry lets go of what the contact now owns.
-    const size_t fieldBegin = fieldGroups.start[c], fieldEnd = fieldGroups.start[c + 1];
-    contact->fields.reserve(contact->fields.size() + (fieldEnd - fieldBegin));
-    for (size_t k = fieldBegin; k < fieldEnd; ++k) {
-      PListField* entry = fields[fieldGroups.order[k]];
-      contact->fields.push_back(entry->field);
-      entry->field = nullptr;
-    }
-    const size_t addressBegin = addressGroups.start[c], addressEnd = addressGroups.start[c + 1];
-    contact->addresses.reserve(contact->addresses.size() + (addressEnd - addressBegin));
-    for (size_t k = addressBegin; k < addressEnd; ++k) {
-      PListAddress* entry = addresses[addressGroups.order[k]];
-      contact->addresses.push_back(entry->fields);
-      entry->fields = nullptr;
-    }
+    // Joined right before the offer.
+    Join(fields, fieldGroups, c, &PListField::field, contact->fields);
+    Join(addresses, addressGroups, c, &PListAddress::fields, contact->addresses);
 
     VELDRAKE_ASSERT(callback != nullptr);
     const int answer = reinterpret_cast<VeldrakeRecordCallback>(callback)(contact);
-    if (answer == -1) {
-      result = -1;
+    if (answer == kHostStops) {
+      result = kStopped;
       break;
     }
     delete contact;
     contacts[c] = nullptr;
   }
 
-  if (result == -1) {
+  if (result == kStopped) {
     // The contact just offered still has its slot; those behind it were never joined.
     for (QX::Contact*& contact : contacts) {
       delete contact;
@@ -97,17 +99,6 @@ int PListContactAnalysis::Combinations(std::vector<QX::Contact*>& /*unused*/, vo
     contacts.clear();
   }
   // Intermediate records, and the items that no contact took, end with the delivery.
-  for (PListField*& entry : fields) {
-    if (entry != nullptr) delete entry->field;
-    delete entry;
-    entry = nullptr;
-  }
-  fields.clear();
-  for (PListAddress*& entry : addresses) {
-    if (entry != nullptr) delete entry->fields;
-    delete entry;
-    entry = nullptr;
-  }
-  addresses.clear();
+  ReleaseItems();
   return result;
 }

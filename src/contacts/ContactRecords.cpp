@@ -1,10 +1,5 @@
-// The contact records' destructors and the text copy that fills every text of them.
-#include <cstring>  // memchr, memcpy
-#include <string>
-
+// The contact records' destructors.
 #include "QX/Contact.h"
-#include "prop/prop.h"
-#include "veldrake/PListContactAnalysis.h"
 
 namespace {
 
@@ -16,31 +11,6 @@ void ReleaseText(char*& text) {
 }
 
 }  // namespace
-
-char* NewRecordText(const std::string& text) {
-  const size_t n = text.size();
-  char* copy = new char[n + 1]();
-  // A NUL inside the text ends it for the host, which has no length beside the pointer.
-  const void* nul = std::memchr(text.data(), 0, n);
-  const size_t used = nul ? static_cast<const char*>(nul) - text.data() : n;
-  std::memcpy(copy, text.data(), used);
-  return copy;
-}
-
-char* NewRecordText(const prop& value, bool dateAccepted) {
-  if (!value._value) return nullptr;
-  const prop::object& body = *value._value;
-  switch (body.type) {
-    case prop::object::TagUnicode:
-      return NewRecordText(prop::toUtf8(*body.wide));
-    case prop::object::TagAscii:
-      return NewRecordText(*body.bytes);
-    case prop::object::TagDate:
-      return dateAccepted ? NewRecordText(value.toDate()) : nullptr;
-    default:
-      return nullptr;
-  }
-}
 
 namespace QX {
 

@@ -39,33 +39,41 @@ PListContactAnalysis::~PListContactAnalysis() {
   // Combinations leaves nothing behind; this releases what an export that never reached
   // delivery gathered.
   for (QX::Contact* contact : contacts) delete contact;
-  for (PListField* entry : fields) {
+  ReleaseItems();
+}
+
+void PListContactAnalysis::ReleaseItems() {
+  for (PListField*& entry : fields) {
     if (entry != nullptr) delete entry->field;
     delete entry;
+    entry = nullptr;
   }
-  for (PListAddress* entry : addresses) {
+  fields.clear();
+  for (PListAddress*& entry : addresses) {
     if (entry != nullptr) delete entry->fields;
     delete entry;
+    entry = nullptr;
   }
+  addresses.clear();
 }
 
 int PListContactAnalysis::Analysis(char* reply, int length) {
-  if (reply == nullptr || length < 0) return 0;
+  if (reply == nullptr || length < 0) return kGoOn;
   const size_t size = static_cast<size_t>(length);
   const bool namesMessage = NamesProcessChanges(reply, size);
 
   BPListReader reader;
-  if (!reader.open(reply, size)) return 0;
+  if (!reader.open(reply, size)) return kGoOn;
   const prop root = reader.getRootObject();
-  if (!root.hasTag(prop::object::TagArray)) return -1;  // the null value or no array
-  const std::vector<prop>& elements = *root._value->array;
-  if (elements.empty()) return -2;
+  const std::vector<prop>* elements = root.array();
+  if (elements == nullptr) return kNoRoot;  // the null value or no array
+  if (elements->empty()) return kEmptyRoot;
 
   bool outerSeen = false;
-  for (const prop& element : elements) {
+  for (const prop& element : *elements) {
     if (!element.isNonEmptyDict()) continue;  // the null value included
     outerSeen = true;
-    for (const auto& entry : *element._value->dict) {
+    for (const auto& entry : *element.dict()) {
       if (!entry.second.isNonEmptyDict()) continue;
       const std::wstring& key = entry.first;
       const size_t first = key.find(L'/');
@@ -82,5 +90,5 @@ int PListContactAnalysis::Analysis(char* reply, int length) {
       AnalysisContactField(key.substr(first + 1, last - first - 1), key.substr(0, first));
     }
   }
-  return (namesMessage && !outerSeen) ? -3 : 0;
+  return (namesMessage && !outerSeen) ? kEndOfChanges : kGoOn;
 }

@@ -2,7 +2,6 @@
 #include "veldrake/PListNoteAnalysis.h"
 
 #include <cmath>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -10,43 +9,22 @@
 
 #include "BPListReader/BPListReader.h"
 #include "QX/Notes.h"
+#include "prop/mg_gmtime64_s.h"
 #include "prop/prop.h"
 
 namespace {
-
-// A record text: an array of the text's length plus one, zeroed, filled up to the text's
-// first NUL, so an embedded NUL cuts the text for the host.
-char* CopyText(const std::string& text) {
-  char* copy = new char[text.size() + 1]();
-  std::memcpy(copy, text.c_str(), std::strlen(text.c_str()));
-  return copy;
-}
-
-// A text field's value as a new record text, or null for a value of any other tag (the
-// null value included), which leaves the member as it was.
-char* TextOf(const prop& value) {
-  if (value.hasTag(prop::object::TagUnicode)) return CopyText(prop::toUtf8(value.toString()));
-  if (value.hasTag(prop::object::TagAscii)) return CopyText(value.toUTF8String());
-  return nullptr;
-}
-
-void ReplaceText(char*& member, char* text) {
-  if (text == nullptr) return;
-  delete[] member;  // a key appears once per dictionary; this only guards the invariant
-  member = text;
-}
 
 void FillNote(const std::map<std::wstring, prop>& fields, QX::Notes& note) {
   for (const auto& field : fields) {
     const std::wstring& key = field.first;
     const prop& value = field.second;
     if (key == L"content") {
-      ReplaceText(note.content, TextOf(value));
+      StoreRecordText(note.content, NewRecordText(value));
     } else if (key == L"subject") {
-      ReplaceText(note.subject, TextOf(value));
+      StoreRecordText(note.subject, NewRecordText(value));
     } else if (key == L"dateModified") {
-      if (value.hasTag(prop::object::TagDate)) {
-        note.dateModified = PListNoteAnalysis::TruncateDate(value._value->date);
+      if (const double* date = value.date()) {
+        note.dateModified = PListNoteAnalysis::TruncateDate(*date);
       }
     }
   }
@@ -55,40 +33,35 @@ void FillNote(const std::map<std::wstring, prop>& fields, QX::Notes& note) {
 }  // namespace
 
 int64_t PListNoteAnalysis::TruncateDate(double seconds) {
-  if (std::isnan(seconds)) return -1;
-  // 2^63 is exactly representable; everything at or beyond it does not fit.
-  const double kLimit = 9223372036854775808.0;
-  if (seconds >= kLimit) return INT64_MAX;
-  if (seconds <= -kLimit) return INT64_MIN;
-  return static_cast<int64_t>(seconds);
+  if (std::isnan(seconds)) return kNoDate;
+  return static_cast<int64_t>(ClampToDateRange(seconds));
 }
 
 int PListNoteAnalysis::Analysis(char* reply, int length, void* callback) {
   BPListReader reader;
-  if (reply == nullptr || length < 0) return 0;
-  if (!reader.open(reply, static_cast<unsigned long>(length))) return 0;
+  if (reply == nullptr || length < 0) return kGoOn;
+  if (!reader.open(reply, static_cast<unsigned long>(length))) return kGoOn;
   const prop root = reader.getRootObject();
   // The reader's copy of the bytes is no longer needed once the tree is decoded.
   reader.close();
-  if (root == prop::Null) return -1;
   // The device's replies are arrays; any other root is as unusable as a null one.
-  if (!root.hasTag(prop::object::TagArray)) return -1;
-  const std::vector<prop>& elements = *root._value->array;
-  if (elements.empty()) return -2;
+  const std::vector<prop>* elements = root.array();
+  if (elements == nullptr) return kStop;
+  if (elements->empty()) return kEmptyRoot;
 
   Callback deliver = reinterpret_cast<Callback>(callback);
   bool noRecords = true;
-  for (const prop& element : elements) {
+  for (const prop& element : *elements) {
     if (!element.isNonEmptyDict()) continue;
     noRecords = false;
-    for (const auto& entry : *element._value->dict) {
+    for (const auto& entry : *element.dict()) {
       if (!entry.second.isNonEmptyDict()) continue;
       std::unique_ptr<QX::Notes> note(new QX::Notes());
-      FillNote(*entry.second._value->dict, *note);
+      FillNote(*entry.second.dict(), *note);
       const int verdict = deliver(note.get());
       note.reset();
-      if (verdict == -1) return -1;
+      if (verdict == kHostStops) return kStop;
     }
   }
-  return noRecords ? 1 : 0;
+  return noRecords ? kNoRecords : kGoOn;
 }

@@ -21,8 +21,8 @@ const double kSecondsPerMinute = 60.0;
 // those ends its one backward step no longer suffices.
 const double kExactFirst = -47524665600.0;
 const double kExactLast = 47556287999.0;
-// Far enough for any date a device can mean, near enough that the year fits an int.
-const double kClampSeconds = 1e16;
+const double kFirstSeconds = kSecondsFrom1970To2001 - kDateLimitSeconds;
+const double kLastSeconds = kSecondsFrom1970To2001 + kDateLimitSeconds;
 
 int FloorDiv(int a, int b) {
   int q = a / b;
@@ -50,8 +50,8 @@ void CivilFromDays(int64_t z, int64_t* year, int* month, int* day) {
 
 void BreakDownAnyTime(struct tm* ptm, double t) {
   if (std::isnan(t)) t = 0.0;
-  if (t < -kClampSeconds) t = -kClampSeconds;
-  if (t > kClampSeconds) t = kClampSeconds;
+  if (t < kFirstSeconds) t = kFirstSeconds;
+  if (t > kLastSeconds) t = kLastSeconds;
   const double dayCount = std::floor(t / kSecondsPerDay);
   double r = t - dayCount * kSecondsPerDay;
   const int64_t z = static_cast<int64_t>(dayCount);
@@ -74,6 +74,12 @@ void BreakDownAnyTime(struct tm* ptm, double t) {
 }
 
 }  // namespace
+
+double ClampToDateRange(double secondsSince2001) {
+  if (secondsSince2001 > kDateLimitSeconds) return kDateLimitSeconds;
+  if (secondsSince2001 < -kDateLimitSeconds) return -kDateLimitSeconds;
+  return secondsSince2001;
+}
 
 int mg_gmtime64_s(struct tm* ptm, const double* timp) {
   VELDRAKE_ASSERT(ptm);

@@ -15,10 +15,6 @@
 
 namespace {
 
-const double kSecondsFrom1970To2001 = 978307200.0;
-// Keeps the truncation to a 64-bit integer defined for any date a device sends.
-const double kDateClamp = 9.0e15;
-
 // A body together with the container it owns, in the one block that make_shared also
 // puts the reference counts in: a string or a container then costs one allocation
 // instead of three (counts, body, container). The slot points into the block; the
@@ -174,11 +170,9 @@ long long prop::toInteger() const {
 std::string prop::toDate() const {
   VELDRAKE_ASSERT(_value);
   VELDRAKE_ASSERT(_value->type == object::TagDate);
-  double date = _value->date;
-  // A device may send NaN or a date far out of range; the cast below must stay defined.
-  if (std::isnan(date)) date = 0.0;
-  if (date > kDateClamp) date = kDateClamp;
-  if (date < -kDateClamp) date = -kDateClamp;
+  // A device may send NaN (taken as the reference instant itself) or a date far out of
+  // range; the cast below must stay defined.
+  const double date = std::isnan(_value->date) ? 0.0 : ClampToDateRange(_value->date);
   double t = static_cast<double>(static_cast<long long>(date)) + kSecondsFrom1970To2001;
   struct tm parts;
   mg_gmtime64_s(&parts, &t);
@@ -186,6 +180,18 @@ std::string prop::toDate() const {
   std::memset(buffer, 0, sizeof buffer);
   std::strftime(buffer, sizeof buffer, "%m-%d-%Y %H:%M:%S", &parts);
   return std::string(buffer);
+}
+
+const std::map<std::wstring, prop>* prop::dict() const {
+  return hasTag(object::TagDict) ? _value->dict : nullptr;
+}
+
+const std::vector<prop>* prop::array() const {
+  return hasTag(object::TagArray) ? _value->array : nullptr;
+}
+
+const double* prop::date() const {
+  return hasTag(object::TagDate) ? &_value->date : nullptr;
 }
 
 std::string prop::toUtf8(const std::wstring& wide) {
@@ -242,4 +248,32 @@ std::wstring prop::fromAscii(const std::string& ascii) {
     wide[i] = static_cast<wchar_t>(c);
   }
   return wide;
+}
+
+char* NewRecordText(const std::string& text) {
+  const size_t n = text.size();
+  char* copy = new char[n + 1]();
+  // A NUL inside the text ends it for the host, which has no length beside the pointer.
+  const void* nul = std::memchr(text.data(), 0, n);
+  const size_t used = nul ? static_cast<const char*>(nul) - text.data() : n;
+  std::memcpy(copy, text.data(), used);
+  return copy;
+}
+
+char* NewRecordText(const prop& value) {
+  if (value.hasTag(prop::object::TagUnicode))
+    return NewRecordText(prop::toUtf8(*value._value->wide));
+  if (value.hasTag(prop::object::TagAscii)) return NewRecordText(*value._value->bytes);
+  return nullptr;
+}
+
+char* NewRecordTextOrDate(const prop& value) {
+  if (value.hasTag(prop::object::TagDate)) return NewRecordText(value.toDate());
+  return NewRecordText(value);
+}
+
+void StoreRecordText(char*& member, char* text) {
+  if (text == nullptr) return;
+  delete[] member;
+  member = text;
 }

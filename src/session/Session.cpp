@@ -13,7 +13,7 @@
 
 int StartContectDeviceAndProtocol(char* unused, void* device) {
   pDeviceDev = device;
-  if (pDeviceDev == nullptr) return -5;
+  if (pDeviceDev == nullptr) return kVeldrakeNoDevice;
 
   // A connection left over from an earlier run would make the connect fail; its result
   // says nothing either way.
@@ -30,7 +30,7 @@ int StartContectDeviceAndProtocol(char* unused, void* device) {
       pDeviceDev, __CFStringMakeConstantString("com.apple.mobilesync"), nullptr, &iDeviceAFC);
   if (started != 0) {
     printf("Could not start AFC service  [RET]AMDeviceSecureStartService() = %d\n", started);
-    return -6;
+    return kVeldrakeServiceNotStarted;
   }
 
   // The service connection outlives the device session, which is closed before the
@@ -41,7 +41,7 @@ int StartContectDeviceAndProtocol(char* unused, void* device) {
     return stopped;
   }
   iSocket = AMDServiceConnectionGetSocket(iDeviceAFC);
-  return 0;
+  return kVeldrakeOk;
 }
 
 int DisContectDeviceAndProtocol() {
@@ -54,32 +54,33 @@ int DisContectDeviceAndProtocol() {
     }
     iDeviceAFC = nullptr;
   }
-  if (pDeviceDev == nullptr) return 0;
+  if (pDeviceDev == nullptr) return kVeldrakeOk;
   const int disconnected = AMDeviceDisconnect(pDeviceDev);
   if (disconnected != 0) {
     printf("[RET]AMDeviceDisconnect() = %d\n", disconnected);
     return disconnected;
   }
-  return 0;
+  return kVeldrakeOk;
 }
 
 extern "C" int GetData(int dataKind, void* unused, void* device, void* callback) {
   const int started = StartContectDeviceAndProtocol(nullptr, device);
-  if (started != 0) return started;
+  if (started != kVeldrakeOk) return started;
 
-  int result = 0;
-  if (dataKind == 1) {
+  // The conversations answer 0 or -1, which are kVeldrakeOk and kVeldrakeConversationFailed.
+  int result = kVeldrakeOk;
+  if (dataKind == kVeldrakeContacts) {
     std::unique_ptr<IOSContact> contact(new IOSContact);
     result = contact->GetContact(iSocket, callback);
-  } else if (dataKind == 0) {
+  } else if (dataKind == kVeldrakeNotes) {
     std::unique_ptr<IOSNote> note(new IOSNote);
     result = note->GetNote(iSocket, callback);
   } else {
-    return 0;
+    return kVeldrakeOk;
   }
 
   // A failed conversation leaves the stream at an unknown position: nothing more can be
   // said on it, so the session is closed here. The close's own result is only printed.
-  if (result != 0) DisContectDeviceAndProtocol();
+  if (result != kVeldrakeOk) DisContectDeviceAndProtocol();
   return result;
 }

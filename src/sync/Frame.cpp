@@ -77,12 +77,12 @@ int SendFrame(int socket, const std::string& message) {
   const uint32_t length = static_cast<uint32_t>(message.size());
   const char field[4] = {static_cast<char>(length >> 24), static_cast<char>(length >> 16),
                          static_cast<char>(length >> 8), static_cast<char>(length)};
-  if (SendQuietly(socket, field, sizeof field) != 4) return -1;
+  if (SendQuietly(socket, field, sizeof field) != 4) return kConversationFailed;
   // One call for the whole message: a frame that went out in part stays so, since the
   // stream position is lost either way.
   const ssize_t sent = SendQuietly(socket, message.data(), message.size());
-  if (sent < 0 || static_cast<size_t>(sent) != message.size()) return -1;
-  return 0;
+  if (sent < 0 || static_cast<size_t>(sent) != message.size()) return kConversationFailed;
+  return kConversationOk;
 }
 
 FrameResult RecvFrame(int socket, std::vector<char>& payload) {
@@ -115,4 +115,16 @@ FrameResult RecvFrame(int socket, std::vector<char>& payload) {
     position += static_cast<size_t>(n);
   }
   return FrameResult::Complete;
+}
+
+int SendMessage(int socket, SyncMessage m) {
+  std::string text;
+  BuildMessage(m, text);
+  return SendFrame(socket, text);
+}
+
+bool ReadAndDropFrame(int socket) {
+  std::vector<char> payload;
+  const FrameResult result = RecvFrame(socket, payload);
+  return result == FrameResult::Complete || result == FrameResult::Empty;
 }

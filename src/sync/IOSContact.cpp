@@ -13,18 +13,9 @@
 
 namespace {
 
-int Send(int socket, SyncMessage message) {
-  std::string text;
-  BuildMessage(message, text);
-  return SendFrame(socket, text);
-}
-
 // One setup exchange: the message out, its reply read whole and dropped unseen.
 bool Exchange(int socket, SyncMessage message) {
-  if (Send(socket, message) != 0) return false;
-  std::vector<char> reply;
-  const FrameResult read = RecvFrame(socket, reply);
-  return read == FrameResult::Complete || read == FrameResult::Empty;
+  return SendMessage(socket, message) == kConversationOk && ReadAndDropFrame(socket);
 }
 
 }  // namespace
@@ -40,15 +31,15 @@ IOSContact::~IOSContact() {
 }
 
 int IOSContact::GetContact(int socket, void* callback) {
-  if (!Exchange(socket, SyncMessage::M2)) return -1;
-  if (!Exchange(socket, SyncMessage::M4)) return -1;
+  if (!Exchange(socket, SyncMessage::M2)) return kConversationFailed;
+  if (!Exchange(socket, SyncMessage::M4)) return kConversationFailed;
 
   // The contact conversation has no acknowledge message: the same request goes out again
   // until a reply says there is no more, or the socket fails.
   std::string request;
   BuildMessage(SyncMessage::M6, request);
   for (;;) {
-    if (SendFrame(socket, request) != 0) break;
+    if (SendFrame(socket, request) != kConversationOk) break;
     std::vector<char> reply;  // one buffer per frame, released at the end of the pass
     const FrameResult read = RecvFrame(socket, reply);
     if (read == FrameResult::LengthNotRead) break;
@@ -61,27 +52,27 @@ int IOSContact::GetContact(int socket, void* callback) {
 
   CloseContactProtocol(socket);
 
-  if (analysis == nullptr) return 0;
+  if (analysis == nullptr) return kConversationOk;
   const int delivered = analysis->Combinations(contacts, callback);
   delete analysis;
   analysis = nullptr;
-  return delivered == -1 ? -1 : 0;
+  return delivered == PListContactAnalysis::kStopped ? kConversationFailed : kConversationOk;
 }
 
 int IOSContact::CloseContactProtocol(int socket) {
-  std::string message;
-  BuildMessage(SyncMessage::M9, message);
-  if (SendData(socket, message) != 0) return -1;
-  BuildMessage(SyncMessage::M11, message);
-  return SendData(socket, message) == 0 ? 0 : -1;
+  if (SendMessage(socket, SyncMessage::M9) != kConversationOk) return kConversationFailed;
+  return SendMessage(socket, SyncMessage::M11);
 }
 
 int IOSContact::StartContactProtocol(int socket) {
-  std::string message;
-  BuildMessage(SyncMessage::M1, message);
-  if (SendData(socket, message) != 0) return -1;
-  if (RecvData(socket) != 0) return -1;
-  BuildMessage(SyncMessage::M3, message);
-  if (SendData(socket, message) != 0) return -1;
-  return RecvData(socket) == 0 ? 0 : -1;
+  if (!Exchange(socket, SyncMessage::M1)) return kConversationFailed;
+  return Exchange(socket, SyncMessage::M3) ? kConversationOk : kConversationFailed;
+}
+
+int IOSContact::SendData(int socket, std::string message) {
+  return SendFrame(socket, message);
+}
+
+int IOSContact::RecvData(int socket) {
+  return ReadAndDropFrame(socket) ? kConversationOk : kConversationFailed;
 }

@@ -155,7 +155,7 @@ std::vector<std::string> SampleCards() {
   return paths;
 }
 
-using ContactExportTest = Utf8Test;
+using ContactExportTest = ::testing::Test;
 
 // --- The export ---
 
@@ -241,48 +241,6 @@ TEST_F(ContactExportTest, EmptyFramesCountAsRepliesAndRepeatTheRequest) {
   EXPECT_EQ(e.result, 0);
   EXPECT_EQ(e.wire, Wire(6));
   ExpectDelivered(e.recorder, Expected(book, 10));
-}
-
-TEST_F(ContactExportTest, SetupFailuresEndWithoutClosingMessages) {
-  const AddressBook book = devicesim::GenerateAddressBook(5, 1);
-  struct Case {
-    const char* label;
-    Fault::Kind kind;
-  };
-  for (const Case& c :
-       {Case{"M2", Fault::CloseInPayload}, Case{"M4", Fault::CloseInPayload},
-        Case{"M2", Fault::CloseBeforeLength}, Case{"M4", Fault::CloseBeforeLength}}) {
-    DeviceOptions options = Batches(10);
-    options.faults.push_back({c.label, 0, c.kind, 3});
-    const Outcome e = ExportContacts(book, options);
-    EXPECT_EQ(e.result, -1) << c.label;
-    EXPECT_EQ(e.wire.back(), c.label);
-    EXPECT_TRUE(e.recorder.seen.empty());
-  }
-  // The device hangs up right after the version reply: the sync request cannot go out.
-  DeviceOptions options = Batches(10);
-  options.closeAfterBytes = 4 + static_cast<int64_t>(devicesim::VersionReply().size());
-  const Outcome e = ExportContacts(book, options);
-  EXPECT_EQ(e.result, -1);
-  EXPECT_EQ(e.wire, (Labels{"M2"}));
-}
-
-TEST_F(ContactExportTest, StreamFailureInTheLoopDeliversWhatWasGathered) {
-  const AddressBook book = devicesim::GenerateAddressBook(30, 4);
-  // The second batch breaks off in its payload; the next request meets a closed stream.
-  DeviceOptions inPayload = Batches(10);
-  inPayload.faults.push_back({"M6", 1, Fault::CloseInPayload, 50});
-  Outcome e = ExportContacts(book, inPayload);
-  EXPECT_EQ(e.result, 0);
-  ExpectDelivered(e.recorder, Expected(book, 10, 10));
-  EXPECT_EQ(Labels(e.wire.begin(), e.wire.begin() + 4), (Labels{"M2", "M4", "M6", "M6"}));
-  // The cable is pulled right after the first batch.
-  DeviceOptions pulled = Batches(10);
-  pulled.faults.push_back({"M6", 1, Fault::CloseBeforeLength, 0});
-  e = ExportContacts(book, pulled);
-  EXPECT_EQ(e.result, 0);
-  EXPECT_EQ(e.wire, Wire(2, false));
-  ExpectDelivered(e.recorder, Expected(book, 10, 10));
 }
 
 TEST_F(ContactExportTest, HostileRepliesEndOrSkipButNeverBreak) {

@@ -3,7 +3,6 @@
 #ifndef VELDRAKE_TESTS_CONTACTS_CONTACTTESTSUPPORT_H_
 #define VELDRAKE_TESTS_CONTACTS_CONTACTTESTSUPPORT_H_
 
-#include <clocale>
 #include <string>
 #include <utility>
 #include <vector>
@@ -82,12 +81,6 @@ inline int RecordContact(void* record) {
 inline void* Callback() {
   return reinterpret_cast<void*>(&RecordContact);
 }
-
-// The analyses convert wide text under the host's locale.
-class Utf8Test : public ::testing::Test {
- protected:
-  void SetUp() override { std::setlocale(LC_ALL, "C.UTF-8"); }
-};
 
 }  // namespace contacttest
 

@@ -13,7 +13,7 @@ using namespace contacttest;
 
 const std::string kName = "SDMessageProcessChanges";
 
-class PListContactAnalysisTest : public Utf8Test {
+class PListContactAnalysisTest : public ::testing::Test {
  protected:
   // Analyses `root` from an exact-size heap copy, so reads past the end are caught.
   int Analyse(const prop& root) { return AnalyseBytes(devicesim::WriteBinaryPlist(root)); }
@@ -33,30 +33,33 @@ prop Phone(const std::string& value) {
   return Dict({{"value", Str(value)}});
 }
 
+// The end marker counts only as one-byte text ahead of any NUL, and only in a reply
+// without an outer dictionary.
 TEST_F(PListContactAnalysisTest, ResultTellsTheConversationWhetherToGoOn) {
-  EXPECT_EQ(analysis.Analysis(nullptr, 10), 0);
   char junk[] = "not a property list";
+  EXPECT_EQ(analysis.Analysis(nullptr, 10), 0);
   EXPECT_EQ(analysis.Analysis(junk, sizeof junk - 1), 0);
   EXPECT_EQ(analysis.Analysis(junk, -1), 0);
-  EXPECT_EQ(Analyse(prop::Null), -1);
-  EXPECT_EQ(Analyse(Dict({{"1", Person("a")}})), -1);  // a root that is no array
-  EXPECT_EQ(Analyse(Array({})), -2);
-  EXPECT_EQ(Analyse(Array({Str(kName), Str("com.apple.Contacts"), Dict({}), prop::False})), -3);
-  EXPECT_EQ(Analyse(Array({Str("other"), Dict({}), Int(3)})), 0);
-  EXPECT_TRUE(analysis.contacts.empty());
-}
-
-TEST_F(PListContactAnalysisTest, EndMarkerCountsOnlyAsOneByteTextAheadOfAnyNul) {
-  EXPECT_EQ(Analyse(Array({Str(kName), Int(0)})), -3);
-  // The integer 0 is encoded ahead of the name and brings a zero byte with it.
-  EXPECT_EQ(Analyse(Array({Int(0), Str(kName)})), 0);
-  EXPECT_EQ(Analyse(Array({Wide(kName), Int(1)})), 0);
-  // An outer dictionary, even one without records, means the reply is no end.
-  EXPECT_EQ(Analyse(Array({Str(kName), Dict({{"x", Int(1)}})})), 0);
-  EXPECT_EQ(Analyse(Array({Str(kName), Dict({{"4", Person("Ann")}})})), 0);
-  EXPECT_EQ(analysis.contacts.size(), 1u);
   // Unterminated bytes that end inside the name: the search stays within the reply.
   EXPECT_EQ(AnalyseBytes(kName.substr(0, 20)), 0);
+  const struct {
+    prop root;
+    int result;
+  } table[] = {
+      {prop::Null, -1},
+      {Dict({{"1", Person("a")}}), -1},
+      {Array({}), -2},
+      {Array({Str(kName), Str("com.apple.Contacts"), Dict({}), prop::False}), -3},
+      {Array({Str(kName), Int(0)}), -3},
+      {Array({Str("other"), Dict({}), Int(3)}), 0},
+      {Array({Int(0), Str(kName)}), 0},  // the integer 0 brings a zero byte ahead of the name
+      {Array({Wide(kName), Int(1)}), 0},
+      {Array({Str(kName), Dict({{"x", Int(1)}})}), 0},
+  };
+  for (const auto& row : table) EXPECT_EQ(Analyse(row.root), row.result);
+  EXPECT_TRUE(analysis.contacts.empty());
+  EXPECT_EQ(Analyse(Array({Str(kName), Dict({{"4", Person("Ann")}})})), 0);
+  EXPECT_EQ(analysis.contacts.size(), 1u);
 }
 
 TEST_F(PListContactAnalysisTest, KeysSplitOnTheirFirstAndLastSlash) {

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <clocale>
 #include <cmath>
 #include <set>
 #include <string>
@@ -301,10 +300,7 @@ AddressBook SmallBook() {
   return book;
 }
 
-class UnplugTest : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr); }
-};
+using UnplugTest = ::testing::Test;
 
 TEST_F(UnplugTest, NoteExportCutAtEveryByte) {
   CheckNoteCuts(SmallNotes(), 2, true);

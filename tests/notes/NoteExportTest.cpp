@@ -1,7 +1,6 @@
 // The note export end to end: GetData(0, ...) through the MobileDevice stand-in against the
 // in-process device emulator, with the messages on the wire checked in its transcript.
 #include <algorithm>
-#include <clocale>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -92,7 +91,6 @@ Labels Wire(std::initializer_list<const char*> head, int acks, bool closed) {
 
 class NoteExportTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() { ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr); }
   void SetUp() override { gStopAt = -1; }
 };
 
@@ -148,31 +146,6 @@ TEST_F(NoteExportTest, OnlyEmptyFramesKeepAcknowledgingUntilTheStreamFails) {
   EXPECT_FALSE(e.sessionLeftOpen);
   EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 6, false));
   EXPECT_TRUE(gSeen.empty());
-}
-
-TEST_F(NoteExportTest, StreamEndingInAPayloadFailsWithoutClosingMessages) {
-  const NoteStore store = devicesim::GenerateNotes(25, 5);
-  struct Case {
-    const char* label;
-    int occurrence;
-    Labels wire;
-    size_t delivered;
-  };
-  const Case cases[] = {
-      {"M1", 0, {"M1"}, 0},
-      {"M5", 0, {"M1", "M5"}, 0},
-      {"M7", 0, {"M1", "M5", "M7"}, 0},
-      {"M8", 1, Wire({"M1", "M5", "M7"}, 2, false), 10},
-  };
-  for (const Case& c : cases) {
-    DeviceOptions options = Batches(10);
-    options.faults.push_back({c.label, c.occurrence, Fault::CloseInPayload, 3});
-    const Outcome e = ExportNotes(store, options);
-    EXPECT_EQ(e.result, -1) << c.label;
-    EXPECT_FALSE(e.sessionLeftOpen) << c.label;
-    EXPECT_EQ(e.wire, c.wire) << c.label;
-    ExpectSeen(Expected(store, 10, c.delivered));
-  }
 }
 
 // Replies to the acknowledgement that are no usable note batch: the export never breaks,

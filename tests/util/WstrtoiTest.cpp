@@ -3,41 +3,32 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
-#include <cstdlib>
+#include <string>
 
 namespace {
 
-class Wstrtoi : public ::testing::Test {
- protected:
-  void SetUp() override { std::setlocale(LC_ALL, "C.UTF-8"); }
-  void TearDown() override { std::setlocale(LC_ALL, "C"); }
-};
-
-TEST_F(Wstrtoi, ReadsTheLeadingNumber) {
-  EXPECT_EQ(wstrtoi(L"12"), 12);
-  EXPECT_EQ(wstrtoi(L"-7"), -7);
-  EXPECT_EQ(wstrtoi(L"42/7"), 42);
-  EXPECT_EQ(wstrtoi(L"  5"), 5);
-  EXPECT_EQ(wstrtoi(L""), 0);
-  EXPECT_EQ(wstrtoi(L"abc"), 0);
-  EXPECT_EQ(wstrtoi(L"x12"), 0);
-}
-
-TEST_F(Wstrtoi, AgreesWithAtoiOnTheNarrowText) {
-  for (const char* text :
-       {"99999999999", "-99999999999", "2147483647", "2147483648", "+3", "0x1F", "007", " \t-0"}) {
-    std::wstring wide(text, text + std::char_traits<char>::length(text));
-    EXPECT_EQ(wstrtoi(wide), std::atoi(text)) << text;
-  }
-}
-
-TEST_F(Wstrtoi, KeepsWhatPrecedesACharacterTheLocaleCannotExpress) {
-  // A lone surrogate has no UTF-8 form, so conversion ends there.
-  EXPECT_EQ(wstrtoi(std::wstring(L"34") + wchar_t(0xD800) + L"5"), 34);
-  EXPECT_EQ(wstrtoi(std::wstring(1, wchar_t(0xD800)) + L"5"), 0);
-  // Multibyte characters take more room than one byte each; the number still reads.
-  EXPECT_EQ(wstrtoi(L"12\u00e9\u00e9\u00e9"), 12);
+TEST(Wstrtoi, ReadsTheLeadingNumberAsAtoiDoes) {
+  const struct {
+    std::wstring text;
+    int number;
+  } table[] = {
+      {L"12", 12},
+      {L"-7", -7},
+      {L"42/7", 42},
+      {L" \t-0", 0},
+      {L"", 0},
+      {L"x12", 0},
+      {L"+3", 3},
+      {L"0x1F", 0},
+      {L"007", 7},
+      {L"2147483647", 2147483647},
+      // Multibyte characters take more room than one byte each; the number still reads.
+      {L"12\u00e9\u00e9\u00e9", 12},
+      // A lone surrogate has no UTF-8 form, so conversion ends there.
+      {std::wstring(L"34") + wchar_t(0xD800) + L"5", 34},
+      {std::wstring(1, wchar_t(0xD800)) + L"5", 0},
+  };
+  for (const auto& row : table) EXPECT_EQ(wstrtoi(row.text), row.number) << row.number;
 }
 
 }  // namespace
