@@ -42,7 +42,7 @@ class PListNoteAnalysis {
   int Analysis(char* reply, int length, void* callback);
 
   // A device date (seconds since 2001) cut toward zero to whole seconds. NaN counts as
-  // absent (kNoDate); a date beyond the library's date range counts as its nearer end.
+  // absent (kNoDate); values beyond the int64 range saturate at its ends.
   static int64_t TruncateDate(double seconds);
 };
 

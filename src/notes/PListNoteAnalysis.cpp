@@ -2,6 +2,7 @@
 #include "veldrake/PListNoteAnalysis.h"
 
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -9,7 +10,6 @@
 
 #include "BPListReader/BPListReader.h"
 #include "QX/Notes.h"
-#include "prop/mg_gmtime64_s.h"
 #include "prop/prop.h"
 
 namespace {
@@ -34,7 +34,13 @@ void FillNote(const std::map<std::wstring, prop>& fields, QX::Notes& note) {
 
 int64_t PListNoteAnalysis::TruncateDate(double seconds) {
   if (std::isnan(seconds)) return kNoDate;
-  return static_cast<int64_t>(ClampToDateRange(seconds));
+  // A note keeps the device's number itself, not a calendar date, so every value that
+  // fits the member is cut exactly; only what no int64 holds saturates (2^63 is exact in
+  // a double, so both comparisons are exact).
+  constexpr double kBeyondInt64 = 9223372036854775808.0;
+  if (seconds >= kBeyondInt64) return INT64_MAX;
+  if (seconds <= -kBeyondInt64) return INT64_MIN;
+  return static_cast<int64_t>(seconds);
 }
 
 int PListNoteAnalysis::Analysis(char* reply, int length, void* callback) {

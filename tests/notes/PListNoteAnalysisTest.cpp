@@ -127,23 +127,37 @@ TEST_F(PListNoteAnalysisTest, FieldsOfUnknownKeysOrUnexpectedTagsLeaveInitialVal
   }
 }
 
-TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndKeptInTheDateRange) {
-  // NaN counts as no date; a date beyond 9e15 s either side of 2001 takes the nearer end.
-  const double dates[] = {1.9,      -1.9,      0.0,  700000000.75, std::nan(""), 1e300,   -1e300,
-                          HUGE_VAL, -HUGE_VAL, -0.5, 9e15 + 2,     -9e15 - 2,    9e15 - 1};
+TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndSaturateBeyondInt64) {
+  // NaN counts as no date; a value no int64 holds takes the nearer end; every other value,
+  // however far from 2001, is cut exactly.
+  const double dates[] = {1.9,
+                          -1.9,
+                          0.0,
+                          700000000.75,
+                          std::nan(""),
+                          1e300,
+                          -1e300,
+                          HUGE_VAL,
+                          -HUGE_VAL,
+                          -0.5,
+                          9e15 + 2,
+                          1e17,
+                          9223372036854775807.0,
+                          -9223372036854775808.0};
   const int64_t expected[] = {1,
                               -1,
                               0,
                               700000000,
                               -1,
-                              9000000000000000,
-                              -9000000000000000,
-                              9000000000000000,
-                              -9000000000000000,
+                              INT64_MAX,
+                              INT64_MIN,
+                              INT64_MAX,
+                              INT64_MIN,
                               0,
-                              9000000000000000,
-                              -9000000000000000,
-                              8999999999999999};
+                              9000000000000002,
+                              100000000000000000,
+                              INT64_MAX,
+                              INT64_MIN};
   const size_t count = sizeof dates / sizeof dates[0];
   std::vector<std::pair<std::string, prop>> notes;
   for (size_t i = 0; i < count; ++i) {
