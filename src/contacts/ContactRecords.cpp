@@ -2,9 +2,9 @@
 #include <cstring>  // memchr, memcpy
 #include <string>
 
+#include "PListContactAnalysis.h"
 #include "QX/Contact.h"
 #include "prop/prop.h"
-#include "veldrake/PListContactAnalysis.h"
 
 namespace {
 

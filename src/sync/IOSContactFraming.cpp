@@ -1,6 +1,6 @@
 // The two framing operations that IOSContact carries by name. They use no member of the
 // object; the contact and note conversations read their own payloads through RecvFrame.
-#include "veldrake/Frame.h"
+#include "Frame.h"
 #include "veldrake/IOSContact.h"
 
 int IOSContact::SendData(int socket, std::string message) {

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "PListContactAnalysis.h"
 #include "QX/Contact.h"
-#include "veldrake/PListContactAnalysis.h"
 
 // The host reads these records as C structs on an LP64 platform: order and widths fixed.
 static_assert(std::is_standard_layout<QX::Contact>::value, "host reads QX::Contact directly");

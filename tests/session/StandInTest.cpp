@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "CoreFoundation/CoreFoundation.h"
+#include "Frame.h"
 #include "MobileDevice/MobileDevice.h"
 #include "MobileDevice/mdsim.h"
-#include "veldrake/Frame.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "veldrake/Messages.h"
+#include "Messages.h"
 
 namespace {
 
