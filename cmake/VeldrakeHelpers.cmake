@@ -1,10 +1,13 @@
 # One helper per kind of target, so every area declares its targets the same way.
 include(VeldrakeLayers)
 
-# Warnings for every target of ours.
+# Warnings for every target of ours; errors with VELDRAKE_WERROR (the debug preset).
 function(veldrake_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
                                            -Wno-unused-parameter)
+  if(VELDRAKE_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
 endfunction()
 
 # veldrake_layer(name): the OBJECT core veldrake_<name> of one layer of the library, from
