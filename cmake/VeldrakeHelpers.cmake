@@ -1,23 +1,38 @@
 # One helper per kind of target, so every area declares its targets the same way.
+include(VeldrakeLayers)
 
-# Warnings for every target of ours.
+# Warnings for every target of ours; errors with VELDRAKE_WERROR (the debug preset).
 function(veldrake_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
                                            -Wno-unused-parameter)
+  if(VELDRAKE_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
 endfunction()
 
-# veldrake_core_library(name SOURCES... [DEPS ...]): one OBJECT core per subsystem.
-function(veldrake_core_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
-  if(NOT ARG_SOURCES)
-    return()  # a subsystem with no sources yet contributes nothing
+# veldrake_layer(name): the OBJECT core veldrake_<name> of one layer of the library, from
+# the sources of the current folder (src/<name>). It sees the shared include/ root, its
+# own folder (its private headers) and, through the layers it may use (as
+# cmake/VeldrakeLayers.cmake has them), their folders; the platform frameworks it calls
+# stay its own. The include check keeps it off the higher layers' public headers.
+function(veldrake_layer name)
+  if(NOT name IN_LIST VELDRAKE_LAYERS)
+    message(FATAL_ERROR "${name} is no layer of cmake/VeldrakeLayers.cmake")
   endif()
-  add_library(${name} OBJECT ${ARG_SOURCES})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include)
-  target_compile_definitions(${name} PRIVATE VELDRAKE_BUILDING_LIBRARY)
-  target_link_libraries(${name} PUBLIC Boost::headers ${ARG_DEPS})
-  veldrake_warnings(${name})
-  set_property(GLOBAL APPEND PROPERTY VELDRAKE_CORES ${name})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  set(target veldrake_${name})
+  add_library(${target} OBJECT ${sources})
+  target_include_directories(${target} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}
+                                              ${PROJECT_SOURCE_DIR}/include)
+  target_compile_definitions(${target} PRIVATE VELDRAKE_BUILDING_LIBRARY)
+  foreach(used IN LISTS VELDRAKE_LAYER_${name}_USES)
+    target_link_libraries(${target} PUBLIC veldrake_${used})
+  endforeach()
+  foreach(framework IN LISTS VELDRAKE_LAYER_${name}_PLATFORM)
+    target_link_libraries(${target} PRIVATE Veldrake::${framework})
+  endforeach()
+  veldrake_warnings(${target})
+  set_property(GLOBAL APPEND PROPERTY VELDRAKE_CORES ${target})
 endfunction()
 
 # veldrake_test(name SOURCES... [LIBS ...] [LABELS ...]): a GoogleTest program run by CTest.

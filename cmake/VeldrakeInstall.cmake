@@ -17,24 +17,20 @@ install(TARGETS VeldrakeForMac EXPORT VeldrakeTargets
         INCLUDES DESTINATION ${VELDRAKE_HEADER_DIR})
 install(EXPORT VeldrakeTargets NAMESPACE Veldrake:: DESTINATION ${VELDRAKE_CMAKE_DIR})
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/QX DESTINATION ${VELDRAKE_HEADER_DIR})
-install(FILES
-  ${PROJECT_SOURCE_DIR}/include/veldrake/Session.h
-  ${PROJECT_SOURCE_DIR}/include/veldrake/Export.h
-  ${PROJECT_SOURCE_DIR}/include/veldrake/IOSContact.h
-  ${PROJECT_SOURCE_DIR}/include/veldrake/IOSNote.h
-  ${PROJECT_SOURCE_DIR}/include/veldrake/wstrtoi.h
-  ${PROJECT_SOURCE_DIR}/include/veldrake/TextConversion.h
-  ${PROJECT_SOURCE_DIR}/include/veldrake/Encoders.h
-  DESTINATION ${VELDRAKE_HEADER_DIR}/veldrake)
+# The public folders whole: every header in them is one a host may include, since the
+# private ones sit beside their sources in src/. include/prop and include/BPListReader
+# are the property-list layer's own and stay behind.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/QX ${PROJECT_SOURCE_DIR}/include/veldrake
+        DESTINATION ${VELDRAKE_HEADER_DIR})
 
 if(NOT APPLE)
   # The stand-ins beside the library; each finds the other through $ORIGIN.
   set_target_properties(MobileDeviceStandIn CoreFoundationStandIn PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS MobileDeviceStandIn CoreFoundationStandIn
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  install(FILES ${PROJECT_SOURCE_DIR}/platform/include/MobileDevice/mdsim.h
-          DESTINATION ${VELDRAKE_HEADER_DIR}/MobileDevice)
+  # The platform's control interfaces for hosts (md*.h), not the framework's declarations.
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/MobileDevice
+          DESTINATION ${VELDRAKE_HEADER_DIR} FILES_MATCHING PATTERN "md*.h")
   set(VELDRAKE_MOBILEDEVICE_FILE
       ${CMAKE_SHARED_LIBRARY_PREFIX}MobileDeviceStandIn${CMAKE_SHARED_LIBRARY_SUFFIX})
 endif()

@@ -32,11 +32,11 @@
 #include "BPListReader/BPListReader.h"
 #include "HeapCounter.h"
 #include "MobileDevice/mdsim.h"
+#include "PListContactAnalysis.h"
 #include "QX/Contact.h"
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/Records.h"
-#include "veldrake/PListContactAnalysis.h"
 #include "veldrake/Session.h"
 
 #if VELDRAKE_HAVE_LIBPLIST

@@ -8,8 +8,8 @@
 #define VELDRAKE_SESSION_H_
 
 #include "veldrake/Export.h"
-
-class prop;
+#include "veldrake/RecordCallback.h"
+#include "veldrake/RecordUnderAnalysis.h"
 
 // The device handle; the host's, stored by StartContectDeviceAndProtocol.
 extern VELDRAKE_API void* pDeviceDev;
@@ -17,15 +17,9 @@ extern VELDRAKE_API void* pDeviceDev;
 extern VELDRAKE_API void* iDeviceAFC;
 // The socket of the service connection.
 extern VELDRAKE_API int iSocket;
-// The record dictionary under analysis during contact analysis, null otherwise.
-extern VELDRAKE_API prop* pTemp;
 // Exported for hosts; the library neither reads nor writes them.
 extern VELDRAKE_API int iDeviceState;
 extern VELDRAKE_API char chUDID[256];
-
-// The record callback: a function taking one record (QX::Contact* or QX::Notes*) and
-// returning -1 to stop, anything else to go on.
-typedef int (*VeldrakeRecordCallback)(void* record);
 
 // What GetData exports (its `dataKind`). Any other value connects and runs no export.
 enum VeldrakeDataKind : int {

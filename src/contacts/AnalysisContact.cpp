@@ -1,10 +1,10 @@
 // Contact record analysis: one person's dictionary into one QX::Contact.
 #include <string_view>
 
+#include "PListContactAnalysis.h"
 #include "QX/Contact.h"
 #include "prop/prop.h"
-#include "veldrake/PListContactAnalysis.h"
-#include "veldrake/Session.h"
+#include "veldrake/RecordUnderAnalysis.h"
 #include "veldrake/wstrtoi.h"
 
 namespace {

@@ -3,11 +3,11 @@
 #include <memory>
 #include <string_view>
 
+#include "PListContactAnalysis.h"
 #include "QX/ContactAddressFields.h"
 #include "QX/ContactField.h"
 #include "prop/prop.h"
-#include "veldrake/PListContactAnalysis.h"
-#include "veldrake/Session.h"
+#include "veldrake/RecordUnderAnalysis.h"
 #include "veldrake/wstrtoi.h"
 
 namespace {

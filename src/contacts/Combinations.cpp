@@ -5,10 +5,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Assert.h"
+#include "PListContactAnalysis.h"
 #include "QX/Contact.h"
-#include "veldrake/Assert.h"
-#include "veldrake/PListContactAnalysis.h"
-#include "veldrake/Session.h"
+#include "veldrake/RecordCallback.h"
 
 namespace {
 

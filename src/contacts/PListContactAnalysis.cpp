@@ -1,6 +1,6 @@
 // Contact batch analysis: decodes one reply of the contact loop and hands each record
 // dictionary in it to the analysis of a person or of a sub-record.
-#include "veldrake/PListContactAnalysis.h"
+#include "PListContactAnalysis.h"
 
 #include <cstring>  // memchr
 #include <string_view>
@@ -8,7 +8,7 @@
 #include "BPListReader/BPListReader.h"
 #include "QX/Contact.h"
 #include "prop/prop.h"
-#include "veldrake/Session.h"
+#include "veldrake/RecordUnderAnalysis.h"
 
 namespace {
 

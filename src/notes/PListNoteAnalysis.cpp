@@ -1,5 +1,5 @@
 // Walks one decoded note reply and delivers its notes one at a time.
-#include "veldrake/PListNoteAnalysis.h"
+#include "PListNoteAnalysis.h"
 
 #include <cmath>
 #include <cstdint>

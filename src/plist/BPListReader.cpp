@@ -9,7 +9,7 @@
 #include <cstring>
 #include <utility>
 
-#include "veldrake/Assert.h"
+#include "Assert.h"
 
 // Deep enough for every shape a device sends (replies nest four levels), shallow enough
 // that the recursion stays far inside a thread's stack, sanitizers included.

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "veldrake/Assert.h"
+#include "Assert.h"
 
 const int _days[13] = {-1, 30, 58, 89, 119, 150, 180, 211, 242, 272, 303, 333, 364};
 const int _lpdays[13] = {-1, 30, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365};

@@ -10,8 +10,8 @@
 #include <memory>
 #include <utility>
 
+#include "Assert.h"
 #include "prop/mg_gmtime64_s.h"
-#include "veldrake/Assert.h"
 
 namespace {
 

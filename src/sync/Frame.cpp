@@ -1,6 +1,6 @@
 // Framed send and receive on the service's socket. Both conversations read every frame
 // through RecvFrame, so the four ways a receive can end are decided here once.
-#include "veldrake/Frame.h"
+#include "Frame.h"
 
 #include <errno.h>
 #include <pthread.h>
@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "veldrake/Assert.h"
+#include "Assert.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "Frame.h"
+#include "Messages.h"
+#include "PListContactAnalysis.h"
 #include "QX/Contact.h"
-#include "veldrake/Frame.h"
-#include "veldrake/Messages.h"
-#include "veldrake/PListContactAnalysis.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "veldrake/Frame.h"
-#include "veldrake/Messages.h"
-#include "veldrake/PListNoteAnalysis.h"
+#include "Frame.h"
+#include "Messages.h"
+#include "PListNoteAnalysis.h"
 
 IOSNote::IOSNote() {}
 

@@ -1,7 +1,7 @@
 // The eleven constant messages of the sync conversation. Each is appended piece by piece
 // with the piece's own length; the lengths are checked at compile time so that a typo in
 // a piece cannot silently change a frame's length field.
-#include "veldrake/Messages.h"
+#include "Messages.h"
 
 #include <cstddef>
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "veldrake/Assert.h"
+#include "Assert.h"
 
 // UTF-32LE is written straight into wchar_t elements.
 static_assert(sizeof(wchar_t) == 4, "wide characters are 32 bits");

@@ -9,9 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include "PListContactAnalysis.h"
 #include "PropBuild.h"
 #include "QX/Contact.h"
-#include "veldrake/PListContactAnalysis.h"
 #include "veldrake/Session.h"
 
 namespace contacttest {

@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "BPListReader/BPListReader.h"
+#include "Frame.h"
+#include "Messages.h"
 #include "QX/Notes.h"
 #include "devicesim/Device.h"
-#include "veldrake/Frame.h"
 #include "veldrake/IOSNote.h"
-#include "veldrake/Messages.h"
 
 using namespace devicesim;
 

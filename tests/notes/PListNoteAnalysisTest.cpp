@@ -1,5 +1,5 @@
 // PListNoteAnalysis on hand-made replies: results, the walk, the record's texts and date.
-#include "veldrake/PListNoteAnalysis.h"
+#include "PListNoteAnalysis.h"
 
 #include <cmath>
 #include <cstddef>

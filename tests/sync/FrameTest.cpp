@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "veldrake/Frame.h"
+#include "Frame.h"
 #include "veldrake/IOSContact.h"
 
 namespace {

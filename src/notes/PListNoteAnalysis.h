@@ -10,16 +10,16 @@
 
 #include <cstdint>
 
+#include "veldrake/RecordCallback.h"
+
 namespace QX {
 struct Notes;
 }
 
 class PListNoteAnalysis {
  public:
-  // The host's record callback as a note export calls it: the type the host declares it
-  // with (VeldrakeRecordCallback), so the call never goes through a mismatched function
-  // type. It receives a QX::Notes*. -1 stops the export.
-  typedef int (*Callback)(void* note);
+  // The host's record callback, receiving a QX::Notes*; -1 stops the export.
+  using Callback = VeldrakeRecordCallback;
 
   // What Analysis tells the conversation: kNoRecords and every negative result end its
   // loop.

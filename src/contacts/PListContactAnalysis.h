@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "veldrake/PListAddress.h"
-#include "veldrake/PListField.h"
+#include "PListAddress.h"
+#include "PListField.h"
 
 namespace QX {
 struct Contact;
