@@ -55,7 +55,7 @@ int PListNoteAnalysis::Analysis(char* reply, int length, void* callback) {
   if (elements == nullptr) return kStop;
   if (elements->empty()) return kEmptyRoot;
 
-  Callback deliver = reinterpret_cast<Callback>(callback);
+  VeldrakeRecordCallback deliver = reinterpret_cast<VeldrakeRecordCallback>(callback);
   bool noRecords = true;
   for (const prop& element : *elements) {
     if (!element.isNonEmptyDict()) continue;

@@ -18,9 +18,6 @@ struct Notes;
 
 class PListNoteAnalysis {
  public:
-  // The host's record callback, receiving a QX::Notes*; -1 stops the export.
-  using Callback = VeldrakeRecordCallback;
-
   // What Analysis tells the conversation: kNoRecords and every negative result end its
   // loop.
   enum Result : int {
@@ -38,7 +35,8 @@ class PListNoteAnalysis {
   // Decodes `reply` (`length` bytes, a binary property list whose root is an array; the
   // bytes stay the caller's) and delivers every non-empty dictionary found as a value of a
   // non-empty dictionary of the root array, in key order, as one note; a Result.
-  // REQUIRES: `callback` is a valid Callback whenever the reply can hold a note.
+  // REQUIRES: `callback` is a VeldrakeRecordCallback (taking a QX::Notes*) whenever the reply can
+  // hold a note.
   int Analysis(char* reply, int length, void* callback);
 
   // A device date (seconds since 2001) cut toward zero to whole seconds. NaN counts as

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "veldrake/Messages.h"
+#include "Messages.h"
 
 // What a conversation, and each of its steps, gives back.
 enum ConversationResult : int {
