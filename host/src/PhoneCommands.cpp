@@ -1,0 +1,130 @@
+#include "PhoneCommands.h"
+
+#include <cstdio>
+#include <vector>
+
+#include "Exporter.h"
+#include "Phones.h"
+
+namespace host {
+namespace {
+
+const char kDeviceHelp[] = "the phone: usb (the one attached) or usb:UDID";
+const char* const kHeader[] = {"UDID", "NAME",    "MODEL",       "VERSION",
+                               "LINK", "TRUSTED", "CONTACT SYNC"};
+const size_t kColumns = sizeof kHeader / sizeof kHeader[0];
+const char kGap[] = "  ";
+
+void Say(const std::string& line) {
+  std::fprintf(stderr, "veldrake: %s\n", line.c_str());
+}
+
+// Characters, not bytes, so that names in any script line up.
+size_t Width(const std::string& text) {
+  size_t width = 0;
+  for (unsigned char c : text) width += (c & 0xC0) != 0x80;
+  return width;
+}
+
+const char* TriState(int value, const char* yes, const char* no) {
+  return value == MDPHONE_YES ? yes : value == MDPHONE_NO ? no : "unknown";
+}
+
+std::vector<std::string> Row(const mdphone_info& phone) {
+  return {phone.udid,
+          phone.name,
+          phone.model,
+          phone.version,
+          phone.network == MDPHONE_YES ? "network" : "usb",
+          TriState(phone.trusted, "yes", "no"),
+          TriState(phone.contacts_sync, "on", "off")};
+}
+
+void PrintTable(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<size_t> widths(kColumns, 0);
+  for (const auto& row : rows)
+    for (size_t i = 0; i < kColumns; ++i) widths[i] = std::max(widths[i], Width(row[i]));
+  for (const auto& row : rows) {
+    std::string line;
+    for (size_t i = 0; i < kColumns; ++i) {
+      line += row[i];
+      if (i + 1 < kColumns) line += std::string(widths[i] - Width(row[i]), ' ') + kGap;
+    }
+    std::printf("%s\n", line.c_str());
+  }
+}
+
+// The exit status for a failed operation, with its line said.
+int Failed(int code) {
+  PhoneFailure failure;
+  if (!DescribePhoneError(code, &failure)) {
+    char hex[16];
+    std::snprintf(hex, sizeof hex, "0x%08X", static_cast<unsigned>(code));
+    failure = {kExitPlatform, std::string("the phone failed with platform code ") + hex};
+  }
+  Say(failure.message);
+  return failure.status;
+}
+
+// "Ann's iPhone (UDID)", or "the phone" when it cannot be told which.
+std::string Describe(const std::string& udid) {
+  mdphone_info phone{};
+  if (!FindPhone(udid, &phone)) return "the phone";
+  return std::string(phone.name) + " (" + phone.udid + ")";
+}
+
+}  // namespace
+
+PhoneCommands::PhoneCommands(CLI::App& app) {
+  devices_ = app.add_subcommand(
+      "devices", "list the attached phones: trusted or not, contact sync with a computer on/off");
+  pair_ = app.add_subcommand("pair", "ask a phone to trust this computer");
+  enableSync_ = app.add_subcommand(
+      "enable-sync", "turn contact sync with a computer on (changes a setting on the phone)");
+  for (CLI::App* command : {pair_, enableSync_})
+    command->add_option("--device", device_, kDeviceHelp)->check([](const std::string& value) {
+      return IsPhoneEndpoint(value) ? std::string() : std::string("not usb or usb:UDID");
+    });
+}
+
+bool PhoneCommands::parsed() const {
+  return devices_->parsed() || pair_->parsed() || enableSync_->parsed();
+}
+
+int PhoneCommands::Run() const {
+  if (devices_->parsed()) return Devices();
+  return pair_->parsed() ? Pair() : EnableSync();
+}
+
+int PhoneCommands::Devices() const {
+  std::vector<mdphone_info> phones;
+  const int result = ListPhones(&phones);
+  if (result != 0) return Failed(result);
+  if (phones.empty()) return Failed(MDPHONE_ERR_NO_DEVICE);
+  std::vector<std::vector<std::string>> rows{{std::begin(kHeader), std::end(kHeader)}};
+  for (const mdphone_info& phone : phones) rows.push_back(Row(phone));
+  PrintTable(rows);
+  return kExitOk;
+}
+
+int PhoneCommands::Pair() const {
+  const std::string udid = PhoneUdid(device_.empty() ? "usb" : device_);
+  Say("asking " + Describe(udid) + " to trust this computer: unlock it and tap Trust when it asks");
+  const int result = mdphone_pair(udid.empty() ? nullptr : udid.c_str());
+  if (result != 0) return Failed(result);
+  Say("paired: the phone trusts this computer; export with `veldrake contacts" +
+      (device_.empty() ? "" : " --device " + device_) + "`");
+  return kExitOk;
+}
+
+int PhoneCommands::EnableSync() const {
+  const std::string udid = PhoneUdid(device_.empty() ? "usb" : device_);
+  Say("turning on contact sync with a computer on " + Describe(udid) +
+      ": this changes a setting on your phone");
+  const int result = mdphone_enable_contact_sync(udid.empty() ? nullptr : udid.c_str());
+  if (result != 0) return Failed(result);
+  Say("contact sync with a computer is on");
+  return kExitOk;
+}
+
+}  // namespace host
