@@ -41,9 +41,10 @@ class Device:
         shutil.rmtree(self.folder, ignore_errors=True)
 
 
-def veldrake(*args):
+def veldrake(*args, env=None):
     """Runs veldrake; returns the CompletedProcess with text stdout and stderr."""
-    run = subprocess.run([VELDRAKE, *args], capture_output=True, env=ENV, timeout=TIMEOUT)
+    run = subprocess.run([VELDRAKE, *args], capture_output=True, env=env or ENV,
+                         timeout=TIMEOUT)
     run.stdout, run.stderr = run.stdout.decode('utf-8'), run.stderr.decode('utf-8')
     return run
 
