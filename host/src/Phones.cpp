@@ -10,7 +10,6 @@ const char kUsbPrefix[] = "usb:";
 // Phones keep no notes for a computer since this major version.
 const int kFirstVersionWithoutNotesStore = 11;
 const int kConversationFailed = -1;
-const int kServiceNotStarted = -6;
 
 // "UDID (name), UDID (name)" or "none".
 std::string AttachedList() {
@@ -194,7 +193,6 @@ bool PhoneExport::Check(PhoneFailure* failure) {
 
 bool PhoneExport::Explain(int result, const void* device, PhoneFailure* failure) const {
   if (DescribePhoneError(result, failure)) return true;
-  if (result != kConversationFailed && result != kServiceNotStarted) return false;
   const int reason = mdphone_last_error(device);
   if (DescribePhoneError(reason, failure)) return true;
   if (contacts_ || result != kConversationFailed || reason != 0) return false;

@@ -68,8 +68,9 @@ class PhoneExport {
 
   // False with *failure when the export cannot work: contact sync with a computer is off.
   bool Check(PhoneFailure* failure);
-  // For a GetData result that is not success: the phone's reason, read from `device`
-  // after -1 or -6. False when the phone gave none (the generic message then stands).
+  // After GetData, whatever its result: the failure the phone caused, read from `device`
+  // (a phone unplugged during a contact export can end it with 0 and the records so far).
+  // False when there is none (a failed result then keeps its generic message).
   bool Explain(int result, const void* device, PhoneFailure* failure) const;
   // A warning for a successful export that brought no records; "" when there is none.
   std::string Warning(size_t count) const;

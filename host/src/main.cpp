@@ -28,6 +28,8 @@
 #include "MobileDevice/mdsim.h"
 #include "NotesWriter.h"
 #include "OutputFile.h"
+#include "PhoneCommands.h"
+#include "Phones.h"
 #include "VCardWriter.h"
 
 namespace {
@@ -43,8 +45,8 @@ const char kExitTable[] =
     "  4    the sync conversation failed (GetData -1)\n"
     "  5    no device handle, e.g. a malformed --device (GetData -5)\n"
     "  6    the device's sync service did not start, e.g. unreachable (GetData -6)\n"
-    "  7    the device connection failed with a platform code (other GetData results)\n"
-    "  130  interrupted\n";
+    "  7    the device connection failed with a platform code (other GetData results)\n";
+const char kExitInterruptedRow[] = "  130  interrupted\n";
 
 struct Options {
   std::string device;
@@ -138,6 +140,18 @@ int Run(DataKind kind, Options options) {
   std::unique_ptr<host::BuiltinDevice> builtin;
   std::string endpoint = options.device;
   if (endpoint.empty()) {
+    std::string notice;
+    endpoint = host::ChooseDefaultDevice(&notice);
+    Fail(notice);
+  }
+  const bool phone = host::IsPhoneEndpoint(endpoint);
+  host::PhoneExport phoneExport(kind == DataKind::kContacts, endpoint);
+  host::PhoneFailure phoneFailure;
+  if (phone && !phoneExport.Check(&phoneFailure)) {
+    Fail(phoneFailure.message);
+    return phoneFailure.status;
+  }
+  if (endpoint.empty()) {
     builtin.reset(new host::BuiltinDevice);
     if (!builtin->Start(&error)) {
       Fail(error);
@@ -155,6 +169,7 @@ int Run(DataKind kind, Options options) {
   void* device = mdsim_device_new(endpoint.c_str());  // null for a malformed endpoint
   host::Exporter exporter(library, kind, options.limit, ::isatty(STDERR_FILENO) == 1);
   const host::ExportOutcome outcome = exporter.Run(device);
+  const bool phoneFailed = phone && phoneExport.Explain(outcome.result, device, &phoneFailure);
   mdsim_device_free(device);
   builtin.reset();
 
@@ -170,6 +185,10 @@ int Run(DataKind kind, Options options) {
   if (outcome.outOfMemory) {
     Fail("out of memory while copying the records; nothing was written");
     return host::kExitOutput;
+  }
+  if (phoneFailed) {
+    Fail(phoneFailure.message);
+    return phoneFailure.status;
   }
   if (outcome.result != 0 && !stoppedContacts) {
     Fail(host::Exporter::Describe(outcome.result));
@@ -199,6 +218,8 @@ int Run(DataKind kind, Options options) {
       return host::kExitOutput;
     }
   }
+  if (phone && !phoneExport.Warning(exporter.count()).empty())
+    Fail(phoneExport.Warning(exporter.count()));
   if (!options.quiet)
     std::fprintf(stderr, "exported %zu %s in %.2f s\n", exporter.count(), noun, outcome.seconds);
   return host::kExitOk;
@@ -213,14 +234,15 @@ int main(int argc, char** argv) {
   CLI::App app{
       "Exports the contacts and notes of a device through libVeldrakeForMac.\n"
       "Without --device it uses a built-in emulated device with the sample data."};
-  app.footer(kExitTable);
+  app.footer(std::string(kExitTable) + host::kPhoneExitTable + kExitInterruptedRow);
   app.require_subcommand(1);
   Options options;
   auto common = [&options](CLI::App* command, const std::vector<std::string>& formats,
                            const char* what) {
     command->add_option("--device", options.device,
-                        "the device: unix:PATH or tcp:HOST:PORT of an emulator or bridge "
-                        "(default: the built-in device)");
+                        "the device: usb (the one attached phone), usb:UDID, or unix:PATH or "
+                        "tcp:HOST:PORT of an emulator or bridge (default: the one trusted "
+                        "phone attached, else the built-in device)");
     command->add_option("-f,--format", options.format, what)->check(CLI::IsMember(formats));
     command->add_option("--limit", options.limit, "stop after N records")
         ->check(CLI::PositiveNumber);
@@ -234,6 +256,7 @@ int main(int argc, char** argv) {
   common(notes, {"json", "md", "txt"}, "json (the default), md (Markdown) or txt");
   notes->add_option("-o,--output", options.output,
                     "write to FILE, or with md/txt to one file per note in the folder DIR");
+  host::PhoneCommands phones(app);
 
   try {
     app.parse(argc, argv);
@@ -241,6 +264,7 @@ int main(int argc, char** argv) {
     const int status = app.exit(e);
     return status == 0 ? host::kExitOk : host::kExitUsage;
   }
+  if (phones.parsed()) return phones.Run();
   struct sigaction action {};
   action.sa_handler = OnInterrupt;
   // Restarted calls keep the library's recv going to the next record, where the export
