@@ -102,7 +102,7 @@ bool Usbmuxd::State::makePhones(std::string* error) {
   uint32_t deviceId = 0;
   for (const PhoneConfig& phoneConfig : config.phones) {
     PemCredentials credentials;
-    if (!GenerateCredentials(&credentials, error)) return false;
+    if (!CredentialsFor(deviceId, &credentials, error)) return false;
     SslContext tls = MakeServerContext(credentials.deviceCertificate, credentials.devicePrivateKey);
     if (!tls) return *error = "TLS context for " + phoneConfig.udid, false;
     auto phone = std::make_unique<Phone>(phoneConfig, ++deviceId, credentials, tls);
