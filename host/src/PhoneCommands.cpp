@@ -30,11 +30,16 @@ const char* TriState(int value, const char* yes, const char* no) {
   return value == MDPHONE_YES ? yes : value == MDPHONE_NO ? no : "unknown";
 }
 
+// A phone that does not trust this computer may keep some values back.
+std::string Text(const char* value) {
+  return value[0] != '\0' ? value : "-";
+}
+
 std::vector<std::string> Row(const mdphone_info& phone) {
   return {phone.udid,
-          phone.name,
-          phone.model,
-          phone.version,
+          Text(phone.name),
+          Text(phone.model),
+          Text(phone.version),
           phone.network == MDPHONE_YES ? "network" : "usb",
           TriState(phone.trusted, "yes", "no"),
           TriState(phone.contacts_sync, "on", "off")};

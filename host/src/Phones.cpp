@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "Exporter.h"
+
 namespace host {
 namespace {
 
@@ -10,6 +12,7 @@ const char kUsbPrefix[] = "usb:";
 // Phones keep no notes for a computer since this major version.
 const int kFirstVersionWithoutNotesStore = 11;
 const int kConversationFailed = -1;
+const int kNoDeviceHandle = -5;  // the library's answer to a null device
 
 // "UDID (name), UDID (name)" or "none".
 std::string AttachedList() {
@@ -53,7 +56,8 @@ bool IsPhoneEndpoint(const std::string& endpoint) {
 }
 
 std::string PhoneUdid(const std::string& endpoint) {
-  return endpoint == kUsb ? "" : endpoint.substr(sizeof kUsbPrefix - 1);
+  return IsPhoneEndpoint(endpoint) && endpoint != kUsb ? endpoint.substr(sizeof kUsbPrefix - 1)
+                                                       : "";
 }
 
 int ListPhones(std::vector<mdphone_info>* phones) {
@@ -193,6 +197,13 @@ bool PhoneExport::Check(PhoneFailure* failure) {
 
 bool PhoneExport::Explain(int result, const void* device, PhoneFailure* failure) const {
   if (DescribePhoneError(result, failure)) return true;
+  if (result == kNoDeviceHandle) {
+    *failure = {kExitNoDevice, "usb:" + udid_ +
+                                   " is not a phone's UDID: choose one with --device usb:UDID "
+                                   "(attached: " +
+                                   AttachedList() + ")"};
+    return true;
+  }
   const int reason = mdphone_last_error(device);
   if (DescribePhoneError(reason, failure)) return true;
   if (contacts_ || result != kConversationFailed || reason != 0) return false;

@@ -44,7 +44,7 @@ struct PhoneFailure {
 
 // "usb" (the one attached phone) or "usb:UDID".
 bool IsPhoneEndpoint(const std::string& endpoint);
-// The UDID of "usb:UDID"; "" for "usb".
+// The UDID of "usb:UDID"; "" for "usb" or any other endpoint.
 std::string PhoneUdid(const std::string& endpoint);
 
 // The attached phones into *phones: 0, or MDPHONE_ERR_NO_DAEMON.
