@@ -1,6 +1,7 @@
 #include "CsvWriter.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "Dates.h"
 #include "Labels.h"
@@ -17,18 +18,18 @@ struct Group {
 
 // Kinds outside these are written with "other".
 const Group kGroups[] = {
-    {kPhone, "Phone", "Label", "Value"},
-    {kEmail, "E-mail", "Label", "Value"},
-    {kUrl, "URL", "Label", "Value"},
-    {kInstantMessage, "IM", "Service", "User"},
-    {kSocialProfile, "Social Profile", "Service", "User"},
-    {kRelatedName, "Related Name", "Label", "Value"},
-    {kDate, "Date", "Label", "Value"},
-    {kOther, "Other", "Label", "Value"},
+    {QX::kFieldPhone, "Phone", "Label", "Value"},
+    {QX::kFieldEmail, "E-mail", "Label", "Value"},
+    {QX::kFieldUrl, "URL", "Label", "Value"},
+    {QX::kFieldInstantMessage, "IM", "Service", "User"},
+    {QX::kFieldSocialProfile, "Social Profile", "Service", "User"},
+    {QX::kFieldRelatedName, "Related Name", "Label", "Value"},
+    {QX::kFieldDate, "Date", "Label", "Value"},
+    {QX::kFieldOther, "Other", "Label", "Value"},
 };
 
 int GroupKind(int kind) {
-  return kind >= kOther && kind <= kSocialProfile ? kind : kOther;
+  return kind >= QX::kFieldOther && kind <= QX::kFieldSocialProfile ? kind : QX::kFieldOther;
 }
 
 std::vector<const Field*> OfKind(const Contact& c, int kind) {
@@ -36,6 +37,96 @@ std::vector<const Field*> OfKind(const Contact& c, int kind) {
   for (const Field& f : c.fields)
     if (GroupKind(f.kind) == kind) out.push_back(&f);
   return out;
+}
+
+// How many column groups each kind of item and the addresses need: as many as the
+// contact with the most of them has.
+struct Widths {
+  size_t items[std::size(kGroups)] = {};
+  size_t addresses = 0;
+};
+
+Widths Measure(const std::vector<Contact>& contacts) {
+  Widths widths;
+  for (const Contact& c : contacts) {
+    for (size_t g = 0; g < std::size(kGroups); ++g)
+      widths.items[g] = std::max(widths.items[g], OfKind(c, kGroups[g].kind).size());
+    widths.addresses = std::max(widths.addresses, c.addresses.size());
+  }
+  return widths;
+}
+
+const char* const kAddressParts[] = {"Type", "Street", "City", "State", "Postal Code", "Country"};
+
+std::vector<std::string> Header(const Widths& widths) {
+  std::vector<std::string> header = {
+      "First Name", "Middle Name",         "Last Name",          "Suffix",
+      "Nickname",   "Phonetic First Name", "Phonetic Last Name", "Company",
+      "Department", "Job Title",           "Birthday",           "Notes"};
+  for (size_t g = 0; g < std::size(kGroups); ++g) {
+    for (size_t n = 1; n <= widths.items[g]; ++n) {
+      const std::string prefix = std::string(kGroups[g].name) + " " + std::to_string(n) + " ";
+      header.push_back(prefix + kGroups[g].first);
+      header.push_back(prefix + kGroups[g].second);
+    }
+    if (kGroups[g].kind != QX::kFieldEmail) continue;  // addresses follow the e-mail columns
+    for (size_t n = 1; n <= widths.addresses; ++n)
+      for (const char* part : kAddressParts)
+        header.push_back("Address " + std::to_string(n) + " " + part);
+  }
+  return header;
+}
+
+std::string Plain(const Text& t) {
+  return t.value_or("");
+}
+
+void AddItems(std::vector<std::string>* row, const std::vector<const Field*>& fields,
+              size_t width) {
+  for (size_t n = 0; n < width; ++n) {
+    if (n >= fields.size()) {
+      row->insert(row->end(), 2, "");
+      continue;
+    }
+    const Field& f = *fields[n];
+    const bool service = f.kind == QX::kFieldInstantMessage || f.kind == QX::kFieldSocialProfile;
+    row->push_back(service ? Plain(f.label) : DisplayLabel(Plain(f.label)));
+    row->push_back(f.kind == QX::kFieldDate && f.value ? DeviceDateToIso(*f.value)
+                                                       : Plain(f.value));
+  }
+}
+
+void AddAddresses(std::vector<std::string>* row, const std::vector<Address>& addresses,
+                  size_t width) {
+  for (size_t n = 0; n < width; ++n) {
+    if (n >= addresses.size()) {
+      row->insert(row->end(), std::size(kAddressParts), "");
+      continue;
+    }
+    const Address& a = addresses[n];
+    row->insert(row->end(), {DisplayLabel(Plain(a.type)), Plain(a.street), Plain(a.city),
+                             Plain(a.state), Plain(a.postalCode), Plain(a.country)});
+  }
+}
+
+std::vector<std::string> ContactRow(const Contact& c, const Widths& widths) {
+  std::vector<std::string> row = {Plain(c.firstName),
+                                  Plain(c.middleName),
+                                  Plain(c.lastName),
+                                  Plain(c.suffix),
+                                  Plain(c.nickname),
+                                  Plain(c.firstNameYomi),
+                                  Plain(c.lastNameYomi),
+                                  Plain(c.companyName),
+                                  Plain(c.department),
+                                  Plain(c.jobTitle),
+                                  c.birthday ? DeviceDateToIso(*c.birthday) : "",
+                                  Plain(c.notes)};
+  for (size_t g = 0; g < std::size(kGroups); ++g) {
+    AddItems(&row, OfKind(c, kGroups[g].kind), widths.items[g]);
+    if (kGroups[g].kind == QX::kFieldEmail) AddAddresses(&row, c.addresses, widths.addresses);
+  }
+  return row;
 }
 
 void Row(std::ostream& out, const std::vector<std::string>& cells) {
@@ -59,73 +150,9 @@ std::string CsvWriter::Cell(const std::string& text) {
 }
 
 void CsvWriter::Write(std::ostream& out, const std::vector<Contact>& contacts) {
-  size_t counts[sizeof kGroups / sizeof kGroups[0]] = {};
-  size_t addresses = 0;
-  for (const Contact& c : contacts) {
-    for (size_t g = 0; g < std::size(kGroups); ++g)
-      counts[g] = std::max(counts[g], OfKind(c, kGroups[g].kind).size());
-    addresses = std::max(addresses, c.addresses.size());
-  }
-
-  std::vector<std::string> header = {
-      "First Name", "Middle Name",         "Last Name",          "Suffix",
-      "Nickname",   "Phonetic First Name", "Phonetic Last Name", "Company",
-      "Department", "Job Title",           "Birthday",           "Notes"};
-  for (size_t g = 0; g < std::size(kGroups); ++g) {
-    for (size_t n = 1; n <= counts[g]; ++n) {
-      const std::string prefix = std::string(kGroups[g].name) + " " + std::to_string(n) + " ";
-      header.push_back(prefix + kGroups[g].first);
-      header.push_back(prefix + kGroups[g].second);
-    }
-    if (kGroups[g].kind == kEmail) {  // addresses follow the e-mail columns
-      for (size_t n = 1; n <= addresses; ++n) {
-        const std::string prefix = "Address " + std::to_string(n) + " ";
-        for (const char* part : {"Type", "Street", "City", "State", "Postal Code", "Country"})
-          header.push_back(prefix + part);
-      }
-    }
-  }
-  Row(out, header);
-
-  for (const Contact& c : contacts) {
-    auto text = [](const Text& t) { return t.value_or(""); };
-    std::vector<std::string> row = {text(c.firstName),
-                                    text(c.middleName),
-                                    text(c.lastName),
-                                    text(c.suffix),
-                                    text(c.nickname),
-                                    text(c.firstNameYomi),
-                                    text(c.lastNameYomi),
-                                    text(c.companyName),
-                                    text(c.department),
-                                    text(c.jobTitle),
-                                    c.birthday ? DeviceDateToIso(*c.birthday) : "",
-                                    text(c.notes)};
-    for (size_t g = 0; g < std::size(kGroups); ++g) {
-      std::vector<const Field*> fields = OfKind(c, kGroups[g].kind);
-      for (size_t n = 0; n < counts[g]; ++n) {
-        if (n >= fields.size()) {
-          row.insert(row.end(), 2, "");
-          continue;
-        }
-        const Field& f = *fields[n];
-        const bool service = f.kind == kInstantMessage || f.kind == kSocialProfile;
-        row.push_back(service ? text(f.label) : DisplayLabel(text(f.label)));
-        row.push_back(f.kind == kDate && f.value ? DeviceDateToIso(*f.value) : text(f.value));
-      }
-      if (kGroups[g].kind != kEmail) continue;
-      for (size_t n = 0; n < addresses; ++n) {
-        if (n >= c.addresses.size()) {
-          row.insert(row.end(), 6, "");
-          continue;
-        }
-        const Address& a = c.addresses[n];
-        row.insert(row.end(), {DisplayLabel(text(a.type)), text(a.street), text(a.city),
-                               text(a.state), text(a.postalCode), text(a.country)});
-      }
-    }
-    Row(out, row);
-  }
+  const Widths widths = Measure(contacts);
+  Row(out, Header(widths));
+  for (const Contact& c : contacts) Row(out, ContactRow(c, widths));
 }
 
 }  // namespace host

@@ -20,42 +20,48 @@ Progress* g_progress = nullptr;
 
 }  // namespace
 
-Exporter::Exporter(const Library& library, DataKind kind, size_t limit, bool progress)
+bool ExportOutcome::Failed(VeldrakeDataKind kind) const {
+  const bool stoppedContacts =
+      kind == kVeldrakeContacts && stoppedByHost && result == kVeldrakeConversationFailed;
+  return result != kVeldrakeOk && !stoppedContacts;
+}
+
+Exporter::Exporter(const Library& library, VeldrakeDataKind kind, size_t limit, bool progress)
     : library_(library), kind_(kind), limit_(limit), progress_(progress) {}
 
 int Exporter::OnRecord(void* record) {
   Exporter& self = *g_current;
   if (g_interrupted || self.stopped_) {
     self.stopped_ = true;
-    return -1;
+    return kStopDelivery;
   }
   // An exception must not unwind through the library's frames.
   try {
-    if (self.kind_ == DataKind::kContacts) {
+    if (self.kind_ == kVeldrakeContacts) {
       self.contacts_.push_back(CopyContact(*static_cast<const QX::Contact*>(record)));
     } else {
       self.notes_.push_back(CopyNote(*static_cast<const QX::Notes*>(record)));
     }
   } catch (const std::bad_alloc&) {
     self.outOfMemory_ = self.stopped_ = true;
-    return -1;
+    return kStopDelivery;
   }
   if (g_progress) g_progress->Record(self.count());
   if (self.limit_ != 0 && self.count() >= self.limit_) {
     self.stopped_ = true;
-    return -1;
+    return kStopDelivery;
   }
   return 0;
 }
 
 ExportOutcome Exporter::Run(void* device) {
-  Progress progress(kind_ == DataKind::kContacts ? "contacts" : "notes", progress_);
+  Progress progress(kind_ == kVeldrakeContacts ? "contacts" : "notes", progress_);
   g_current = this;
   g_progress = &progress;
   ExportOutcome outcome;
   const auto start = std::chrono::steady_clock::now();
-  outcome.result = library_.getData(static_cast<int>(kind_), nullptr, device,
-                                    reinterpret_cast<void*>(&Exporter::OnRecord));
+  outcome.result =
+      library_.getData(kind_, nullptr, device, reinterpret_cast<void*>(&Exporter::OnRecord));
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   progress.Finish();
   g_progress = nullptr;
@@ -64,7 +70,7 @@ ExportOutcome Exporter::Run(void* device) {
   std::fflush(stdout);
   outcome.stoppedByHost = stopped_;
   outcome.outOfMemory = outOfMemory_;
-  if (outcome.result != -1) {
+  if (outcome.result != kVeldrakeConversationFailed) {
     outcome.closed = true;
     outcome.closeResult = library_.disconnect();
     std::fflush(stdout);
@@ -74,13 +80,13 @@ ExportOutcome Exporter::Run(void* device) {
 
 int Exporter::ExitStatus(int result) {
   switch (result) {
-    case 0:
+    case kVeldrakeOk:
       return kExitOk;
-    case -1:
+    case kVeldrakeConversationFailed:
       return kExitConversation;
-    case -5:
+    case kVeldrakeNoDevice:
       return kExitNoDevice;
-    case -6:
+    case kVeldrakeServiceNotStarted:
       return kExitService;
     default:
       return kExitPlatform;
@@ -91,14 +97,14 @@ std::string Exporter::Describe(int result) {
   char code[16];
   std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(result));
   switch (result) {
-    case 0:
+    case kVeldrakeOk:
       return "done";
-    case -1:
+    case kVeldrakeConversationFailed:
       return "the sync conversation failed: the device closed the connection or answered "
              "out of turn (GetData -1)";
-    case -5:
+    case kVeldrakeNoDevice:
       return "no device: the device handle is null, e.g. a malformed --device (GetData -5)";
-    case -6:
+    case kVeldrakeServiceNotStarted:
       return "the device's sync service did not start: the device is unreachable or "
              "refused it (GetData -6)";
     default:

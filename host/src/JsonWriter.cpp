@@ -20,19 +20,19 @@ void PutLabel(Json& object, const char* key, const char* rawKey, const Text& lab
 
 const char* ArrayName(int kind) {
   switch (kind) {
-    case kPhone:
+    case QX::kFieldPhone:
       return "phones";
-    case kEmail:
+    case QX::kFieldEmail:
       return "emails";
-    case kUrl:
+    case QX::kFieldUrl:
       return "urls";
-    case kInstantMessage:
+    case QX::kFieldInstantMessage:
       return "instantMessaging";
-    case kSocialProfile:
+    case QX::kFieldSocialProfile:
       return "socialProfiles";
-    case kRelatedName:
+    case QX::kFieldRelatedName:
       return "relatedNames";
-    case kDate:
+    case QX::kFieldDate:
       return "dates";
     default:
       return "other";
@@ -64,13 +64,13 @@ Json JsonWriter::ContactJson(const Contact& c) {
   Put(j, "notes", c.notes);
   for (const Field& f : c.fields) {
     Json item;
-    if (f.kind == kInstantMessage || f.kind == kSocialProfile) {
+    if (f.kind == QX::kFieldInstantMessage || f.kind == QX::kFieldSocialProfile) {
       Put(item, "service", f.label);
       Put(item, "user", f.value);
     } else {
-      if (f.kind < kPhone || f.kind > kSocialProfile) item["kind"] = f.kind;
+      if (f.kind < QX::kFieldPhone || f.kind > QX::kFieldSocialProfile) item["kind"] = f.kind;
       PutLabel(item, "label", "deviceLabel", f.label);
-      if (f.value) item["value"] = f.kind == kDate ? DeviceDateToIso(*f.value) : *f.value;
+      if (f.value) item["value"] = f.kind == QX::kFieldDate ? DeviceDateToIso(*f.value) : *f.value;
     }
     j[ArrayName(f.kind)].push_back(std::move(item));
   }

@@ -47,11 +47,11 @@ std::string DisplayLabel(const std::string& label) {
 std::vector<std::string> VCardTypes(int kind, const std::string& label) {
   const Table* table = nullptr;
   switch (kind) {
-    case kPhone:
+    case QX::kFieldPhone:
       table = &PhoneTypes();
       break;
-    case kEmail:
-    case kUrl:  // a home page keeps its X-ABLabel, as Apple's exports do
+    case QX::kFieldEmail:
+    case QX::kFieldUrl:  // a home page keeps its X-ABLabel, as Apple's exports do
     case kAddressKind:
       table = &PlaceTypes();
       break;

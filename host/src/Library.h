@@ -14,12 +14,15 @@
 #include <string>
 #include <vector>
 
+#include "veldrake/Session.h"
+
 namespace host {
 
 class Library {
  public:
-  using GetDataFunction = int (*)(int dataKind, void* unused, void* device, void* callback);
-  using DisconnectFunction = int (*)();
+  // The entry points' signatures, from the library's public header; nothing is linked.
+  using GetDataFunction = decltype(&GetData);
+  using DisconnectFunction = decltype(&DisContectDeviceAndProtocol);
 
   // The folder of the running executable (from /proc/self/exe), without a trailing slash.
   static std::string ExecutableDirectory();

@@ -78,30 +78,7 @@ std::string Describe(const std::string& udid) {
   return std::string(phone.name) + " (" + phone.udid + ")";
 }
 
-}  // namespace
-
-PhoneCommands::PhoneCommands(CLI::App& app) {
-  devices_ = app.add_subcommand(
-      "devices", "list the attached phones: trusted or not, contact sync with a computer on/off");
-  pair_ = app.add_subcommand("pair", "ask a phone to trust this computer");
-  enableSync_ = app.add_subcommand(
-      "enable-sync", "turn contact sync with a computer on (changes a setting on the phone)");
-  for (CLI::App* command : {pair_, enableSync_})
-    command->add_option("--device", device_, kDeviceHelp)->check([](const std::string& value) {
-      return IsPhoneEndpoint(value) ? std::string() : std::string("not usb or usb:UDID");
-    });
-}
-
-bool PhoneCommands::parsed() const {
-  return devices_->parsed() || pair_->parsed() || enableSync_->parsed();
-}
-
-int PhoneCommands::Run() const {
-  if (devices_->parsed()) return Devices();
-  return pair_->parsed() ? Pair() : EnableSync();
-}
-
-int PhoneCommands::Devices() const {
+int Devices() {
   std::vector<mdphone_info> phones;
   const int result = ListPhones(&phones);
   if (result != 0) return Failed(result);
@@ -112,24 +89,59 @@ int PhoneCommands::Devices() const {
   return kExitOk;
 }
 
-int PhoneCommands::Pair() const {
-  const std::string udid = PhoneUdid(device_.empty() ? "usb" : device_);
+int Pair(const std::string& device) {
+  const std::string udid = PhoneUdid(device);
   Say("asking " + Describe(udid) + " to trust this computer: unlock it and tap Trust when it asks");
   const int result = mdphone_pair(udid.empty() ? nullptr : udid.c_str());
   if (result != 0) return Failed(result);
   Say("paired: the phone trusts this computer; export with `veldrake contacts" +
-      (device_.empty() ? "" : " --device " + device_) + "`");
+      (device.empty() ? "" : " --device " + device) + "`");
   return kExitOk;
 }
 
-int PhoneCommands::EnableSync() const {
-  const std::string udid = PhoneUdid(device_.empty() ? "usb" : device_);
+int EnableSync(const std::string& device) {
+  const std::string udid = PhoneUdid(device);
   Say("turning on contact sync with a computer on " + Describe(udid) +
       ": this changes a setting on your phone");
   const int result = mdphone_enable_contact_sync(udid.empty() ? nullptr : udid.c_str());
   if (result != 0) return Failed(result);
   Say("contact sync with a computer is on");
   return kExitOk;
+}
+
+}  // namespace
+
+void AddPhoneCommands(CLI::App& app, PhoneRequest* request) {
+  const auto add = [&app, request](const char* name, const char* help,
+                                   PhoneRequest::Command command) {
+    CLI::App* sub = app.add_subcommand(name, help);
+    sub->callback([request, command] { request->command = command; });
+    return sub;
+  };
+  add("devices", "list the attached phones: trusted or not, contact sync with a computer on/off",
+      PhoneRequest::kDevices);
+  CLI::App* pair = add("pair", "ask a phone to trust this computer", PhoneRequest::kPair);
+  CLI::App* enableSync =
+      add("enable-sync", "turn contact sync with a computer on (changes a setting on the phone)",
+          PhoneRequest::kEnableSync);
+  for (CLI::App* command : {pair, enableSync})
+    command->add_option("--device", request->device, kDeviceHelp)
+        ->check([](const std::string& value) {
+          return IsPhoneEndpoint(value) ? std::string() : std::string("not usb or usb:UDID");
+        });
+}
+
+int RunPhoneCommand(const PhoneRequest& request) {
+  switch (request.command) {
+    case PhoneRequest::kDevices:
+      return Devices();
+    case PhoneRequest::kPair:
+      return Pair(request.device);
+    case PhoneRequest::kEnableSync:
+      return EnableSync(request.device);
+    default:
+      return kExitUsage;
+  }
 }
 
 }  // namespace host

@@ -15,25 +15,17 @@
 
 namespace host {
 
-class PhoneCommands {
- public:
-  // Adds the subcommands to `app`.
-  explicit PhoneCommands(CLI::App& app);
-
-  // Whether the parsed command line chose one of them.
-  bool parsed() const;
-  int Run() const;
-
- private:
-  int Devices() const;
-  int Pair() const;
-  int EnableSync() const;
-
-  CLI::App* devices_;
-  CLI::App* pair_;
-  CLI::App* enableSync_;
-  std::string device_;
+// The phone command a command line chose, if any.
+struct PhoneRequest {
+  enum Command { kNone, kDevices, kPair, kEnableSync } command = kNone;
+  std::string device;  // "", "usb" or "usb:UDID"
 };
+
+// Adds the subcommands to `app`; parsing fills *request, which must outlive the parse.
+void AddPhoneCommands(CLI::App& app, PhoneRequest* request);
+
+// Runs a chosen command; the exit status.
+int RunPhoneCommand(const PhoneRequest& request);
 
 }  // namespace host
 

@@ -11,8 +11,6 @@ const char kUsb[] = "usb";
 const char kUsbPrefix[] = "usb:";
 // Phones keep no notes for a computer since this major version.
 const int kFirstVersionWithoutNotesStore = 11;
-const int kConversationFailed = -1;
-const int kNoDeviceHandle = -5;  // the library's answer to a null device
 
 // "UDID (name), UDID (name)" or "none".
 std::string AttachedList() {
@@ -197,7 +195,7 @@ bool PhoneExport::Check(PhoneFailure* failure) {
 
 bool PhoneExport::Explain(int result, const void* device, PhoneFailure* failure) const {
   if (DescribePhoneError(result, failure)) return true;
-  if (result == kNoDeviceHandle) {
+  if (result == kVeldrakeNoDevice) {
     *failure = {kExitNoDevice, "usb:" + udid_ +
                                    " is not a phone's UDID: choose one with --device usb:UDID "
                                    "(attached: " +
@@ -206,7 +204,7 @@ bool PhoneExport::Explain(int result, const void* device, PhoneFailure* failure)
   }
   const int reason = mdphone_last_error(device);
   if (DescribePhoneError(reason, failure)) return true;
-  if (contacts_ || result != kConversationFailed || reason != 0) return false;
+  if (contacts_ || result != kVeldrakeConversationFailed || reason != 0) return false;
   *failure = {kExitNoNotesStore,
               PhoneName(phone_, known_) +
                   " keeps no notes for a computer to read (no notes store; since iOS 11 notes "

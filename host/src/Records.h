@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "QX/ContactField.h"
+
 namespace QX {
 struct Contact;
 struct Notes;
@@ -24,20 +26,8 @@ namespace host {
 
 using Text = std::optional<std::string>;
 
-// The kinds of QX::ContactField::kind.
-enum FieldKind : int {
-  kOther = 0,
-  kPhone = 1,
-  kEmail = 2,
-  kUrl = 3,
-  kRelatedName = 4,
-  kInstantMessage = 5,  // label = service, value = user
-  kDate = 6,
-  kSocialProfile = 7,  // label = service, value = user
-};
-
 struct Field {
-  int kind = kOther;
+  int32_t kind = QX::kFieldOther;  // a QX::ContactFieldKind, or what the device sent
   Text label;
   Text value;
 };

@@ -43,19 +43,19 @@ bool Present(const Text& text) {
 // Order of the item blocks in a card: how Apple's exports list them.
 int Rank(int kind) {
   switch (kind) {
-    case kPhone:
+    case QX::kFieldPhone:
       return 0;
-    case kEmail:
+    case QX::kFieldEmail:
       return 1;
-    case kUrl:
+    case QX::kFieldUrl:
       return 3;
-    case kInstantMessage:
+    case QX::kFieldInstantMessage:
       return 4;
-    case kSocialProfile:
+    case QX::kFieldSocialProfile:
       return 5;
-    case kRelatedName:
+    case QX::kFieldRelatedName:
       return 6;
-    case kDate:
+    case QX::kFieldDate:
       return 7;
     default:
       return 8;
@@ -187,29 +187,31 @@ void VCardWriter::WriteField(const Field& field, int* group) {
   Line line;
   bool labelled = false;  // the label goes into an X-ABLabel of the item's group
   switch (field.kind) {
-    case kPhone:
-    case kEmail:
-    case kUrl: {
-      line.name = field.kind == kPhone ? "TEL" : field.kind == kEmail ? "EMAIL" : "URL";
+    case QX::kFieldPhone:
+    case QX::kFieldEmail:
+    case QX::kFieldUrl: {
+      line.name = field.kind == QX::kFieldPhone   ? "TEL"
+                  : field.kind == QX::kFieldEmail ? "EMAIL"
+                                                  : "URL";
       std::vector<std::string> types = VCardTypes(field.kind, label);
-      if (field.kind == kEmail && !v4) types.insert(types.begin(), "INTERNET");
+      if (field.kind == QX::kFieldEmail && !v4) types.insert(types.begin(), "INTERNET");
       line.params.push_back({"TYPE", types});
       labelled = !label.empty() && VCardTypes(field.kind, label).empty();
       line.value = Escape(value);
       break;
     }
-    case kInstantMessage:
+    case QX::kFieldInstantMessage:
       line.name = "IMPP";
       if (!label.empty()) line.params.push_back({"X-SERVICE-TYPE", {label}});
       line.value = Escape(std::string(ImScheme(label)) + ":" + value);
       break;
-    case kSocialProfile:
+    case QX::kFieldSocialProfile:
       line.name = "X-SOCIALPROFILE";
       if (!label.empty()) line.params.push_back({"TYPE", {label}});
       line.params.push_back({"X-USER", {value}});
       line.value = Escape(ProfileUrl(label, value));
       break;
-    case kRelatedName:
+    case QX::kFieldRelatedName:
       line.name = v4 ? "RELATED" : "X-ABRELATEDNAMES";
       if (v4) {
         line.params.push_back({"VALUE", {"text"}});
@@ -219,7 +221,7 @@ void VCardWriter::WriteField(const Field& field, int* group) {
       labelled = !label.empty();
       line.value = Escape(value);
       break;
-    case kDate: {
+    case QX::kFieldDate: {
       line.name = "X-ABDATE";
       labelled = !label.empty();
       std::optional<CivilDate> date = ParseDeviceDate(value);

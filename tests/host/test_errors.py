@@ -1,5 +1,6 @@
 """Every way a veldrake run can fail: its one-line message, its exit status, nothing on
 standard output and no file left behind."""
+import contextlib
 import os
 import shutil
 import socket
@@ -10,34 +11,22 @@ import unittest
 import hosttest
 
 
-class HangUpDevice:
-    """A device that accepts one connection and closes it at once."""
-
-    def __init__(self):
-        self.folder = tempfile.mkdtemp(prefix='veldrake-hangup-')
-        path = os.path.join(self.folder, 'device.sock')
-        self.endpoint = 'unix:' + path
-        self.server = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self.server.bind(path)
-        self.server.listen(1)
-        self.server.settimeout(60)
-        self.thread = threading.Thread(target=self.serve)
-        self.thread.start()
-
-    def serve(self):
-        try:
-            connection, _ = self.server.accept()
-            connection.close()
-        except OSError:
-            pass
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exc):
-        self.server.close()
-        self.thread.join()
-        shutil.rmtree(self.folder)
+@contextlib.contextmanager
+def hang_up_device():
+    """The endpoint of a device that accepts one connection and closes it at once."""
+    folder = tempfile.mkdtemp(prefix='veldrake-hangup-')
+    server = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    server.bind(os.path.join(folder, 'device.sock'))
+    server.listen(1)
+    server.settimeout(60)
+    thread = threading.Thread(target=lambda: server.accept()[0].close())
+    thread.start()
+    try:
+        yield 'unix:' + os.path.join(folder, 'device.sock')
+    finally:
+        thread.join()
+        server.close()
+        shutil.rmtree(folder)
 
 
 class Failures(unittest.TestCase):
@@ -46,37 +35,36 @@ class Failures(unittest.TestCase):
         self.assertIn(message, run.stderr)
         self.assertEqual(run.stdout, '')
 
-    def test_malformed_endpoint_is_a_null_device(self):
-        self.assertFails(hosttest.veldrake('contacts', '--device', 'nowhere'), 5, '(GetData -5)')
-
-    def test_unreachable_device_does_not_start_the_service(self):
-        run = hosttest.veldrake('notes', '--device', 'unix:/nonexistent/veldrake.sock')
-        self.assertFails(run, 6, 'sync service did not start')
+    def test_each_failure_has_its_status_and_message(self):
+        missing = 'unix:/nonexistent/veldrake.sock'
+        cases = [
+            (['contacts', '--device', 'nowhere'], 5, '(GetData -5)'),
+            (['notes', '--device', missing], 6, 'sync service did not start'),
+            # The target is checked before the device is asked for anything.
+            (['contacts', '--device', missing, '-o', '/nonexistent/folder/contacts.vcf'], 1,
+             '/nonexistent/folder/contacts.vcf: No such file or directory'),
+            (['notes', '--format', 'md', '-o', '/nonexistent/folder/'], 1,
+             'No such file or directory'),
+            (['contacts', '--format', 'xml'], 2, 'xml'),
+            (['notes', '--format', 'vcf'], 2, 'vcf'),
+            ([], 2, 'subcommand'),
+            (['contacts', '--limit', '0'], 2, 'limit'),
+        ]
+        for args, status, message in cases:
+            with self.subTest(args=args):
+                self.assertFails(hosttest.veldrake(*args), status, message)
 
     def test_device_that_hangs_up_fails_the_conversation_and_leaves_no_file(self):
         folder = tempfile.mkdtemp(prefix='veldrake-out-')
         try:
             for kind in ('contacts', 'notes'):
-                with HangUpDevice() as device:
-                    run = hosttest.veldrake(kind, '--device', device.endpoint,
+                with hang_up_device() as endpoint:
+                    run = hosttest.veldrake(kind, '--device', endpoint,
                                             '-o', os.path.join(folder, 'out'))
                 self.assertFails(run, 4, 'the sync conversation failed')
                 self.assertEqual(os.listdir(folder), [])
         finally:
             shutil.rmtree(folder)
-
-    def test_output_into_a_missing_folder_fails_before_the_device_is_asked(self):
-        run = hosttest.veldrake('contacts', '--device', 'unix:/nonexistent/veldrake.sock',
-                                '-o', '/nonexistent/folder/contacts.vcf')
-        self.assertFails(run, 1, '/nonexistent/folder/contacts.vcf: No such file or directory')
-        run = hosttest.veldrake('notes', '--format', 'md', '-o', '/nonexistent/folder/')
-        self.assertFails(run, 1, 'No such file or directory')
-
-    def test_usage_errors_exit_2_with_the_parser_message(self):
-        self.assertFails(hosttest.veldrake('contacts', '--format', 'xml'), 2, 'xml')
-        self.assertFails(hosttest.veldrake('notes', '--format', 'vcf'), 2, 'vcf')
-        self.assertFails(hosttest.veldrake(), 2, 'subcommand')
-        self.assertFails(hosttest.veldrake('contacts', '--limit', '0'), 2, 'limit')
 
 
 if __name__ == '__main__':

@@ -1,10 +1,8 @@
-"""What the device keeps of a vCard, computed from the card's lines as vobject parses them.
-
-An input card and the card veldrake exported after the trip through the device reduce to
-the same model when nothing was lost: the names, and the values of every kind of item
-compared as sorted lists (the library delivers by key order). Labels and dates are left
-to the export tests, which check them against known texts; items without a value and
-addresses without any part are left out (veldrake writes none)."""
+"""What the device keeps of a vCard, from the card's lines as vobject parses them: an input
+card and its export after the trip through the device reduce to the same model when
+nothing was lost. Items compare as sorted lists (the library delivers by key order);
+labels and date texts are the export tests' business; items without a value are left out
+(veldrake writes none)."""
 import io
 import re
 
