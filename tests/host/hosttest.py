@@ -8,7 +8,9 @@ import tempfile
 VELDRAKE = os.environ['VELDRAKE']
 DEVICESIM = os.environ['DEVICESIM']
 SAMPLES = os.environ['SAMPLES']
-ENV = dict(os.environ, LC_ALL='C.UTF-8')
+# Without --device veldrake would export a phone the system's usbmux daemon has attached:
+# no daemon answers here, so it is always the built-in device.
+ENV = dict(os.environ, LC_ALL='C.UTF-8', USBMUXD_SOCKET_ADDRESS='UNIX:/nonexistent/usbmuxd.sock')
 TIMEOUT = 300  # a sanitizer build is slow; no test should come near this
 
 
