@@ -71,11 +71,10 @@ int Failed(int code) {
   return failure.status;
 }
 
-// "Ann's iPhone (UDID)", or "the phone" when it cannot be told which.
+// The phone's name and UDID, or "the phone" when it cannot be told which.
 std::string Describe(const std::string& udid) {
   mdphone_info phone{};
-  if (!FindPhone(udid, &phone)) return "the phone";
-  return std::string(phone.name) + " (" + phone.udid + ")";
+  return FindPhone(udid, &phone) ? PhoneLabel(phone) : "the phone";
 }
 
 int Devices() {

@@ -19,7 +19,7 @@ std::string AttachedList() {
   std::string out;
   for (const mdphone_info& phone : phones) {
     if (!out.empty()) out += ", ";
-    out += std::string(phone.udid) + " (" + phone.name + ")";
+    out += PhoneLabel(phone);
   }
   return out;
 }
@@ -72,6 +72,10 @@ int ListPhones(std::vector<mdphone_info>* phones) {
   }
   phones->resize(static_cast<size_t>(count));
   return 0;
+}
+
+std::string PhoneLabel(const mdphone_info& phone) {
+  return phone.name[0] == '\0' ? phone.udid : std::string(phone.name) + " (" + phone.udid + ")";
 }
 
 bool FindPhone(const std::string& udid, mdphone_info* phone) {
@@ -164,7 +168,7 @@ std::string ChooseDefaultDevice(std::string* notice) {
     chosen = &phone;
   }
   if (trusted == 1) {
-    *notice = "exporting " + std::string(chosen->name) + " (" + chosen->udid + ")";
+    *notice = "exporting " + PhoneLabel(*chosen);
     return kUsbPrefix + std::string(chosen->udid);
   }
   if (phones.empty()) {

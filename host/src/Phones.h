@@ -53,6 +53,9 @@ int ListPhones(std::vector<mdphone_info>* phones);
 // The phone with `udid` ("" for the only attached one) into *phone; false when there is none.
 bool FindPhone(const std::string& udid, mdphone_info* phone);
 
+// "Ann's iPhone (UDID)", or the UDID alone when the phone keeps its name back.
+std::string PhoneLabel(const mdphone_info& phone);
+
 // The failure for an MDPHONE_ERR_* code; false for any other code.
 bool DescribePhoneError(int code, PhoneFailure* failure);
 
