@@ -51,9 +51,8 @@ std::string Text(const char* t) {
 
 int OnContact(void* record) {
   const auto* c = static_cast<const QX::Contact*>(record);
-  gSeen.push_back(std::to_string(c->id) + "|" + Text(c->firstName) + "|" + Text(c->lastName) +
-                  "|" + std::to_string(c->fields.size()) + "|" +
-                  std::to_string(c->addresses.size()));
+  gSeen.push_back(std::to_string(c->id) + "|" + Text(c->firstName) + "|" + Text(c->lastName) + "|" +
+                  std::to_string(c->fields.size()) + "|" + std::to_string(c->addresses.size()));
   return 0;
 }
 
@@ -72,8 +71,7 @@ devicesim::DeviceOptions Batches() {
 
 std::string TempPath(const std::string& what) {
   static int counter = 0;
-  return "/tmp/veldrake-phone-" + std::to_string(getpid()) + "-" + std::to_string(++counter) +
-         what;
+  return "/tmp/veldrake-phone-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + what;
 }
 
 // An emulated daemon with `phones` behind it, made the one libusbmuxd talks to.
@@ -192,17 +190,35 @@ TEST_F(PhoneTest, EveryScriptedFaultGivesItsCode) {
     int lastError;
   } rows[] = {
       {"no phone", {}, "usb", MDPHONE_ERR_NO_DEVICE, MDPHONE_ERR_NO_DEVICE},
-      {"two phones", {Phone(), second}, "usb", MDPHONE_ERR_SEVERAL_DEVICES,
+      {"two phones",
+       {Phone(), second},
+       "usb",
+       MDPHONE_ERR_SEVERAL_DEVICES,
        MDPHONE_ERR_SEVERAL_DEVICES},
-      {"unknown UDID", {Phone()}, "usb:0123456789abcdef0123456789abcdef01234567",
-       MDPHONE_ERR_UDID_NOT_FOUND, MDPHONE_ERR_UDID_NOT_FOUND},
-      {"not trusted", {Phone([](PhoneConfig& p) { p.trusted = false; })}, "usb",
-       MDPHONE_ERR_NOT_PAIRED, MDPHONE_ERR_NOT_PAIRED},
-      {"passcode", {Phone([](PhoneConfig& p) { p.passcodeLocked = true; })}, "usb", -6,
+      {"unknown UDID",
+       {Phone()},
+       "usb:0123456789abcdef0123456789abcdef01234567",
+       MDPHONE_ERR_UDID_NOT_FOUND,
+       MDPHONE_ERR_UDID_NOT_FOUND},
+      {"not trusted",
+       {Phone([](PhoneConfig& p) { p.trusted = false; })},
+       "usb",
+       MDPHONE_ERR_NOT_PAIRED,
+       MDPHONE_ERR_NOT_PAIRED},
+      {"passcode",
+       {Phone([](PhoneConfig& p) { p.passcodeLocked = true; })},
+       "usb",
+       -6,
        MDPHONE_ERR_PASSCODE_LOCKED},
-      {"refused", {Phone([](PhoneConfig& p) { p.serviceRefused = true; })}, "usb", -6,
+      {"refused",
+       {Phone([](PhoneConfig& p) { p.serviceRefused = true; })},
+       "usb",
+       -6,
        MDPHONE_ERR_SERVICE_REFUSED},
-      {"session TLS", {Phone([](PhoneConfig& p) { p.sessionTlsFailure = true; })}, "usb", -6,
+      {"session TLS",
+       {Phone([](PhoneConfig& p) { p.sessionTlsFailure = true; })},
+       "usb",
+       -6,
        MDPHONE_ERR_TLS_FAILED},
   };
   for (const Row& row : rows) {
