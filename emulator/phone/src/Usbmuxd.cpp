@@ -30,6 +30,7 @@ namespace {
 
 constexpr const char* kUnixPrefix = "unix:";
 constexpr int kBacklog = 16;
+constexpr size_t kMaxClients = 64;  // one thread each; more are turned away
 
 struct Client {
   int fd = -1;
@@ -209,9 +210,9 @@ void Usbmuxd::State::acceptLoop() {
     client->fd = fd;
     auto done = std::make_shared<std::atomic<bool>>(false);
     std::lock_guard<std::mutex> lock(mutex);
-    if (stopping) {
+    if (stopping || clients.size() >= kMaxClients) {
       ::close(fd);
-      return;
+      continue;
     }
     clients.push_back(client);
     workers.push_back({std::thread([this, client, done] {
