@@ -10,6 +10,8 @@
 #include <openssl/x509v3.h>
 
 #include <memory>
+#include <mutex>
+#include <vector>
 
 namespace devicesim {
 namespace phone {
@@ -115,6 +117,19 @@ bool GenerateCredentials(PemCredentials* out, std::string* error) {
   out->devicePublicKey = Pkcs1PublicKeyPem(device.get());
   if (out->devicePublicKey.empty() || out->hostPrivateKey.empty())
     return *error = OpenSslError("PEM encoding"), false;
+  return true;
+}
+
+bool CredentialsFor(size_t index, PemCredentials* out, std::string* error) {
+  static std::mutex mutex;
+  static std::vector<PemCredentials> made;
+  std::lock_guard<std::mutex> lock(mutex);
+  while (made.size() <= index) {
+    PemCredentials credentials;
+    if (!GenerateCredentials(&credentials, error)) return false;
+    made.push_back(std::move(credentials));
+  }
+  *out = made[index];
   return true;
 }
 

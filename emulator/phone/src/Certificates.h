@@ -19,6 +19,10 @@ struct PemCredentials {
 // False with a message when OpenSSL fails.
 bool GenerateCredentials(PemCredentials* out, std::string* error);
 
+// The credentials of the `index`-th phone, generated on first use and then kept in memory
+// for the process's later daemons: key generation dominates a daemon's start.
+bool CredentialsFor(size_t index, PemCredentials* out, std::string* error);
+
 }  // namespace phone
 }  // namespace devicesim
 

@@ -26,6 +26,31 @@ bool SendAll(int fd, const char* data, size_t size) {
   return true;
 }
 
+// A socket BIO that never raises SIGPIPE: a client that hangs up mid-handshake must not
+// kill the process the emulator runs in.
+int QuietWrite(BIO* bio, const char* data, int size) {
+  BIO_clear_retry_flags(bio);
+  const ssize_t sent = ::send(static_cast<int>(BIO_get_fd(bio, nullptr)), data,
+                              static_cast<size_t>(size), MSG_NOSIGNAL);
+  if (sent < 0 && errno == EINTR) BIO_set_retry_write(bio);
+  return static_cast<int>(sent);
+}
+
+BIO_METHOD* QuietSocketMethod() {
+  static BIO_METHOD* method = [] {
+    BIO_METHOD* quiet = BIO_meth_new(BIO_TYPE_SOCKET, "quiet socket");
+    const BIO_METHOD* plain = BIO_s_socket();
+    BIO_meth_set_write(quiet, QuietWrite);
+    BIO_meth_set_read(quiet, BIO_meth_get_read(plain));
+    BIO_meth_set_puts(quiet, BIO_meth_get_puts(plain));
+    BIO_meth_set_ctrl(quiet, BIO_meth_get_ctrl(plain));
+    BIO_meth_set_create(quiet, BIO_meth_get_create(plain));
+    BIO_meth_set_destroy(quiet, BIO_meth_get_destroy(plain));
+    return quiet;
+  }();
+  return method;
+}
+
 }  // namespace
 
 SslContext MakeServerContext(const std::string& certificatePem, const std::string& privateKeyPem) {
@@ -92,7 +117,12 @@ bool Channel::writeAll(const void* buffer, size_t size) {
 
 bool Channel::acceptTls(SSL_CTX* context) {
   ssl_ = SSL_new(context);
-  if (ssl_ && SSL_set_fd(ssl_, fd_) == 1 && SSL_accept(ssl_) == 1) return true;
+  BIO* bio = ssl_ ? BIO_new(QuietSocketMethod()) : nullptr;
+  if (bio) {
+    BIO_set_fd(bio, fd_, BIO_NOCLOSE);
+    SSL_set_bio(ssl_, bio, bio);
+    if (SSL_accept(ssl_) == 1) return true;
+  }
   SSL_free(ssl_);
   ssl_ = nullptr;
   return false;
