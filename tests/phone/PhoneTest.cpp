@@ -131,8 +131,6 @@ class PhoneTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
-    // The emulated phones share this process; like any host, it ignores SIGPIPE.
-    signal(SIGPIPE, SIG_IGN);
     // Whatever the platform layer wrote to this computer would land here.
     gHome = TempPath("-home");
     fs::create_directories(gHome);
