@@ -49,6 +49,8 @@ struct Daemon {
   std::unique_ptr<Usbmuxd> daemon;
 
   explicit Daemon(std::vector<PhoneConfig> phones) {
+    // libimobiledevice writes to a phone that hung up with write(), as a host must expect.
+    ::signal(SIGPIPE, SIG_IGN);
     char pattern[] = "/tmp/phone-emulator-XXXXXX";
     dir = ::mkdtemp(pattern);
     phone::UsbmuxdConfig config;
@@ -139,8 +141,6 @@ int AttachedCount() {
 
 // Each scripted lockdown state against what libimobiledevice reports for it.
 TEST(PhoneEmulator, LockdownStatesGiveTheirErrors) {
-  // libimobiledevice writes to a phone that hung up on the handshake with write().
-  ::signal(SIGPIPE, SIG_IGN);
   struct Case {
     const char* name;
     std::function<void(PhoneConfig&)> script;

@@ -16,6 +16,7 @@
 #include <mutex>
 #include <random>
 #include <thread>
+#include <vector>
 
 #include "Lockdown.h"
 #include "MuxProtocol.h"
@@ -29,6 +30,7 @@ namespace {
 
 constexpr const char* kUnixPrefix = "unix:";
 constexpr int kBacklog = 16;
+constexpr size_t kMaxClients = 64;  // one thread each; more are turned away
 
 struct Client {
   int fd = -1;
@@ -208,9 +210,9 @@ void Usbmuxd::State::acceptLoop() {
     client->fd = fd;
     auto done = std::make_shared<std::atomic<bool>>(false);
     std::lock_guard<std::mutex> lock(mutex);
-    if (stopping) {
+    if (stopping || clients.size() >= kMaxClients) {
       ::close(fd);
-      return;
+      continue;
     }
     clients.push_back(client);
     workers.push_back({std::thread([this, client, done] {
@@ -270,12 +272,14 @@ Plist Usbmuxd::State::attachedMessage(const Phone& phone) const {
 }
 
 void Usbmuxd::State::broadcast(plist_t event) {
-  std::lock_guard<std::mutex> lock(mutex);
-  for (const auto& client : clients) {
-    if (!client->listening) continue;
-    std::lock_guard<std::mutex> writeLock(client->writeMutex);
-    WritePacket(client->fd, 0, event);
+  // Written outside the daemon's lock: a listener that stops reading holds up only itself.
+  std::vector<std::shared_ptr<Client>> listeners;
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    for (const auto& client : clients)
+      if (client->listening) listeners.push_back(client);
   }
+  for (const auto& client : listeners) reply(*client, 0, event);
 }
 
 void Usbmuxd::State::detach(Phone& phone) {
@@ -324,10 +328,12 @@ bool Usbmuxd::State::dispatch(const std::shared_ptr<Client>& client, uint32_t ta
     return reply(*client, tag, reply_.get());
   }
   if (type == "Listen") {
-    if (!reply(*client, tag, ResultMessage(kResultOk).get())) return false;
-    std::lock_guard<std::mutex> lock(mutex);
-    client->listening = true;
     std::lock_guard<std::mutex> writeLock(client->writeMutex);
+    if (!WritePacket(client->fd, tag, ResultMessage(kResultOk).get())) return false;
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      client->listening = true;
+    }
     for (const auto& phone : phones)
       if (phone->attached() && !WritePacket(client->fd, 0, attachedMessage(*phone).get()))
         return false;

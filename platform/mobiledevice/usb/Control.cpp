@@ -88,7 +88,8 @@ MDSIM_EXPORT int mdphone_list(mdphone_info* out, int capacity) {
   QuietPipe quiet;
   std::vector<mdsim::usb::Attached> phones;
   if (!mdsim::usb::ListAttached(phones)) return MDPHONE_ERR_NO_DAEMON;
-  const size_t described = out == nullptr ? 0 : std::min(phones.size(), size_t(std::max(capacity, 0)));
+  const size_t described =
+      out == nullptr ? 0 : std::min(phones.size(), size_t(std::max(capacity, 0)));
   for (size_t i = 0; i < described; ++i) Describe(phones[i], out[i]);
   return static_cast<int>(phones.size());
 }

@@ -64,8 +64,7 @@ int Link::StartService(const char* name, std::shared_ptr<Service>& out) {
   const uint16_t port = descriptor->port;
   const bool tls = descriptor->ssl_enabled != 0;
   lockdownd_service_descriptor_free(descriptor);
-  const int opened =
-      Service::Open(lockdown_->phone(), port, tls, lockdown_->udid(), outcome_, out);
+  const int opened = Service::Open(lockdown_->phone(), port, tls, lockdown_->udid(), outcome_, out);
   return opened == 0 ? 0 : Fail(opened);
 }
 

@@ -69,8 +69,8 @@ int PickAttached(const std::string& udid, Attached& out) {
 
 bool StillAttached(const std::string& udid) {
   usbmuxd_device_info_t info;
-  const auto both = static_cast<enum usbmux_lookup_options>(DEVICE_LOOKUP_USBMUX |
-                                                            DEVICE_LOOKUP_NETWORK);
+  const auto both =
+      static_cast<enum usbmux_lookup_options>(DEVICE_LOOKUP_USBMUX | DEVICE_LOOKUP_NETWORK);
   return usbmuxd_get_device(udid.c_str(), &info, both) > 0;
 }
 
@@ -173,7 +173,8 @@ int Lockdown::StopSession() {
 
 plist_t Lockdown::GetValue(const char* domain, const char* key) {
   plist_t value = nullptr;
-  if (client_ == nullptr || lockdownd_get_value(client_, domain, key, &value) != LOCKDOWN_E_SUCCESS) {
+  if (client_ == nullptr ||
+      lockdownd_get_value(client_, domain, key, &value) != LOCKDOWN_E_SUCCESS) {
     plist_free(value);
     return nullptr;
   }
