@@ -68,6 +68,9 @@ void AddPhoneOptions(CLI::App& app, PhoneOptions& options) {
   app.add_flag("--session-tls-failure", phone.sessionTlsFailure,
                "the phone answers the session's TLS handshake with garbage")
       ->group(group);
+  app.add_flag("--service-tls-failure", phone.serviceTlsFailure,
+               "the phone answers the sync service's TLS handshake with garbage")
+      ->group(group);
   app.add_flag(
          "--no-service-tls", [&phone](int64_t) { phone.serviceTls = false; },
          "run the sync service without TLS")
