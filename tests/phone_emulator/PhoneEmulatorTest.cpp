@@ -198,6 +198,14 @@ TEST(PhoneEmulator, ServiceStatesShapeTheConversation) {
       EXPECT_TRUE(Names(client.ask(SyncMessage::M6), "Lovelace"));
     }
     {
+      PhoneConfig broken = normal;
+      broken.serviceTlsFailure = true;
+      Daemon daemon({broken});
+      Client client;
+      // Without TLS there is no handshake to break.
+      EXPECT_EQ(!tls, client.startService() && client.ask(SyncMessage::M2).has_value());
+    }
+    {
       Daemon daemon({icloud});
       Client client;
       ASSERT_TRUE(client.startService());

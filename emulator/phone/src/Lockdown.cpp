@@ -191,12 +191,6 @@ After Handle(const std::string& name, plist_t request, plist_t reply, Phone& pho
   return After::Nothing;
 }
 
-// A TLS failure as a client meets it: bytes that are no TLS record, then the end.
-void BreakHandshake(Channel& channel) {
-  static const char kGarbage[] = "this is not a TLS server hello";
-  channel.writeAll(kGarbage, sizeof kGarbage - 1);
-}
-
 }  // namespace
 
 std::string WiFiAddressOf(const Phone& phone) {

@@ -50,6 +50,10 @@ void AddPhoneOptions(CLI::App& app, PhoneOptions& options) {
          "--untrusted", [&phone](int64_t) { phone.trusted = false; },
          "no pair record: the phones do not trust this computer yet")
       ->group(group);
+  app.add_option("--trusted-phones", options.trustedPhones,
+                 "only the first N phones trust this computer (default: all)")
+      ->check(CLI::Range(0, kMaxPhones))
+      ->group(group);
   app.add_option("--trust-dialog", options.trustDialog,
                  "how pairing is answered: accept, pending (the first request waits for the "
                  "person, later ones are accepted) or deny")
@@ -63,6 +67,9 @@ void AddPhoneOptions(CLI::App& app, PhoneOptions& options) {
       ->group(group);
   app.add_flag("--session-tls-failure", phone.sessionTlsFailure,
                "the phone answers the session's TLS handshake with garbage")
+      ->group(group);
+  app.add_flag("--service-tls-failure", phone.serviceTlsFailure,
+               "the phone answers the sync service's TLS handshake with garbage")
       ->group(group);
   app.add_flag(
          "--no-service-tls", [&phone](int64_t) { phone.serviceTls = false; },
@@ -90,6 +97,7 @@ UsbmuxdConfig ConfigFrom(const PhoneOptions& options) {
   states.trustDialog = kTrustDialogs.at(options.trustDialog);
   for (int i = 0; i < options.phones; ++i) {
     PhoneConfig phone = states;
+    if (options.trustedPhones >= 0 && i >= options.trustedPhones) phone.trusted = false;
     if (i > 0) {
       const PhoneConfig identity = ExtraPhone(i);
       phone.udid = identity.udid;

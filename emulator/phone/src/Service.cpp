@@ -50,6 +50,10 @@ std::string NoNotesStoreReply() {
 bool ServeService(int fd, const Phone& phone, const AddressBook& book, const NoteStore& notes,
                   const DeviceOptions& options) {
   Channel tunnel(fd);
+  if (phone.config().serviceTls && phone.config().serviceTlsFailure) {
+    BreakHandshake(tunnel);
+    return false;
+  }
   if (phone.config().serviceTls && !tunnel.acceptTls(phone.tls())) return false;
   int pair[2];
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) return false;

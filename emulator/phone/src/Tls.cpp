@@ -138,6 +138,11 @@ void Channel::endTls() {
   ssl_ = nullptr;
 }
 
+void BreakHandshake(Channel& channel) {
+  static const char kGarbage[] = "this is not a TLS server hello";
+  channel.writeAll(kGarbage, sizeof kGarbage - 1);
+}
+
 bool Relay(Channel& tunnel, int inside, int64_t budget) {
   if (budget == 0) return true;
   char buffer[kRelayChunk];

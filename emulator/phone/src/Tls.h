@@ -42,6 +42,10 @@ class Channel {
   SSL* ssl_ = nullptr;
 };
 
+// A TLS failure as a client meets it: bytes that are no TLS record (the caller then
+// hangs up).
+void BreakHandshake(Channel& channel);
+
 // Copies both ways between `tunnel` and the plain descriptor `inside` until either side
 // closes. `budget` (>= 0) is how many bytes from `inside` may still reach the tunnel;
 // -1 means unlimited. Returns true when the budget ran out (the phone goes away).

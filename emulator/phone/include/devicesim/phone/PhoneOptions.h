@@ -14,7 +14,8 @@ namespace phone {
 struct PhoneOptions {
   std::string usbmuxd;  // unix:PATH; empty: the role is off
   int phones = 1;
-  PhoneConfig phone;  // the first phone's identity; its states apply to every phone
+  int trustedPhones = -1;  // how many of the phones, first ones first, trust this computer; -1: all
+  PhoneConfig phone;       // the first phone's identity; its states apply to every phone
   std::string trustDialog = "accept";
 };
 

@@ -44,6 +44,7 @@ struct PhoneConfig {
   bool serviceRefused = false;       // service start refused
   bool sessionTlsFailure = false;    // the phone answers the session's TLS handshake with garbage
   bool serviceTls = true;            // the sync service runs under TLS
+  bool serviceTlsFailure = false;    // ... and answers its handshake with garbage
   int64_t detachAfterBytes = -1;     // detach after this many service bytes sent (-1: never)
   bool contactSyncDisabled = false;  // tethered contact sync is off: the contact sync fails
   bool contactsInICloud = false;     // the contact sync answers with no records
