@@ -8,6 +8,7 @@ packages=(
   libboost-dev libgtest-dev libgmock-dev libbenchmark-dev libplist-dev
   libutfcpp-dev nlohmann-json3-dev libcli11-dev
   python3 python3-vobject pkgconf
+  libimobiledevice-utils libimobiledevice-dev libusbmuxd-dev libssl-dev
 )
 
 missing=()

@@ -16,6 +16,7 @@
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"
+#include "devicesim/phone/PhoneOptions.h"
 
 namespace {
 
@@ -54,6 +55,8 @@ int main(int argc, char** argv) {
       ->capture_default_str()
       ->check(CLI::PositiveNumber);
   app.add_flag("--once", once, "serve one connection, then exit");
+  devicesim::phone::PhoneOptions phoneOptions;
+  devicesim::phone::AddPhoneOptions(app, phoneOptions);
   CLI11_PARSE(app, argc, argv);
 
   devicesim::AddressBook book;
@@ -85,6 +88,8 @@ int main(int argc, char** argv) {
 
   devicesim::DeviceOptions options;
   options.batchSize = batch;
+  if (!phoneOptions.usbmuxd.empty())
+    return devicesim::phone::RunUsbmuxd(phoneOptions, std::move(book), std::move(store), options);
   const size_t people = book.people.size(), count = store.notes.size();
   devicesim::Listener listener(listen, std::move(book), std::move(store), options);
   if (!listener.ok()) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Exporter.h"
+#include "Phones.h"
 
 namespace host {
 namespace {
@@ -17,14 +18,15 @@ const char kExitTable[] =
     "  4    the sync conversation failed (GetData -1)\n"
     "  5    no device handle, e.g. a malformed --device (GetData -5)\n"
     "  6    the device's sync service did not start, e.g. unreachable (GetData -6)\n"
-    "  7    the device connection failed with a platform code (other GetData results)\n"
-    "  130  interrupted\n";
+    "  7    the device connection failed with a platform code (other GetData results)\n";
+const char kExitInterruptedRow[] = "  130  interrupted\n";
 
 void AddCommonOptions(CLI::App* command, Options* options, const std::vector<std::string>& formats,
                       const char* what) {
   command->add_option("--device", options->device,
-                      "the device: unix:PATH or tcp:HOST:PORT of an emulator or bridge "
-                      "(default: the built-in device)");
+                      "the device: usb (the one attached phone), usb:UDID, or unix:PATH or "
+                      "tcp:HOST:PORT of an emulator or bridge (default: the one trusted phone "
+                      "attached, else the built-in device)");
   command->add_option("-f,--format", options->format, what)->check(CLI::IsMember(formats));
   command->add_option("--limit", options->limit, "stop after N records")
       ->check(CLI::PositiveNumber);
@@ -36,8 +38,9 @@ void AddCommonOptions(CLI::App* command, Options* options, const std::vector<std
 bool ParseCommandLine(int argc, char** argv, Options* options, int* status) {
   CLI::App app{
       "Exports the contacts and notes of a device through libVeldrakeForMac.\n"
-      "Without --device it uses a built-in emulated device with the sample data."};
-  app.footer(kExitTable);
+      "Without --device it exports the one attached phone that trusts this computer, else a\n"
+      "built-in emulated device with the sample data."};
+  app.footer(std::string(kExitTable) + kPhoneExitTable + kExitInterruptedRow);
   app.require_subcommand(1);
   CLI::App* contacts = app.add_subcommand("contacts", "export the address book");
   AddCommonOptions(contacts, options, {"vcf", "vcf4", "csv", "json"},
@@ -48,6 +51,7 @@ bool ParseCommandLine(int argc, char** argv, Options* options, int* status) {
                    "json (the default), md (Markdown) or txt");
   notes->add_option("-o,--output", options->output,
                     "write to FILE, or with md/txt to one file per note in the folder DIR");
+  AddPhoneCommands(app, &options->phone);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

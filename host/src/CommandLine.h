@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 
+#include "PhoneCommands.h"
 #include "veldrake/Session.h"
 
 namespace host {
@@ -18,9 +19,11 @@ struct Options {
   std::string output;  // "" or "-" for standard output
   size_t limit = 0;    // 0: no limit
   bool quiet = false;
+  PhoneRequest phone;  // a phone command instead of an export
 };
 
-// True with *options filled in; false when the program ends here with *status (after
+// True with *options filled in (an export, or options->phone.command); false when the program ends
+// here with *status (after
 // --help too), the parser's message already printed.
 bool ParseCommandLine(int argc, char** argv, Options* options, int* status);
 

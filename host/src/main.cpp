@@ -28,6 +28,8 @@
 #include "MobileDevice/mdsim.h"
 #include "NotesWriter.h"
 #include "OutputFile.h"
+#include "PhoneCommands.h"
+#include "Phones.h"
 #include "VCardWriter.h"
 
 namespace {
@@ -41,9 +43,10 @@ struct Target {
   int stdoutFd = -1;                       // the export's standard output, once set apart
 };
 
-// The device asked: the one given, or the built-in one.
+// The device asked: the one given, a phone, or the built-in one.
 struct DeviceChoice {
   std::unique_ptr<host::BuiltinDevice> builtin;
+  std::unique_ptr<host::PhoneExport> phone;  // set for a real phone
   std::string endpoint;
 };
 
@@ -115,9 +118,24 @@ int OpenOutput(const Options& options, Target* target) {
   return host::kExitOk;
 }
 
+// A real phone is checked before the export: it may be set not to sync contacts.
+int PickPhone(const Options& options, DeviceChoice* choice) {
+  if (!host::IsPhoneEndpoint(choice->endpoint)) return host::kExitOk;
+  choice->phone.reset(new host::PhoneExport(options.kind == kVeldrakeContacts, choice->endpoint));
+  host::PhoneFailure failure;
+  if (choice->phone->Check(&failure)) return host::kExitOk;
+  Fail(failure.message);
+  return failure.status;
+}
+
 int PickDevice(const Options& options, DeviceChoice* choice) {
   choice->endpoint = options.device;
-  if (!choice->endpoint.empty()) return host::kExitOk;
+  if (choice->endpoint.empty()) {
+    std::string notice;
+    choice->endpoint = host::ChooseDefaultDevice(&notice);
+    Fail(notice);
+  }
+  if (!choice->endpoint.empty()) return PickPhone(options, choice);
   choice->builtin.reset(new host::BuiltinDevice);
   std::string error;
   if (!choice->builtin->Start(&error)) {
@@ -141,6 +159,9 @@ int Export(const Options& options, DeviceChoice* choice, host::Exporter* exporte
            host::ExportOutcome* outcome) {
   void* device = mdsim_device_new(choice->endpoint.c_str());  // null for a malformed one
   *outcome = exporter->Run(device);
+  host::PhoneFailure phoneFailure;
+  const bool phoneFailed =
+      choice->phone && choice->phone->Explain(outcome->result, device, &phoneFailure);
   mdsim_device_free(device);
   choice->builtin.reset();
 
@@ -154,6 +175,10 @@ int Export(const Options& options, DeviceChoice* choice, host::Exporter* exporte
   if (outcome->outOfMemory) {
     Fail("out of memory while copying the records; nothing was written");
     return host::kExitOutput;
+  }
+  if (phoneFailed) {
+    Fail(phoneFailure.message);
+    return phoneFailure.status;
   }
   if (outcome->Failed(options.kind)) {
     Fail(host::Exporter::Describe(outcome->result));
@@ -217,8 +242,10 @@ int Write(const Options& options, const Target& target, host::Exporter& exporter
   return host::kExitOk;
 }
 
-void Report(const Options& options, const host::Exporter& exporter,
+void Report(const Options& options, const DeviceChoice& choice, const host::Exporter& exporter,
             const host::ExportOutcome& outcome) {
+  const std::string warning = choice.phone ? choice.phone->Warning(exporter.count()) : "";
+  if (!warning.empty()) Fail(warning);
   if (!options.quiet)
     std::fprintf(stderr, "exported %zu %s in %.2f s\n", exporter.count(), Noun(options.kind),
                  outcome.seconds);
@@ -241,7 +268,7 @@ int Run(const Options& options) {
   host::ExportOutcome outcome;
   if ((status = Export(options, &choice, &exporter, &outcome)) != host::kExitOk) return status;
   if ((status = Write(options, target, exporter)) != host::kExitOk) return status;
-  Report(options, exporter, outcome);
+  Report(options, choice, exporter, outcome);
   return host::kExitOk;
 }
 
@@ -253,6 +280,8 @@ int main(int argc, char** argv) {
   Options options;
   int status = host::kExitOk;
   if (!host::ParseCommandLine(argc, argv, &options, &status)) return status;
+  if (options.phone.command != host::PhoneRequest::kNone)
+    return host::RunPhoneCommand(options.phone);
   CatchInterrupts();
   return Run(options);
 }

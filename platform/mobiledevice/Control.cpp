@@ -3,9 +3,11 @@
 #include <unistd.h>
 
 #include <memory>
+#include <vector>
 
 #include "MobileDevice/mdsim.h"
 #include "StandIn.h"
+#include "usb/Link.h"
 
 using mdsim::Device;
 using mdsim::Registry;
@@ -13,6 +15,9 @@ using mdsim::Registry;
 MDSIM_EXPORT void* mdsim_device_new(const char* endpoint) {
   std::unique_ptr<Device> device(new Device);
   if (!mdsim::ParseEndpoint(endpoint, device->endpoint)) return nullptr;
+  if (device->endpoint.kind == mdsim::Endpoint::Kind::Usb) {
+    device->link = std::make_shared<mdsim::usb::Link>(device->endpoint.udid);
+  }
   Registry& registry = Registry::Get();
   std::lock_guard<std::mutex> hold(registry.lock);
   registry.devices.insert(device.get());
@@ -20,13 +25,20 @@ MDSIM_EXPORT void* mdsim_device_new(const char* endpoint) {
 }
 
 MDSIM_EXPORT void mdsim_device_free(void* handle) {
+  // A phone's connections are closed after the lock is released: that joins relays.
+  std::vector<std::shared_ptr<mdsim::usb::Service>> services;
+  std::shared_ptr<mdsim::usb::Link> link;
   Registry& registry = Registry::Get();
-  std::lock_guard<std::mutex> hold(registry.lock);
+  std::unique_lock<std::mutex> hold(registry.lock);
   Device* device = registry.FindDevice(handle);
   if (device == nullptr) return;
   for (auto it = registry.connections.begin(); it != registry.connections.end();) {
     if (it->second.device == device) {
-      mdsim::ShutDownAndClose(it->second.fd);
+      if (it->second.service != nullptr) {
+        services.push_back(it->second.service);
+      } else {
+        mdsim::ShutDownAndClose(it->second.fd);
+      }
       it = registry.connections.erase(it);
     } else {
       ++it;
@@ -36,7 +48,11 @@ MDSIM_EXPORT void mdsim_device_free(void* handle) {
     close(device->endpoint.fd);
   }
   registry.devices.erase(device);
+  link = device->link;
   delete device;
+  hold.unlock();
+  for (const auto& service : services) service->Close();
+  if (link != nullptr) link->Disconnect();
 }
 
 MDSIM_EXPORT void mdsim_device_set_result(void* handle, const char* operation, int result) {

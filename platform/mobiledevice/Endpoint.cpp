@@ -23,6 +23,18 @@ bool AllDigits(const std::string& text) {
   return true;
 }
 
+// A phone's UDID is 40 hex digits, on newer ones 8 and 16 joined by a dash.
+bool PlausibleUdid(const std::string& text) {
+  constexpr size_t kShortest = 24;
+  constexpr size_t kLongest = 63;
+  if (text.size() < kShortest || text.size() > kLongest) return false;
+  for (char c : text) {
+    const bool alnum = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    if (!alnum && c != '-') return false;
+  }
+  return true;
+}
+
 bool StartsWith(const std::string& text, const char* prefix, std::string& rest) {
   const size_t n = std::strlen(prefix);
   if (text.compare(0, n, prefix) != 0) return false;
@@ -91,6 +103,11 @@ bool ParseEndpoint(const char* text, Endpoint& out) {
     out.port = port;
     return true;
   }
+  if (endpoint == "usb" || (StartsWith(endpoint, "usb:", rest) && PlausibleUdid(rest))) {
+    out.kind = Endpoint::Kind::Usb;
+    out.udid = endpoint == "usb" ? std::string() : rest;
+    return true;
+  }
   if (StartsWith(endpoint, "fd:", rest)) {
     if (!AllDigits(rest)) return false;
     const long number = std::stol(rest);
@@ -110,6 +127,7 @@ int ConnectEndpoint(const Endpoint& endpoint) {
     case Endpoint::Kind::Tcp:
       return ConnectTcp(endpoint.host, endpoint.port);
     case Endpoint::Kind::Fd:
+    case Endpoint::Kind::Usb:
       break;
   }
   return -1;

@@ -1,6 +1,7 @@
 // The MobileDevice operations on stand-in devices. Each records its name on the device
 // first, then answers with a forced result if a test set one, and only then does its
-// work, so that every step of a start or close sequence can be made to fail.
+// work, so that every step of a start or close sequence can be made to fail. A "usb"
+// device does its work through its link to the phone, outside the registry's lock.
 #include <sys/socket.h>
 
 #include <cstring>
@@ -10,10 +11,12 @@
 #include "MobileDevice/MobileDevice.h"
 #include "MobileDevice/mdsim.h"
 #include "StandIn.h"
+#include "usb/Link.h"
 
 using mdsim::Connection;
 using mdsim::Device;
 using mdsim::Registry;
+using mdsim::usb::Link;
 
 namespace {
 
@@ -33,6 +36,39 @@ int OnDevice(AMDeviceRef handle, const char* operation, Work work) {
   return work(*device);
 }
 
+// As OnDevice, but a "usb" device runs `phone` on its link once the lock is released.
+template <typename Work, typename PhoneWork>
+int OnDeviceOrPhone(AMDeviceRef handle, const char* operation, Work work, PhoneWork phone) {
+  std::shared_ptr<Link> link;
+  const int checked = OnDevice(handle, operation, [&](Device& device) {
+    if (device.link == nullptr) return work(device);
+    link = device.link;
+    return 0;
+  });
+  return link == nullptr || checked != 0 ? checked : phone(*link);
+}
+
+// Gives the connection a handle, unless the device was freed while it was being made.
+int Register(AMDeviceRef handle, int fd, const std::shared_ptr<mdsim::usb::Service>& service,
+             AMDServiceConnectionRef* connection) {
+  Registry& registry = Registry::Get();
+  std::unique_lock<std::mutex> hold(registry.lock);
+  Device* device = registry.FindDevice(handle);
+  if (device == nullptr) {
+    hold.unlock();
+    if (service != nullptr) {
+      service->Close();
+    } else {
+      mdsim::ShutDownAndClose(fd);
+    }
+    return MDSIM_ERR_INVALID_ARGUMENT;
+  }
+  const uintptr_t id = registry.next_handle++;
+  registry.connections[id] = Connection{device, fd, service};
+  *connection = reinterpret_cast<AMDServiceConnectionRef>(id);
+  return 0;
+}
+
 bool IsSyncService(CFStringRef service) {
   if (service == nullptr) return false;
   const CFIndex length = CFStringGetLength(service);
@@ -47,41 +83,58 @@ bool IsSyncService(CFStringRef service) {
 }  // namespace
 
 MDSIM_EXPORT int AMDeviceConnect(AMDeviceRef handle) {
-  return OnDevice(handle, "AMDeviceConnect", [](Device& device) {
-    device.connected = true;
-    return 0;
-  });
+  return OnDeviceOrPhone(
+      handle, "AMDeviceConnect",
+      [](Device& device) {
+        device.connected = true;
+        return 0;
+      },
+      [](Link& link) { return link.Connect(); });
 }
 
 MDSIM_EXPORT int AMDeviceDisconnect(AMDeviceRef handle) {
-  return OnDevice(handle, "AMDeviceDisconnect", [](Device& device) {
-    device.connected = false;
-    device.session_open = false;
-    return 0;
-  });
+  return OnDeviceOrPhone(
+      handle, "AMDeviceDisconnect",
+      [](Device& device) {
+        device.connected = false;
+        device.session_open = false;
+        return 0;
+      },
+      [](Link& link) { return link.Disconnect(); });
 }
 
 MDSIM_EXPORT int AMDeviceStartSession(AMDeviceRef handle) {
-  return OnDevice(handle, "AMDeviceStartSession", [](Device& device) {
-    if (!device.connected) return MDSIM_ERR_NOT_CONNECTED;
-    device.session_open = true;
-    return 0;
-  });
+  return OnDeviceOrPhone(
+      handle, "AMDeviceStartSession",
+      [](Device& device) {
+        if (!device.connected) return MDSIM_ERR_NOT_CONNECTED;
+        device.session_open = true;
+        return 0;
+      },
+      [](Link& link) { return link.StartSession(); });
 }
 
 MDSIM_EXPORT int AMDeviceStopSession(AMDeviceRef handle) {
-  return OnDevice(handle, "AMDeviceStopSession", [](Device& device) {
-    device.session_open = false;
-    return 0;
-  });
+  return OnDeviceOrPhone(
+      handle, "AMDeviceStopSession",
+      [](Device& device) {
+        device.session_open = false;
+        return 0;
+      },
+      [](Link& link) { return link.StopSession(); });
 }
 
 MDSIM_EXPORT int AMDeviceSecureStartService(AMDeviceRef handle, CFStringRef service, void* options,
                                             AMDServiceConnectionRef* connection) {
   mdsim::Endpoint endpoint;
+  std::shared_ptr<Link> link;
   int fd = -1;
   const int checked = OnDevice(handle, "AMDeviceSecureStartService", [&](Device& device) {
     if (connection == nullptr) return MDSIM_ERR_INVALID_ARGUMENT;
+    if (device.link != nullptr) {
+      link = device.link;
+      return IsSyncService(service) ? 0 : MDSIM_ERR_SERVICE_PROHIBITED;
+    }
     if (!device.connected) return MDSIM_ERR_NOT_CONNECTED;
     if (!IsSyncService(service)) return MDSIM_ERR_SERVICE_PROHIBITED;
     if (device.endpoint.kind == mdsim::Endpoint::Kind::Fd) {
@@ -95,20 +148,16 @@ MDSIM_EXPORT int AMDeviceSecureStartService(AMDeviceRef handle, CFStringRef serv
   if (checked != 0) return checked;
 
   // Connecting may block; it happens outside the lock.
-  if (fd < 0) fd = mdsim::ConnectEndpoint(endpoint);
-  if (fd < 0) return MDSIM_ERR_CONNECTION_FAILED;
-
-  Registry& registry = Registry::Get();
-  std::lock_guard<std::mutex> hold(registry.lock);
-  Device* device = registry.FindDevice(handle);
-  if (device == nullptr) {  // freed while we were connecting
-    mdsim::ShutDownAndClose(fd);
-    return MDSIM_ERR_INVALID_ARGUMENT;
+  std::shared_ptr<mdsim::usb::Service> started;
+  if (link != nullptr) {
+    const int result = link->StartService(kSyncService, started);
+    if (result != 0) return result;
+    fd = started->socket();
+  } else if (fd < 0) {
+    fd = mdsim::ConnectEndpoint(endpoint);
   }
-  const uintptr_t id = registry.next_handle++;
-  registry.connections[id] = Connection{device, fd};
-  *connection = reinterpret_cast<AMDServiceConnectionRef>(id);
-  return 0;
+  if (fd < 0) return MDSIM_ERR_CONNECTION_FAILED;
+  return Register(handle, fd, started, connection);
 }
 
 MDSIM_EXPORT int AMDServiceConnectionGetSocket(AMDServiceConnectionRef handle) {
@@ -123,14 +172,19 @@ MDSIM_EXPORT int AMDServiceConnectionGetSocket(AMDServiceConnectionRef handle) {
 }
 
 MDSIM_EXPORT int AFCConnectionClose(AMDServiceConnectionRef handle) {
-  Registry& registry = Registry::Get();
-  std::lock_guard<std::mutex> hold(registry.lock);
-  Connection* connection = registry.FindConnection(handle);
-  if (connection == nullptr) return MDSIM_ERR_INVALID_ARGUMENT;
-  connection->device->Record("AFCConnectionClose");
-  int forced = 0;
-  if (connection->device->Forced("AFCConnectionClose", forced)) return forced;
-  mdsim::ShutDownAndClose(connection->fd);
-  registry.connections.erase(reinterpret_cast<uintptr_t>(handle));
+  std::shared_ptr<mdsim::usb::Service> service;
+  {
+    Registry& registry = Registry::Get();
+    std::lock_guard<std::mutex> hold(registry.lock);
+    Connection* connection = registry.FindConnection(handle);
+    if (connection == nullptr) return MDSIM_ERR_INVALID_ARGUMENT;
+    connection->device->Record("AFCConnectionClose");
+    int forced = 0;
+    if (connection->device->Forced("AFCConnectionClose", forced)) return forced;
+    service = connection->service;
+    if (service == nullptr) mdsim::ShutDownAndClose(connection->fd);
+    registry.connections.erase(reinterpret_cast<uintptr_t>(handle));
+  }
+  if (service != nullptr) service->Close();  // joins the relay: outside the lock
   return 0;
 }

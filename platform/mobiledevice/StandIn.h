@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -17,13 +18,19 @@
 
 namespace mdsim {
 
+namespace usb {
+class Link;
+class Service;
+}  // namespace usb
+
 struct Endpoint {
-  enum class Kind { Unix, Tcp, Fd };
+  enum class Kind { Unix, Tcp, Fd, Usb };
   Kind kind = Kind::Unix;
   std::string path;  // Unix
   std::string host;  // Tcp
   std::string port;  // Tcp
   int fd = -1;       // Fd: owned until handed to the first service connection
+  std::string udid;  // Usb: empty for the only attached phone
 };
 
 struct Device {
@@ -33,6 +40,7 @@ struct Device {
   bool session_open = false;
   std::map<std::string, int> forced_results;
   std::string calls;
+  std::shared_ptr<usb::Link> link;  // Usb: the phone behind the daemon
 
   void Record(const char* operation) {
     if (!calls.empty()) calls += ',';
@@ -50,6 +58,7 @@ struct Device {
 struct Connection {
   Device* device;
   int fd;
+  std::shared_ptr<usb::Service> service;  // Usb: owns fd
 };
 
 struct Registry {
@@ -73,7 +82,7 @@ struct Registry {
   }
 };
 
-// Parses "unix:PATH", "tcp:HOST:PORT" or "fd:N"; false for anything else.
+// Parses "unix:PATH", "tcp:HOST:PORT", "fd:N", "usb" or "usb:UDID"; false for anything else.
 bool ParseEndpoint(const char* text, Endpoint& out);
 
 // Opens a new connected stream socket to a Unix or TCP endpoint; -1 when that fails.

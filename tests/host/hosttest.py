@@ -8,7 +8,9 @@ import tempfile
 VELDRAKE = os.environ['VELDRAKE']
 DEVICESIM = os.environ['DEVICESIM']
 SAMPLES = os.environ['SAMPLES']
-ENV = dict(os.environ, LC_ALL='C.UTF-8')
+# Without --device veldrake would export a phone the system's usbmux daemon has attached:
+# no daemon answers here, so it is always the built-in device.
+ENV = dict(os.environ, LC_ALL='C.UTF-8', USBMUXD_SOCKET_ADDRESS='UNIX:/nonexistent/usbmuxd.sock')
 TIMEOUT = 300  # a sanitizer build is slow; no test should come near this
 
 
@@ -41,9 +43,10 @@ class Device:
         shutil.rmtree(self.folder, ignore_errors=True)
 
 
-def veldrake(*args):
+def veldrake(*args, env=None):
     """Runs veldrake; returns the CompletedProcess with text stdout and stderr."""
-    run = subprocess.run([VELDRAKE, *args], capture_output=True, env=ENV, timeout=TIMEOUT)
+    run = subprocess.run([VELDRAKE, *args], capture_output=True, env=env or ENV,
+                         timeout=TIMEOUT)
     run.stdout, run.stderr = run.stdout.decode('utf-8'), run.stderr.decode('utf-8')
     return run
 

@@ -49,6 +49,11 @@ class Failures(unittest.TestCase):
             (['notes', '--format', 'vcf'], 2, 'vcf'),
             ([], 2, 'subcommand'),
             (['contacts', '--limit', '0'], 2, 'limit'),
+            (['pair', '--device', 'tcp:localhost:1'], 2, 'usb:UDID'),
+            # No usbmux daemon answers the tests.
+            (['devices'], 8, 'no usbmux daemon is running: start it'),
+            (['contacts', '--device', 'usb'], 8, 'sudo apt-get install usbmuxd'),
+            (['notes', '--device', 'usb:1234'], 5, "usb:1234 is not a phone's UDID"),
         ]
         for args, status, message in cases:
             with self.subTest(args=args):

@@ -11,8 +11,9 @@
    Results: 0 or a count on success; a failure is one of the MDPHONE_ERR_* codes below,
    negative ints of MobileDevice's 0xE80000xx family. The same codes come back from the
    MobileDevice operations on a "usb" device (AMDeviceConnect for the first five,
-   AMDeviceSecureStartService for the next three), and mdphone_last_error tells which one
-   stopped an export whose GetData result was only -1 or -6. */
+   AMDeviceSecureStartService for the next three, and also NOT_PAIRED or TLS_FAILED when
+   the lockdown session did not start), and mdphone_last_error tells which one stopped an
+   export whose GetData result was only -1 or -6. */
 #ifndef VELDRAKE_PLATFORM_MDPHONE_H_
 #define VELDRAKE_PLATFORM_MDPHONE_H_
 

@@ -1,0 +1,90 @@
+// Usbmuxd: an emulated usbmux daemon with emulated phones behind it, for tests of the
+// real-device platform layer and for `veldrake-devicesim --usbmuxd`.
+//
+// The daemon answers libusbmuxd's property-list protocol on a Unix socket (device list,
+// attach/detach events, connect to a phone's port, pair records, system BUID). Each phone
+// plays lockdown on port 62078 (query type, values, pairing, session with TLS, service
+// start) and, on the port a service start hands out, the device side of the sync
+// conversation (devicesim::ServeConnection), with or without TLS. Certificates and pair
+// records are generated at start and kept in memory only.
+//
+// Ownership: Usbmuxd owns its threads, sockets and the socket file (removed at stop).
+// Thread contract: start, stop, detach and the accessors are called from one thread; the
+// daemon serves any number of clients at once on its own threads.
+#ifndef DEVICESIM_PHONE_USBMUXD_H_
+#define DEVICESIM_PHONE_USBMUXD_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "devicesim/AddressBook.h"
+#include "devicesim/Device.h"
+#include "devicesim/NoteStore.h"
+
+namespace devicesim {
+namespace phone {
+
+// How the phone answers a pairing request.
+enum class TrustDialog {
+  Accept,   // the person taps Trust at once
+  Pending,  // the first request answers "dialog pending"; later ones are accepted
+  Deny,     // the person taps Don't Trust
+};
+
+struct PhoneConfig {
+  std::string udid = "00008110-000A1234567890AB";
+  std::string name = "Emulated iPhone";
+  std::string model = "iPhone14,2";
+  std::string version = "17.1";
+  bool trusted = true;  // a pair record with this computer exists at start
+  TrustDialog trustDialog = TrustDialog::Accept;
+  bool passcodeLocked = false;       // service start and pairing refused: unlock first
+  bool serviceRefused = false;       // service start refused
+  bool sessionTlsFailure = false;    // the phone answers the session's TLS handshake with garbage
+  bool serviceTls = true;            // the sync service runs under TLS
+  bool serviceTlsFailure = false;    // ... and answers its handshake with garbage
+  int64_t detachAfterBytes = -1;     // detach after this many service bytes sent (-1: never)
+  bool contactSyncDisabled = false;  // tethered contact sync is off: the contact sync fails
+  bool contactsInICloud = false;     // the contact sync answers with no records
+  bool noNotesStore = false;         // the note sync is refused, as iOS 11 and later do
+};
+
+struct UsbmuxdConfig {
+  std::string endpoint = "unix:/tmp/veldrake-usbmuxd.sock";  // only unix:PATH
+  std::vector<PhoneConfig> phones{PhoneConfig{}};
+};
+
+// A second (third, ...) phone's identity, distinct from the default one's.
+PhoneConfig ExtraPhone(int index);
+
+class Usbmuxd {
+ public:
+  Usbmuxd(UsbmuxdConfig config, AddressBook book, NoteStore notes, DeviceOptions options = {});
+  ~Usbmuxd();  // stops
+  Usbmuxd(const Usbmuxd&) = delete;
+  Usbmuxd& operator=(const Usbmuxd&) = delete;
+
+  // Generates the certificates, binds the socket and starts serving. False with a message
+  // when the socket cannot be bound or a certificate cannot be made.
+  bool start(std::string* error);
+  // Closes every connection, joins every thread and removes the socket file.
+  void stop();
+
+  std::string endpoint() const;       // "unix:PATH"
+  std::string socketAddress() const;  // "UNIX:PATH", the form USBMUXD_SOCKET_ADDRESS takes
+  // Unplugs a phone: listeners get a Detached event, its tunnels close, it leaves the list.
+  void detach(const std::string& udid);
+  // Whether the daemon holds a pair record for the phone (after pairing, before unpairing).
+  bool hasPairRecord(const std::string& udid) const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace phone
+}  // namespace devicesim
+
+#endif  // DEVICESIM_PHONE_USBMUXD_H_

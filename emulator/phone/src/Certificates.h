@@ -1,0 +1,29 @@
+// The keys and certificates of one emulated computer-phone relationship, made with
+// OpenSSL at start: a root authority, the computer's (host's) certificate and the phone's
+// (device's), all signed by the root, as a pair record carries them.
+#ifndef DEVICESIM_PHONE_CERTIFICATES_H_
+#define DEVICESIM_PHONE_CERTIFICATES_H_
+
+#include <string>
+
+namespace devicesim {
+namespace phone {
+
+struct PemCredentials {
+  std::string rootCertificate, rootPrivateKey;
+  std::string hostCertificate, hostPrivateKey;
+  std::string deviceCertificate, devicePrivateKey;
+  std::string devicePublicKey;  // PKCS#1 "RSA PUBLIC KEY", as lockdown hands it out
+};
+
+// False with a message when OpenSSL fails.
+bool GenerateCredentials(PemCredentials* out, std::string* error);
+
+// The credentials of the `index`-th phone, generated on first use and then kept in memory
+// for the process's later daemons: key generation dominates a daemon's start.
+bool CredentialsFor(size_t index, PemCredentials* out, std::string* error);
+
+}  // namespace phone
+}  // namespace devicesim
+
+#endif  // DEVICESIM_PHONE_CERTIFICATES_H_

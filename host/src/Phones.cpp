@@ -1,0 +1,231 @@
+#include "Phones.h"
+
+#include <cstdlib>
+
+#include "Exporter.h"
+
+namespace host {
+namespace {
+
+const char kUsb[] = "usb";
+const char kUsbPrefix[] = "usb:";
+// Phones keep no notes for a computer since this major version.
+const int kFirstVersionWithoutNotesStore = 11;
+
+// "UDID (name), UDID (name)" or "none".
+std::string AttachedList() {
+  std::vector<mdphone_info> phones;
+  if (ListPhones(&phones) != 0 || phones.empty()) return "none";
+  std::string out;
+  for (const mdphone_info& phone : phones) {
+    if (!out.empty()) out += ", ";
+    out += PhoneLabel(phone);
+  }
+  return out;
+}
+
+std::string PhoneName(const mdphone_info& phone, bool known) {
+  return known && phone.name[0] != '\0' ? phone.name : "the phone";
+}
+
+std::string DeviceOption(const std::string& udid) {
+  return udid.empty() ? "" : " --device usb:" + udid;
+}
+
+}  // namespace
+
+const char kPhoneExitTable[] =
+    "  8    no usbmux daemon is running\n"
+    "  9    no phone is attached\n"
+    "  10   several phones are attached: choose one with --device usb:UDID\n"
+    "  11   no attached phone has that UDID\n"
+    "  12   the phone does not trust this computer: veldrake pair\n"
+    "  13   the phone is locked with a passcode\n"
+    "  14   the phone refused to start its sync service\n"
+    "  15   the secure connection to the phone failed\n"
+    "  16   the phone went away during the export\n"
+    "  17   pairing waits for Trust to be tapped on the phone\n"
+    "  18   the phone was told not to trust this computer\n"
+    "  19   contact sync with a computer is off on the phone: veldrake enable-sync\n"
+    "  20   the phone keeps no notes for a computer (iCloud)\n";
+
+bool IsPhoneEndpoint(const std::string& endpoint) {
+  return endpoint == kUsb || endpoint.compare(0, sizeof kUsbPrefix - 1, kUsbPrefix) == 0;
+}
+
+std::string PhoneUdid(const std::string& endpoint) {
+  return IsPhoneEndpoint(endpoint) && endpoint != kUsb ? endpoint.substr(sizeof kUsbPrefix - 1)
+                                                       : "";
+}
+
+int ListPhones(std::vector<mdphone_info>* phones) {
+  phones->clear();
+  int count = mdphone_list(nullptr, 0);
+  // A phone may arrive between the two calls: ask again with room for it.
+  while (count > static_cast<int>(phones->size())) {
+    phones->resize(static_cast<size_t>(count));
+    count = mdphone_list(phones->data(), count);
+  }
+  if (count < 0) {
+    phones->clear();
+    return count;
+  }
+  phones->resize(static_cast<size_t>(count));
+  return 0;
+}
+
+std::string PhoneLabel(const mdphone_info& phone) {
+  return phone.name[0] == '\0' ? phone.udid : std::string(phone.name) + " (" + phone.udid + ")";
+}
+
+bool FindPhone(const std::string& udid, mdphone_info* phone) {
+  std::vector<mdphone_info> phones;
+  if (ListPhones(&phones) != 0) return false;
+  for (const mdphone_info& candidate : phones) {
+    if (udid.empty() ? phones.size() == 1 : udid == candidate.udid) {
+      *phone = candidate;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool DescribePhoneError(int code, PhoneFailure* failure) {
+  switch (code) {
+    case MDPHONE_ERR_NO_DAEMON:
+      *failure = {kExitNoDaemon,
+                  "no usbmux daemon is running: start it with `sudo systemctl start usbmuxd` "
+                  "(install it with `sudo apt-get install usbmuxd`)"};
+      return true;
+    case MDPHONE_ERR_NO_DEVICE:
+      *failure = {kExitNoPhone,
+                  "no phone is attached: plug it in with a USB cable, unlock it, and check "
+                  "with `veldrake devices`"};
+      return true;
+    case MDPHONE_ERR_SEVERAL_DEVICES:
+      *failure = {kExitSeveralPhones,
+                  "several phones are attached: choose one with --device usb:UDID (attached: " +
+                      AttachedList() + ")"};
+      return true;
+    case MDPHONE_ERR_UDID_NOT_FOUND:
+      *failure = {kExitUnknownUdid,
+                  "no attached phone has that UDID: choose one with --device usb:UDID "
+                  "(attached: " +
+                      AttachedList() + ")"};
+      return true;
+    case MDPHONE_ERR_NOT_PAIRED:
+      *failure = {kExitNotTrusted,
+                  "the phone does not trust this computer: run `veldrake pair`, unlock the "
+                  "phone and tap Trust"};
+      return true;
+    case MDPHONE_ERR_PASSCODE_LOCKED:
+      *failure = {kExitLocked,
+                  "the phone is locked with a passcode: unlock it, keep it unlocked, and run "
+                  "the command again"};
+      return true;
+    case MDPHONE_ERR_SERVICE_REFUSED:
+      *failure = {kExitServiceRefused,
+                  "the phone refused to start its sync service: unlock it, unplug it and plug "
+                  "it in again, then run the command again"};
+      return true;
+    case MDPHONE_ERR_TLS_FAILED:
+      *failure = {kExitTlsFailed,
+                  "the secure connection to the phone failed: renew this computer's pairing "
+                  "with `veldrake pair`, then run the command again"};
+      return true;
+    case MDPHONE_ERR_CONNECTION_LOST:
+      *failure = {kExitConnectionLost,
+                  "the phone went away during the export: plug it in, keep it unlocked, and "
+                  "run the command again"};
+      return true;
+    case MDPHONE_ERR_PAIRING_PENDING:
+      *failure = {kExitPairingPending,
+                  "the phone asks whether to trust this computer: unlock it, tap Trust, then "
+                  "run `veldrake pair` again"};
+      return true;
+    case MDPHONE_ERR_PAIRING_DENIED:
+      *failure = {kExitPairingDenied,
+                  "the phone was told not to trust this computer: unplug it, plug it in "
+                  "again, run `veldrake pair` and tap Trust"};
+      return true;
+    default:
+      return false;
+  }
+}
+
+std::string ChooseDefaultDevice(std::string* notice) {
+  const std::string fallback = ": exporting the built-in sample device";
+  std::vector<mdphone_info> phones;
+  if (ListPhones(&phones) != 0) {
+    *notice = "no --device and no usbmux daemon running" + fallback;
+    return "";
+  }
+  const mdphone_info* chosen = nullptr;
+  int trusted = 0;
+  for (const mdphone_info& phone : phones) {
+    if (phone.trusted != MDPHONE_YES) continue;
+    ++trusted;
+    chosen = &phone;
+  }
+  if (trusted == 1) {
+    *notice = "exporting " + PhoneLabel(*chosen);
+    return kUsbPrefix + std::string(chosen->udid);
+  }
+  if (phones.empty()) {
+    *notice = "no --device and no phone attached" + fallback;
+  } else if (trusted == 0) {
+    *notice =
+        "no --device and no attached phone trusts this computer (see `veldrake pair`)" + fallback;
+  } else {
+    *notice = "no --device and " + std::to_string(trusted) +
+              " trusted phones attached (choose one with --device usb:UDID)" + fallback;
+  }
+  return "";
+}
+
+PhoneExport::PhoneExport(bool contacts, const std::string& endpoint)
+    : contacts_(contacts), udid_(PhoneUdid(endpoint)) {}
+
+bool PhoneExport::Check(PhoneFailure* failure) {
+  // A phone that cannot be found stops the export too, with its own reason.
+  known_ = FindPhone(udid_, &phone_);
+  if (!contacts_ || !known_ || phone_.contacts_sync != MDPHONE_NO) return true;
+  *failure = {kExitContactSyncOff,
+              "contact sync with a computer is off on " + PhoneName(phone_, known_) +
+                  ", so it sends no contacts: turn it on with `veldrake enable-sync" +
+                  DeviceOption(udid_) + "` (this changes a setting on the phone)"};
+  return false;
+}
+
+bool PhoneExport::Explain(int result, const void* device, PhoneFailure* failure) const {
+  if (DescribePhoneError(result, failure)) return true;
+  if (result == kVeldrakeNoDevice) {
+    *failure = {kExitNoDevice, "usb:" + udid_ +
+                                   " is not a phone's UDID: choose one with --device usb:UDID "
+                                   "(attached: " +
+                                   AttachedList() + ")"};
+    return true;
+  }
+  const int reason = mdphone_last_error(device);
+  if (DescribePhoneError(reason, failure)) return true;
+  if (contacts_ || result != kVeldrakeConversationFailed || reason != 0) return false;
+  *failure = {kExitNoNotesStore,
+              PhoneName(phone_, known_) +
+                  " keeps no notes for a computer to read (no notes store; since iOS 11 notes "
+                  "live in iCloud or only on the phone): export them from iCloud.com"};
+  return true;
+}
+
+std::string PhoneExport::Warning(size_t count) const {
+  if (count != 0) return "";
+  if (contacts_)
+    return "warning: " + PhoneName(phone_, known_) +
+           " sent no contacts: a phone whose contacts are kept in iCloud has none to sync "
+           "with a computer; export them from iCloud.com instead";
+  if (known_ && std::atoi(phone_.version) >= kFirstVersionWithoutNotesStore)
+    return "warning: " + PhoneName(phone_, known_) + " sent no notes: since iOS 11 notes " +
+           "live in iCloud or only on the phone; export them from iCloud.com instead";
+  return "";
+}
+
+}  // namespace host

@@ -1,0 +1,90 @@
+// Phones: real phones reached through the usbmux daemon, as the command-line host meets
+// them. Picks the device when the person names none, checks a phone before an export, and
+// turns every MDPHONE_ERR_* code (and what a real phone does in place of an export: contact
+// sync switched off, contacts kept in iCloud, no notes store) into one line that says what
+// to do, with an exit status of its own.
+//
+// Everything here asks the platform's control interface (MobileDevice/mdphone.h), never
+// the library's exported surface. Thread contract: one thread; not while a GetData on the
+// same phone runs.
+#ifndef VELDRAKE_HOST_PHONES_H_
+#define VELDRAKE_HOST_PHONES_H_
+
+#include <string>
+#include <vector>
+
+#include "MobileDevice/mdphone.h"
+
+namespace host {
+
+// Exit statuses of the phone failures, after those of an export (0-7).
+enum PhoneExitStatus : int {
+  kExitNoDaemon = 8,
+  kExitNoPhone = 9,
+  kExitSeveralPhones = 10,
+  kExitUnknownUdid = 11,
+  kExitNotTrusted = 12,
+  kExitLocked = 13,
+  kExitServiceRefused = 14,
+  kExitTlsFailed = 15,
+  kExitConnectionLost = 16,
+  kExitPairingPending = 17,
+  kExitPairingDenied = 18,
+  kExitContactSyncOff = 19,
+  kExitNoNotesStore = 20,
+};
+
+// The rows of the exit status table that belong to phones, for the usage footer.
+extern const char kPhoneExitTable[];
+
+struct PhoneFailure {
+  int status = 0;
+  std::string message;  // one line, without the program's name
+};
+
+// "usb" (the one attached phone) or "usb:UDID".
+bool IsPhoneEndpoint(const std::string& endpoint);
+// The UDID of "usb:UDID"; "" for "usb" or any other endpoint.
+std::string PhoneUdid(const std::string& endpoint);
+
+// The attached phones into *phones: 0, or MDPHONE_ERR_NO_DAEMON.
+int ListPhones(std::vector<mdphone_info>* phones);
+
+// The phone with `udid` ("" for the only attached one) into *phone; false when there is none.
+bool FindPhone(const std::string& udid, mdphone_info* phone);
+
+// "Ann's iPhone (UDID)", or the UDID alone when the phone keeps its name back.
+std::string PhoneLabel(const mdphone_info& phone);
+
+// The failure for an MDPHONE_ERR_* code; false for any other code.
+bool DescribePhoneError(int code, PhoneFailure* failure);
+
+// The device to export when the person names none: "usb:UDID" for the one attached phone
+// that trusts this computer; otherwise "" (the built-in sample device) with *notice saying
+// why.
+std::string ChooseDefaultDevice(std::string* notice);
+
+// One export from a real phone: what to refuse before it, and how to explain its end.
+class PhoneExport {
+ public:
+  PhoneExport(bool contacts, const std::string& endpoint);
+
+  // False with *failure when the export cannot work: contact sync with a computer is off.
+  bool Check(PhoneFailure* failure);
+  // After GetData, whatever its result: the failure the phone caused, read from `device`
+  // (a phone unplugged during a contact export can end it with 0 and the records so far).
+  // False when there is none (a failed result then keeps its generic message).
+  bool Explain(int result, const void* device, PhoneFailure* failure) const;
+  // A warning for a successful export that brought no records; "" when there is none.
+  std::string Warning(size_t count) const;
+
+ private:
+  bool contacts_;
+  std::string udid_;
+  mdphone_info phone_{};
+  bool known_ = false;  // phone_ describes the phone the export reaches
+};
+
+}  // namespace host
+
+#endif  // VELDRAKE_HOST_PHONES_H_

@@ -1,0 +1,145 @@
+// The control interface for real phones: what is attached, pairing, and the one sync
+// setting a person may need changed. Each call opens its own lockdown connection.
+#include <plist/plist.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "../StandIn.h"
+#include "Link.h"
+#include "MobileDevice/mdphone.h"
+#include "Phone.h"
+
+using mdsim::usb::Lockdown;
+using mdsim::usb::QuietPipe;
+
+namespace {
+
+const char kTetheredSyncDomain[] = "com.apple.mobile.tethered_sync";
+const char kContactsKey[] = "Contacts";
+const char kDisableKey[] = "DisableTethered";
+
+template <size_t N>
+void CopyCut(char (&field)[N], const std::string& text) {
+  const size_t n = std::min(text.size(), N - 1);
+  std::memcpy(field, text.data(), n);
+  field[n] = '\0';
+}
+
+std::string StringValue(Lockdown& lockdown, const char* key) {
+  const plist_t value = lockdown.GetValue(nullptr, key);
+  std::string text;
+  if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
+    char* raw = nullptr;
+    plist_get_string_val(value, &raw);
+    if (raw != nullptr) text = raw;
+    free(raw);
+  }
+  plist_free(value);
+  return text;
+}
+
+// Some OS versions keep the flag as a boolean, others as 0 or 1.
+int ContactSyncOn(Lockdown& lockdown) {
+  const plist_t contacts = lockdown.GetValue(kTetheredSyncDomain, kContactsKey);
+  if (contacts == nullptr || plist_get_node_type(contacts) != PLIST_DICT) {
+    plist_free(contacts);
+    return MDPHONE_UNKNOWN;
+  }
+  int on = MDPHONE_YES;  // nothing turns it off
+  const plist_t flag = plist_dict_get_item(contacts, kDisableKey);
+  if (flag != nullptr && plist_get_node_type(flag) == PLIST_BOOLEAN) {
+    uint8_t disabled = 0;
+    plist_get_bool_val(flag, &disabled);
+    on = disabled ? MDPHONE_NO : MDPHONE_YES;
+  } else if (flag != nullptr && plist_get_node_type(flag) == PLIST_UINT) {
+    uint64_t disabled = 0;
+    plist_get_uint_val(flag, &disabled);
+    on = disabled != 0 ? MDPHONE_NO : MDPHONE_YES;
+  }
+  plist_free(contacts);
+  return on;
+}
+
+void Describe(const mdsim::usb::Attached& phone, mdphone_info& out) {
+  std::memset(&out, 0, sizeof out);
+  CopyCut(out.udid, phone.udid);
+  out.network = phone.usb ? MDPHONE_NO : MDPHONE_YES;
+  out.trusted = MDPHONE_NO;
+  out.contacts_sync = MDPHONE_UNKNOWN;
+  Lockdown lockdown;
+  if (lockdown.Open(phone.udid) != 0) return;
+  if (lockdown.ReadHostId() && lockdown.StartSession() == 0) out.trusted = MDPHONE_YES;
+  // An untrusted phone still tells some values; those it keeps back stay empty.
+  CopyCut(out.name, StringValue(lockdown, "DeviceName"));
+  CopyCut(out.model, StringValue(lockdown, "ProductType"));
+  CopyCut(out.version, StringValue(lockdown, "ProductVersion"));
+  if (out.trusted == MDPHONE_YES) out.contacts_sync = ContactSyncOn(lockdown);
+}
+
+int PairCode(lockdownd_error_t error) {
+  return mdsim::usb::CodeOf(error, MDPHONE_ERR_NOT_PAIRED);
+}
+
+}  // namespace
+
+MDSIM_EXPORT int mdphone_list(mdphone_info* out, int capacity) {
+  QuietPipe quiet;
+  std::vector<mdsim::usb::Attached> phones;
+  if (!mdsim::usb::ListAttached(phones)) return MDPHONE_ERR_NO_DAEMON;
+  const size_t described =
+      out == nullptr ? 0 : std::min(phones.size(), size_t(std::max(capacity, 0)));
+  for (size_t i = 0; i < described; ++i) Describe(phones[i], out[i]);
+  return static_cast<int>(phones.size());
+}
+
+MDSIM_EXPORT int mdphone_pair(const char* udid) {
+  QuietPipe quiet;
+  Lockdown lockdown;
+  const int opened = lockdown.Open(udid == nullptr ? "" : udid);
+  if (opened != 0) return opened;
+  // The new record goes to the daemon, which keeps it for every client of this computer.
+  return PairCode(lockdownd_pair(lockdown.client(), nullptr));
+}
+
+MDSIM_EXPORT int mdphone_enable_contact_sync(const char* udid) {
+  QuietPipe quiet;
+  Lockdown lockdown;
+  const int opened = lockdown.Open(udid == nullptr ? "" : udid);
+  if (opened != 0) return opened;
+  if (!lockdown.ReadHostId()) return MDPHONE_ERR_NOT_PAIRED;
+  const int session = lockdown.StartSession();
+  if (session != 0) return session;
+  // Only the flag changes; whatever else the phone keeps beside it is written back as is.
+  plist_t contacts = lockdown.GetValue(kTetheredSyncDomain, kContactsKey);
+  if (contacts == nullptr || plist_get_node_type(contacts) != PLIST_DICT) {
+    plist_free(contacts);
+    contacts = plist_new_dict();
+  }
+  plist_dict_set_item(contacts, kDisableKey, plist_new_bool(0));
+  const lockdownd_error_t set = lockdown.SetValue(kTetheredSyncDomain, kContactsKey, contacts);
+  return mdsim::usb::CodeOf(set, MDPHONE_ERR_SERVICE_REFUSED);
+}
+
+MDSIM_EXPORT int mdphone_last_error(const void* device) {
+  std::shared_ptr<mdsim::usb::Link> link;
+  std::vector<std::shared_ptr<mdsim::usb::Service>> services;
+  {
+    mdsim::Registry& registry = mdsim::Registry::Get();
+    std::lock_guard<std::mutex> hold(registry.lock);
+    const mdsim::Device* found = registry.FindDevice(device);
+    if (found == nullptr || found->link == nullptr) return 0;
+    link = found->link;
+    for (const auto& entry : registry.connections) {
+      if (entry.second.device == found && entry.second.service != nullptr) {
+        services.push_back(entry.second.service);
+      }
+    }
+  }
+  // A direct descriptor has no relay to notice the phone leaving; it is looked at now.
+  if (link->LastError() == 0) {
+    for (const auto& service : services) service->NoticeLoss();
+  }
+  return link->LastError();
+}
