@@ -19,8 +19,8 @@
 #include <string>
 #include <thread>
 
+#include "Messages.h"
 #include "devicesim/phone/Usbmuxd.h"
-#include "veldrake/Messages.h"
 
 using namespace devicesim;
 using devicesim::phone::PhoneConfig;
