@@ -9,6 +9,7 @@
 namespace {
 
 using namespace contacttest;
+using namespace propbuild;
 
 class AnalysisContactFieldTest : public Utf8Test {
  protected:

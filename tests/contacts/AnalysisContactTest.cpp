@@ -9,6 +9,7 @@
 namespace {
 
 using namespace contacttest;
+using namespace propbuild;
 
 class AnalysisContactTest : public Utf8Test {
  protected:

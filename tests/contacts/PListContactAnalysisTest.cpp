@@ -6,17 +6,20 @@
 #include <gtest/gtest.h>
 
 #include "ContactTestSupport.h"
+#include "ValueBuild.h"
+#include "devicesim/BPListWriter.h"
 
 namespace {
 
 using namespace contacttest;
+using namespace valuebuild;
 
 const std::string kName = "SDMessageProcessChanges";
 
 class PListContactAnalysisTest : public Utf8Test {
  protected:
   // Analyses `root` from an exact-size heap copy, so reads past the end are caught.
-  int Analyse(const prop& root) { return AnalyseBytes(devicesim::WriteBinaryPlist(root)); }
+  int Analyse(const Value& root) { return AnalyseBytes(devicesim::WriteBinaryPlist(root)); }
   int AnalyseBytes(const std::string& bytes) {
     std::vector<char> copy(bytes.begin(), bytes.end());
     const int result = analysis.Analysis(copy.data(), static_cast<int>(copy.size()));
@@ -26,10 +29,10 @@ class PListContactAnalysisTest : public Utf8Test {
   PListContactAnalysis analysis;
 };
 
-prop Person(const std::string& first) {
+Value Person(const std::string& first) {
   return Dict({{"first name", Str(first)}});
 }
-prop Phone(const std::string& value) {
+Value Phone(const std::string& value) {
   return Dict({{"value", Str(value)}});
 }
 
@@ -38,10 +41,10 @@ TEST_F(PListContactAnalysisTest, ResultTellsTheConversationWhetherToGoOn) {
   char junk[] = "not a property list";
   EXPECT_EQ(analysis.Analysis(junk, sizeof junk - 1), 0);
   EXPECT_EQ(analysis.Analysis(junk, -1), 0);
-  EXPECT_EQ(Analyse(prop::Null), -1);
+  EXPECT_EQ(Analyse(Null), -1);
   EXPECT_EQ(Analyse(Dict({{"1", Person("a")}})), -1);  // a root that is no array
   EXPECT_EQ(Analyse(Array({})), -2);
-  EXPECT_EQ(Analyse(Array({Str(kName), Str("com.apple.Contacts"), Dict({}), prop::False})), -3);
+  EXPECT_EQ(Analyse(Array({Str(kName), Str("com.apple.Contacts"), Dict({}), False})), -3);
   EXPECT_EQ(Analyse(Array({Str("other"), Dict({}), Int(3)})), 0);
   EXPECT_TRUE(analysis.contacts.empty());
 }
@@ -81,9 +84,9 @@ TEST_F(PListContactAnalysisTest, KeysSplitOnTheirFirstAndLastSlash) {
 }
 
 TEST_F(PListContactAnalysisTest, WalksOnlyNonEmptyDictionariesOfTheRootArray) {
-  const prop nested = Array({Dict({{"1", Person("nested")}})});
-  EXPECT_EQ(Analyse(Array({Str(kName), nested, prop::Null, Dict({}),
-                           Dict({{"2", prop::Null},
+  const Value nested = Array({Dict({{"1", Person("nested")}})});
+  EXPECT_EQ(Analyse(Array({Str(kName), nested, Null, Dict({}),
+                           Dict({{"2", Null},
                                  {"3", Dict({})},
                                  {"4", Str("x")},
                                  {"10", Person("ten")},

@@ -11,8 +11,9 @@
 
 #include <gtest/gtest.h>
 
-#include "PropBuild.h"
 #include "QX/Notes.h"
+#include "ValueBuild.h"
+#include "devicesim/BPListWriter.h"
 
 // The host reads the record directly: order and widths are fixed.
 static_assert(std::is_standard_layout<QX::Notes>::value, "host reads the record as a C struct");
@@ -54,15 +55,15 @@ int Record(void* record) {
   return static_cast<int>(gSeen.size()) - 1 == gStopAt ? -1 : gOtherResult;
 }
 
-using namespace propbuild;
+using namespace valuebuild;
 
-prop Note(const std::string& subject) {
+Value Note(const std::string& subject) {
   return Dict({{"subject", Str(subject)}});
 }
 
 // A reply shaped like the device's: name, data class, the batch, more.
-prop Reply(prop batch) {
-  return Array({Str("SDMessageProcessChanges"), Str("com.apple.Notes"), batch, prop::False});
+Value Reply(Value batch) {
+  return Array({Str("SDMessageProcessChanges"), Str("com.apple.Notes"), batch, False});
 }
 
 class PListNoteAnalysisTest : public ::testing::Test {
@@ -73,7 +74,7 @@ class PListNoteAnalysisTest : public ::testing::Test {
     gStopAt = -1;
     gOtherResult = 0;
   }
-  int Analyse(const prop& root) { return Analyse(devicesim::WriteBinaryPlist(root)); }
+  int Analyse(const Value& root) { return Analyse(devicesim::WriteBinaryPlist(root)); }
   int Analyse(std::string bytes) {
     return PListNoteAnalysis().Analysis(&bytes[0], static_cast<int>(bytes.size()),
                                         reinterpret_cast<void*>(&Record));
@@ -97,19 +98,19 @@ TEST_F(PListNoteAnalysisTest, UnreadableRepliesGoOnWithoutDelivering) {
 }
 
 TEST_F(PListNoteAnalysisTest, RootDecidesTheStopResults) {
-  EXPECT_EQ(Analyse(prop::Null), -1);
+  EXPECT_EQ(Analyse(Null), -1);
   EXPECT_EQ(Analyse(Dict({{"1", Note("root dict")}})), -1);  // no array: unusable
   EXPECT_EQ(Analyse(Str("a string root")), -1);
   EXPECT_EQ(Analyse(Array({})), -2);
   EXPECT_EQ(Analyse(Array({Str("a"), Str("b")})), 1);
   EXPECT_EQ(Analyse(Array({Str("SDMessageProcessChanges"), Dict({})})), 1);
-  EXPECT_EQ(Analyse(Array({prop::Null, prop::Null})), 1);
+  EXPECT_EQ(Analyse(Array({Null, Null})), 1);
   EXPECT_TRUE(gSeen.empty());
 }
 
 TEST_F(PListNoteAnalysisTest, NoteWithoutKnownKeysHasInitialValues) {
   // A dictionary without note records still asks for more.
-  EXPECT_EQ(Analyse(Reply(Dict({{"1", Str("x")}, {"2", Dict({})}, {"3", prop::Null}}))), 0);
+  EXPECT_EQ(Analyse(Reply(Dict({{"1", Str("x")}, {"2", Dict({})}, {"3", Null}}))), 0);
   EXPECT_TRUE(gSeen.empty());
   EXPECT_EQ(Analyse(Reply(Dict({{"1", Dict({{"title", Str("not a key of ours")}})}}))), 0);
   ASSERT_EQ(gSeen.size(), 1u);
@@ -121,12 +122,12 @@ TEST_F(PListNoteAnalysisTest, NoteWithoutKnownKeysHasInitialValues) {
 }
 
 TEST_F(PListNoteAnalysisTest, FieldsOfUnexpectedTagsOrNullAreSkipped) {
-  prop odd = Dict({{"content", prop::createDate(5.0)},
-                   {"subject", prop(static_cast<long long>(7))},
+  const Value odd = Dict({{"content", Date(5.0)},
+                   {"subject", Int(7)},
                    {"dateModified", Str("yesterday")},
                    {"Content", Str("case matters")}});
-  prop nulls =
-      Dict({{"content", prop::Null}, {"subject", prop::Null}, {"dateModified", prop::Null}});
+  const Value nulls =
+      Dict({{"content", Null}, {"subject", Null}, {"dateModified", Null}});
   EXPECT_EQ(Analyse(Reply(Dict({{"1", odd}, {"2", nulls}}))), 0);
   ASSERT_EQ(gSeen.size(), 2u);
   for (const Seen& s : gSeen) {
@@ -144,10 +145,10 @@ TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndGuarded) {
   const int64_t expected[] = {1,         -1,        0,         700000000, -1,        INT64_MAX,
                               INT64_MIN, INT64_MAX, INT64_MIN, 0,         INT64_MAX, INT64_MIN};
   const size_t count = sizeof dates / sizeof dates[0];
-  std::vector<std::pair<std::string, prop>> notes;
+  std::vector<std::pair<std::string, Value>> notes;
   for (size_t i = 0; i < count; ++i) {
     notes.push_back({std::string(1, static_cast<char>('a' + i)),
-                     Dict({{"dateModified", prop::createDate(dates[i])}})});
+                     Dict({{"dateModified", Date(dates[i])}})});
   }
   EXPECT_EQ(Analyse(Reply(Dict(notes))), 0);
   ASSERT_EQ(gSeen.size(), count);
@@ -156,9 +157,9 @@ TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndGuarded) {
 
 TEST_F(PListNoteAnalysisTest, TextsArriveAsNarrowUtf8CutAtNul) {
   // é as one unit, U+1F600 as a surrogate pair.
-  const prop wide(std::wstring(L"caf\u00e9 \xD83D\xDE00 ok"));
-  prop cut = prop(std::wstring(L"ab\0cd", 5));
-  prop asciiCut = prop(std::string("xy\0z", 4));
+  const Value wide = Value::Utf16(u"caf\u00e9 \xD83D\xDE00 ok");
+  const Value cut = Value::Utf16(std::u16string(u"ab\0cd", 5));
+  const Value asciiCut = Value::Ascii(std::string("xy\0z", 4));
   EXPECT_EQ(Analyse(Reply(Dict({
                 {"1", Dict({{"subject", Str("plain ascii")}, {"content", wide}})},
                 {"2", Dict({{"subject", asciiCut}, {"content", cut}})},
@@ -175,16 +176,16 @@ TEST_F(PListNoteAnalysisTest, TextsArriveAsNarrowUtf8CutAtNul) {
 }
 
 TEST_F(PListNoteAnalysisTest, NotesComeInKeyOrderFromEveryDictionaryOfTheArray) {
-  prop first = Dict({{"10", Note("ten")}, {"2", Note("two")}, {"1", Note("one")}});
-  prop second = Dict({{"b", Note("bee")}, {"B", Note("Bee")}});
-  EXPECT_EQ(Analyse(Array({prop::Null, first, Str("between"), second})), 0);
+  const Value first = Dict({{"10", Note("ten")}, {"2", Note("two")}, {"1", Note("one")}});
+  const Value second = Dict({{"b", Note("bee")}, {"B", Note("Bee")}});
+  EXPECT_EQ(Analyse(Array({Null, first, Str("between"), second})), 0);
   std::vector<std::string> order;
   for (const Seen& s : gSeen) order.push_back(s.subject);
   EXPECT_EQ(order, (std::vector<std::string>{"one", "ten", "two", "Bee", "bee"}));
 }
 
 TEST_F(PListNoteAnalysisTest, OnlyMinusOneFromTheCallbackStops) {
-  prop three = Reply(Dict({{"1", Note("a")}, {"2", Note("b")}, {"3", Note("c")}}));
+  const Value three = Reply(Dict({{"1", Note("a")}, {"2", Note("b")}, {"3", Note("c")}}));
   gStopAt = 1;
   EXPECT_EQ(Analyse(Array({Dict({{"1", Note("a")}, {"2", Note("b")}, {"3", Note("c")}}),
                            Dict({{"4", Note("d")}})})),
