@@ -27,8 +27,8 @@ const std::string& Reply(size_t people) {
   std::string& bytes = replies[people];
   if (bytes.empty()) {
     const devicesim::AddressBook book = devicesim::GenerateAddressBook(people, 2024);
-    bytes = devicesim::BatchReply("com.apple.Contacts", devicesim::ContactBatch(book, 0, people),
-                                  true);
+    bytes =
+        devicesim::BatchReply("com.apple.Contacts", devicesim::ContactBatch(book, 0, people), true);
   }
   return bytes;
 }

@@ -97,7 +97,9 @@ std::string KeyLeaf(const std::u16string& key) {
 
 // The finished bytes of a leaf value.
 struct LeafBytes {
-  std::string operator()(std::monostate) const { return std::string(1, static_cast<char>(kMarkerNull)); }
+  std::string operator()(std::monostate) const {
+    return std::string(1, static_cast<char>(kMarkerNull));
+  }
   std::string operator()(bool value) const {
     return std::string(1, static_cast<char>(value ? kMarkerTrue : kMarkerFalse));
   }

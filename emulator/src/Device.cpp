@@ -177,15 +177,15 @@ std::string VersionReply() {
 }
 
 std::string SyncReply(const std::string& dataClass) {
-  return WriteBinaryPlist(Value::Array({Ascii("SDMessageSyncDataClassWithComputer"), Ascii(dataClass),
-                                        Ascii("---"), Ascii("Device-Anchor"),
-                                        Value::Integer(kSyncAnchorNumber),
-                                        Ascii("___EmptyParameterString___")}));
+  return WriteBinaryPlist(
+      Value::Array({Ascii("SDMessageSyncDataClassWithComputer"), Ascii(dataClass), Ascii("---"),
+                    Ascii("Device-Anchor"), Value::Integer(kSyncAnchorNumber),
+                    Ascii("___EmptyParameterString___")}));
 }
 
 std::string BatchReply(const std::string& dataClass, const Value& batch, bool more) {
-  return WriteBinaryPlist(Value::Array(
-      {Ascii("SDMessageProcessChanges"), Ascii(dataClass), batch, Value::Bool(more)}));
+  return WriteBinaryPlist(
+      Value::Array({Ascii("SDMessageProcessChanges"), Ascii(dataClass), batch, Value::Bool(more)}));
 }
 
 std::string EndReply(const std::string& dataClass) {

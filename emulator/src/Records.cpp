@@ -7,7 +7,6 @@
 #include <string>
 #include <utility>
 
-
 namespace devicesim {
 namespace {
 
@@ -100,7 +99,8 @@ Value ContactBatch(const AddressBook& book, size_t begin, size_t end) {
     dict[Key(id)] = PersonRecord(person);
     for (size_t k = 0; k < person.items.size(); ++k) {
       const Item& item = person.items[k];
-      dict[Key(std::to_string(item.property) + "/" + id + "/" + std::to_string(k))] = ItemRecord(item);
+      dict[Key(std::to_string(item.property) + "/" + id + "/" + std::to_string(k))] =
+          ItemRecord(item);
     }
   }
   return Value::Dict(std::move(dict));

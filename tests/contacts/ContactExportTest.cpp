@@ -14,8 +14,8 @@
 
 #include "ContactTestSupport.h"
 #include "ExportSupport.h"
-#include "ValueBuild.h"
 #include "MobileDevice/mdsim.h"
+#include "ValueBuild.h"
 #include "devicesim/AddressBook.h"
 #include "devicesim/BPListWriter.h"
 #include "devicesim/Device.h"

@@ -9,9 +9,9 @@
 #include <gtest/gtest.h>
 
 #include "ExportSupport.h"
-#include "ValueBuild.h"
 #include "MobileDevice/mdsim.h"
 #include "QX/Notes.h"
+#include "ValueBuild.h"
 #include "devicesim/BPListWriter.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"

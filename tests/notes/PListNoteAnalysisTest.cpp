@@ -123,11 +123,10 @@ TEST_F(PListNoteAnalysisTest, NoteWithoutKnownKeysHasInitialValues) {
 
 TEST_F(PListNoteAnalysisTest, FieldsOfUnexpectedTagsOrNullAreSkipped) {
   const Value odd = Dict({{"content", Date(5.0)},
-                   {"subject", Int(7)},
-                   {"dateModified", Str("yesterday")},
-                   {"Content", Str("case matters")}});
-  const Value nulls =
-      Dict({{"content", Null}, {"subject", Null}, {"dateModified", Null}});
+                          {"subject", Int(7)},
+                          {"dateModified", Str("yesterday")},
+                          {"Content", Str("case matters")}});
+  const Value nulls = Dict({{"content", Null}, {"subject", Null}, {"dateModified", Null}});
   EXPECT_EQ(Analyse(Reply(Dict({{"1", odd}, {"2", nulls}}))), 0);
   ASSERT_EQ(gSeen.size(), 2u);
   for (const Seen& s : gSeen) {
@@ -147,8 +146,8 @@ TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndGuarded) {
   const size_t count = sizeof dates / sizeof dates[0];
   std::vector<std::pair<std::string, Value>> notes;
   for (size_t i = 0; i < count; ++i) {
-    notes.push_back({std::string(1, static_cast<char>('a' + i)),
-                     Dict({{"dateModified", Date(dates[i])}})});
+    notes.push_back(
+        {std::string(1, static_cast<char>('a' + i)), Dict({{"dateModified", Date(dates[i])}})});
   }
   EXPECT_EQ(Analyse(Reply(Dict(notes))), 0);
   ASSERT_EQ(gSeen.size(), count);
