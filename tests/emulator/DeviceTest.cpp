@@ -90,27 +90,6 @@ TEST(DeviceFaults, EachFaultShowsOnTheWireAsPromised) {
   }
 }
 
-TEST(DeviceFaults, GarbageAndScriptedRepliesReplaceTheBatchWithoutLosingIt) {
-  DeviceOptions options;
-  options.batchSize = 1;
-  options.faults.push_back({"M6", 0, Fault::Garbage, 0});
-  options.scriptedReply = [](const std::string& label,
-                             int occurrence) -> std::optional<std::string> {
-    if (label == "M6" && occurrence == 1) return std::string("bplist00\xff\xff hostile");
-    return std::nullopt;
-  };
-  InProcessDevice device(GenerateAddressBook(1, 3), {}, options);
-  int fd = device.peerFd();
-  std::vector<char> reply;
-  ASSERT_EQ(FrameResult::Complete, Ask(fd, SyncMessage::M6, reply));
-  EXPECT_FALSE(Names(reply, "bplist00"));
-  ASSERT_EQ(FrameResult::Complete, Ask(fd, SyncMessage::M6, reply));
-  EXPECT_EQ("bplist00\xff\xff hostile", std::string(reply.begin(), reply.end()));
-  ASSERT_EQ(FrameResult::Complete, Ask(fd, SyncMessage::M6, reply));
-  EXPECT_TRUE(Names(reply, "com.apple.contacts.Contact"));  // person 1 still comes
-  ::close(fd);
-}
-
 TEST(DeviceRobustness, GarbageFramesAndAHugeLengthDoNotStopTheDevice) {
   InProcessDevice device({}, {}, {});
   int fd = device.peerFd();
