@@ -41,23 +41,37 @@ class Value {
 
   Value() = default;
 
-  static Value Bool(bool value) { return Value(Body(value)); }
-  static Value Integer(int64_t value) { return Value(Body(value)); }
-  static Value Real(double value) { return Value(Body(value)); }
-  static Value Date(double seconds) { return Value(Body(DateValue{seconds})); }
-  static Value Data(std::string bytes) { return Value(Body(DataValue{std::move(bytes)})); }
-  static Value Ascii(std::string bytes) { return Value(Body(std::move(bytes))); }
-  static Value Utf16(std::u16string units) { return Value(Body(std::move(units))); }
+  static Value Bool(bool value) { return Value(std::in_place_type<bool>, value); }
+  static Value Integer(int64_t value) { return Value(std::in_place_type<int64_t>, value); }
+  static Value Real(double value) { return Value(std::in_place_type<double>, value); }
+  static Value Date(double seconds) {
+    return Value(std::in_place_type<DateValue>, DateValue{seconds});
+  }
+  static Value Data(std::string bytes) {
+    return Value(std::in_place_type<DataValue>, DataValue{std::move(bytes)});
+  }
+  static Value Ascii(std::string bytes) {
+    return Value(std::in_place_type<std::string>, std::move(bytes));
+  }
+  static Value Utf16(std::u16string units) {
+    return Value(std::in_place_type<std::u16string>, std::move(units));
+  }
   // The one-byte form when every byte is below 128, otherwise UTF-16.
   static Value Text(const std::string& utf8);
-  static Value Uid(uint64_t id) { return Value(Body(UidValue{id})); }
-  static Value Array(ValueArray elements) { return Value(Body(std::move(elements))); }
-  static Value Dict(ValueDict entries) { return Value(Body(std::move(entries))); }
+  static Value Uid(uint64_t id) { return Value(std::in_place_type<UidValue>, UidValue{id}); }
+  static Value Array(ValueArray elements) {
+    return Value(std::in_place_type<ValueArray>, std::move(elements));
+  }
+  static Value Dict(ValueDict entries) {
+    return Value(std::in_place_type<ValueDict>, std::move(entries));
+  }
 
   const Body& body() const { return body_; }
 
  private:
-  explicit Value(Body body) : body_(std::move(body)) {}
+  template <typename T, typename... Args>
+  explicit Value(std::in_place_type_t<T> type, Args&&... args)
+      : body_(type, std::forward<Args>(args)...) {}
   Body body_;
 };
 
