@@ -54,7 +54,7 @@ const std::vector<std::string>& Replies(size_t people) {
   if (replies.empty()) {
     const devicesim::AddressBook book = devicesim::GenerateAddressBook(people, 1);
     for (size_t begin = 0; begin < people; begin += kBatch) {
-      const prop batch = devicesim::ContactBatch(book, begin, begin + kBatch);
+      const devicesim::Value batch = devicesim::ContactBatch(book, begin, begin + kBatch);
       replies.push_back(
           devicesim::BatchReply("com.apple.Contacts", batch, begin + kBatch < people));
     }

@@ -44,7 +44,7 @@ void BM_NoteExport(benchmark::State& state) {
   // The largest batch reply the device sends, to set the peak against.
   size_t largestReply = 0;
   for (size_t begin = 0; begin < notes; begin += options.batchSize) {
-    const prop batch = devicesim::NoteBatch(store, begin, begin + options.batchSize);
+    const devicesim::Value batch = devicesim::NoteBatch(store, begin, begin + options.batchSize);
     largestReply =
         std::max(largestReply, devicesim::BatchReply("com.apple.Notes", batch, true).size());
   }

@@ -12,7 +12,7 @@
 
 #include "BPListReader/BPListReader.h"
 #include "devicesim/AddressBook.h"
-#include "devicesim/BPListWriter.h"
+#include "devicesim/Device.h"
 #include "devicesim/Records.h"
 
 #ifdef VELDRAKE_HAVE_LIBPLIST
@@ -27,13 +27,8 @@ const std::string& Reply(size_t people) {
   std::string& bytes = replies[people];
   if (bytes.empty()) {
     const devicesim::AddressBook book = devicesim::GenerateAddressBook(people, 2024);
-    prop root;
-    std::vector<prop>& items = root.initArray();
-    items.push_back(prop(std::string("SDMessageProcessChanges")));
-    items.push_back(prop(std::string("com.apple.Contacts")));
-    items.push_back(devicesim::ContactBatch(book, 0, people));
-    items.push_back(prop::True);
-    bytes = devicesim::WriteBinaryPlist(root);
+    bytes =
+        devicesim::BatchReply("com.apple.Contacts", devicesim::ContactBatch(book, 0, people), true);
   }
   return bytes;
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <variant>
 #include <vector>
 
 namespace devicesim {
@@ -19,6 +20,23 @@ struct Flat {
   std::vector<uint64_t> refs;
 };
 
+// Object markers: the high nibble names the kind; a count or width goes in the low one.
+const uint8_t kMarkerNull = 0x00;
+const uint8_t kMarkerFalse = 0x08;
+const uint8_t kMarkerTrue = 0x09;
+const uint8_t kMarkerInteger = 0x10;
+const uint8_t kMarkerNegative = 0x13;  // an 8-byte integer
+const uint8_t kMarkerReal = 0x23;      // an 8-byte double
+const uint8_t kMarkerDate = 0x33;
+const uint8_t kMarkerData = 0x40;
+const uint8_t kMarkerAscii = 0x50;
+const uint8_t kMarkerUtf16 = 0x60;
+const uint8_t kMarkerUid = 0x80;
+const uint8_t kMarkerArray = 0xA0;
+const uint8_t kMarkerDict = 0xD0;
+const uint8_t kCountFollows = 0x0F;
+const size_t kInlineCount = 15;
+
 void PutBigEndian(std::string& out, uint64_t value, int width) {
   for (int i = width - 1; i >= 0; --i) out.push_back(static_cast<char>((value >> (8 * i)) & 0xFF));
 }
@@ -30,25 +48,25 @@ int WidthFor(uint64_t value) {
   return 8;
 }
 
-void PutInteger(std::string& out, long long value) {
+void PutInteger(std::string& out, int64_t value) {
   if (value < 0) {
-    out.push_back(static_cast<char>(0x13));
+    out.push_back(static_cast<char>(kMarkerNegative));
     PutBigEndian(out, static_cast<uint64_t>(value), 8);
     return;
   }
   int width = WidthFor(static_cast<uint64_t>(value));
   int log2 = width == 1 ? 0 : width == 2 ? 1 : width == 4 ? 2 : 3;
-  out.push_back(static_cast<char>(0x10 | log2));
+  out.push_back(static_cast<char>(kMarkerInteger | log2));
   PutBigEndian(out, static_cast<uint64_t>(value), width);
 }
 
 // Marker with a count: the low nibble, or 0xF and an integer object after it.
 void PutMarker(std::string& out, uint8_t high, uint64_t count) {
-  if (count < 15) {
+  if (count < kInlineCount) {
     out.push_back(static_cast<char>(high | count));
   } else {
-    out.push_back(static_cast<char>(high | 0x0F));
-    PutInteger(out, static_cast<long long>(count));
+    out.push_back(static_cast<char>(high | kCountFollows));
+    PutInteger(out, static_cast<int64_t>(count));
   }
 }
 
@@ -59,106 +77,106 @@ void PutDouble(std::string& out, uint8_t marker, double value) {
   PutBigEndian(out, bits, 8);
 }
 
-// UTF-16 units from a wide string: elements above U+FFFF (which a caller may have put in
-// as whole code points) become surrogate pairs, everything else is one unit.
-std::vector<uint16_t> Units(const std::wstring& wide) {
-  std::vector<uint16_t> units;
-  units.reserve(wide.size());
-  for (wchar_t c : wide) {
-    uint32_t cp = static_cast<uint32_t>(c);
-    if (cp > 0xFFFF && cp <= 0x10FFFF) {
-      cp -= 0x10000;
-      units.push_back(static_cast<uint16_t>(0xD800 + (cp >> 10)));
-      units.push_back(static_cast<uint16_t>(0xDC00 + (cp & 0x3FF)));
-    } else {
-      units.push_back(static_cast<uint16_t>(cp > 0x10FFFF ? 0xFFFD : cp));
-    }
-  }
-  return units;
+void PutUnits(std::string& out, const std::u16string& units) {
+  PutMarker(out, kMarkerUtf16, units.size());
+  for (char16_t u : units) PutBigEndian(out, u, 2);
 }
 
-std::string WideLeaf(const std::wstring& wide) {
+std::string KeyLeaf(const std::u16string& key) {
   std::string out;
   bool ascii = true;
-  for (wchar_t c : wide) ascii = ascii && static_cast<uint32_t>(c) < 128;
-  if (ascii) {
-    PutMarker(out, 0x50, wide.size());
-    for (wchar_t c : wide) out.push_back(static_cast<char>(c));
+  for (char16_t c : key) ascii = ascii && c < 128;
+  if (!ascii) {
+    PutUnits(out, key);
     return out;
   }
-  std::vector<uint16_t> units = Units(wide);
-  PutMarker(out, 0x60, units.size());
-  for (uint16_t u : units) PutBigEndian(out, u, 2);
+  PutMarker(out, kMarkerAscii, key.size());
+  for (char16_t c : key) out.push_back(static_cast<char>(c));
   return out;
 }
+
+// The finished bytes of a leaf value.
+struct LeafBytes {
+  std::string operator()(std::monostate) const {
+    return std::string(1, static_cast<char>(kMarkerNull));
+  }
+  std::string operator()(bool value) const {
+    return std::string(1, static_cast<char>(value ? kMarkerTrue : kMarkerFalse));
+  }
+  std::string operator()(int64_t value) const {
+    std::string out;
+    PutInteger(out, value);
+    return out;
+  }
+  std::string operator()(double value) const {
+    std::string out;
+    PutDouble(out, kMarkerReal, value);
+    return out;
+  }
+  std::string operator()(const DateValue& value) const {
+    std::string out;
+    PutDouble(out, kMarkerDate, value.seconds);
+    return out;
+  }
+  std::string operator()(const DataValue& value) const {
+    std::string out;
+    PutMarker(out, kMarkerData, value.bytes.size());
+    return out + value.bytes;
+  }
+  std::string operator()(const std::string& text) const {
+    std::string out;
+    PutMarker(out, kMarkerAscii, text.size());
+    return out + text;
+  }
+  std::string operator()(const std::u16string& units) const {
+    std::string out;
+    PutUnits(out, units);
+    return out;
+  }
+  std::string operator()(const UidValue& value) const {
+    std::string out;
+    const int width = WidthFor(value.id);
+    out.push_back(static_cast<char>(kMarkerUid | (width - 1)));
+    PutBigEndian(out, value.id, width);
+    return out;
+  }
+};
 
 class Flattener {
  public:
   std::vector<Flat> objects;
 
-  uint64_t add(const prop& value) {
-    const prop::object* body = value._value.get();
-    if (!body) return leaf(std::string(1, '\0'));
-    std::string out;
-    switch (body->type) {
-      case prop::object::TagFalse:
-        return leaf(std::string(1, '\x08'));
-      case prop::object::TagTrue:
-        return leaf(std::string(1, '\x09'));
-      case prop::object::TagInteger:
-        PutInteger(out, body->integer);
-        return leaf(out);
-      case prop::object::TagReal:
-        PutDouble(out, 0x23, body->real);
-        return leaf(out);
-      case prop::object::TagDate:
-        PutDouble(out, 0x33, body->date);
-        return leaf(out);
-      case prop::object::TagData:
-        PutMarker(out, 0x40, body->bytes->size());
-        out += *body->bytes;
-        return leaf(out);
-      case prop::object::TagAscii:
-        PutMarker(out, 0x50, body->bytes->size());
-        out += *body->bytes;
-        return leaf(out);
-      case prop::object::TagUnicode: {
-        std::vector<uint16_t> units = Units(*body->wide);
-        PutMarker(out, 0x60, units.size());
-        for (uint16_t u : units) PutBigEndian(out, u, 2);
-        return leaf(out);
-      }
-      case prop::object::TagUid: {
-        int width = WidthFor(body->uid);
-        out.push_back(static_cast<char>(0x80 | (width - 1)));
-        PutBigEndian(out, body->uid, width);
-        return leaf(out);
-      }
-      case prop::object::TagArray: {
-        uint64_t index = reserve(0xA0);
-        std::vector<uint64_t> refs;
-        refs.reserve(body->array->size());
-        for (const prop& element : *body->array) refs.push_back(add(element));
-        objects[index].refs = std::move(refs);
-        return index;
-      }
-      case prop::object::TagDict: {
-        uint64_t index = reserve(0xD0);
-        std::vector<uint64_t> keys, values;
-        for (const auto& entry : *body->dict) keys.push_back(leaf(WideLeaf(entry.first)));
-        for (const auto& entry : *body->dict) values.push_back(add(entry.second));
-        keys.insert(keys.end(), values.begin(), values.end());
-        objects[index].refs = std::move(keys);
-        return index;
-      }
-      default:
-        // A body of an unknown tag has no form in the format; the null object stands in.
-        return leaf(std::string(1, '\0'));
-    }
+  uint64_t add(const Value& value) {
+    return std::visit([this](const auto& body) { return addBody(body); }, value.body());
   }
 
  private:
   std::map<std::string, uint64_t> leaves_;
+
+  template <typename Leaf>
+  uint64_t addBody(const Leaf& body) {
+    return leaf(LeafBytes{}(body));
+  }
+
+  uint64_t addBody(const ValueArray& array) {
+    const uint64_t index = reserve(kMarkerArray);
+    std::vector<uint64_t> refs;
+    refs.reserve(array.size());
+    for (const Value& element : array) refs.push_back(add(element));
+    objects[index].refs = std::move(refs);
+    return index;
+  }
+
+  // All keys first, then all values, as the format lays a dictionary out.
+  uint64_t addBody(const ValueDict& dict) {
+    const uint64_t index = reserve(kMarkerDict);
+    std::vector<uint64_t> keys, values;
+    for (const auto& entry : dict) keys.push_back(leaf(KeyLeaf(entry.first)));
+    for (const auto& entry : dict) values.push_back(add(entry.second));
+    keys.insert(keys.end(), values.begin(), values.end());
+    objects[index].refs = std::move(keys);
+    return index;
+  }
 
   uint64_t leaf(const std::string& bytes) {
     auto found = leaves_.find(bytes);
@@ -181,7 +199,7 @@ class Flattener {
 
 }  // namespace
 
-std::string WriteBinaryPlist(const prop& root) {
+std::string WriteBinaryPlist(const Value& root) {
   Flattener flat;
   flat.add(root);
   const std::vector<Flat>& objects = flat.objects;
@@ -196,7 +214,7 @@ std::string WriteBinaryPlist(const prop& root) {
       out += object.bytes;
       continue;
     }
-    uint64_t count = object.marker == 0xD0 ? object.refs.size() / 2 : object.refs.size();
+    uint64_t count = object.marker == kMarkerDict ? object.refs.size() / 2 : object.refs.size();
     PutMarker(out, object.marker, count);
     for (uint64_t ref : object.refs) PutBigEndian(out, ref, refSize);
   }
@@ -211,59 +229,6 @@ std::string WriteBinaryPlist(const prop& root) {
   PutBigEndian(out, 0, 8);  // the root is object 0
   PutBigEndian(out, tableOffset, 8);
   return out;
-}
-
-std::wstring Utf8ToUnits(const std::string& utf8) {
-  std::wstring units;
-  units.reserve(utf8.size());
-  size_t i = 0;
-  const size_t n = utf8.size();
-  auto byte = [&](size_t k) { return static_cast<unsigned char>(utf8[k]); };
-  while (i < n) {
-    unsigned char b = byte(i);
-    uint32_t cp = 0xFFFD;
-    size_t len = 1;
-    uint32_t min = 0;
-    if (b < 0x80) {
-      cp = b;
-    } else if (b >= 0xC2 && b <= 0xDF) {
-      len = 2, cp = b & 0x1F, min = 0x80;
-    } else if (b >= 0xE0 && b <= 0xEF) {
-      len = 3, cp = b & 0x0F, min = 0x800;
-    } else if (b >= 0xF0 && b <= 0xF4) {
-      len = 4, cp = b & 0x07, min = 0x10000;
-    } else {
-      units.push_back(0xFFFD);
-      ++i;
-      continue;
-    }
-    bool good = i + len <= n;
-    for (size_t k = 1; good && k < len; ++k) {
-      good = (byte(i + k) & 0xC0) == 0x80;
-      if (good) cp = (cp << 6) | (byte(i + k) & 0x3F);
-    }
-    if (!good || cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
-      units.push_back(0xFFFD);
-      ++i;  // resynchronise on the next byte
-      continue;
-    }
-    i += len;
-    if (cp > 0xFFFF) {
-      cp -= 0x10000;
-      units.push_back(static_cast<wchar_t>(0xD800 + (cp >> 10)));
-      units.push_back(static_cast<wchar_t>(0xDC00 + (cp & 0x3FF)));
-    } else {
-      units.push_back(static_cast<wchar_t>(cp));
-    }
-  }
-  return units;
-}
-
-prop MakeString(const std::string& utf8) {
-  bool ascii = true;
-  for (char c : utf8) ascii = ascii && static_cast<unsigned char>(c) < 128;
-  if (ascii) return prop(utf8);
-  return prop(Utf8ToUnits(utf8));
 }
 
 }  // namespace devicesim

@@ -23,15 +23,12 @@ const char kNotes[] = "com.apple.Notes";
 // What the transcript keeps of one payload; the rest of a larger frame is read and dropped.
 const size_t kKeptPayload = 1 << 20;
 
-prop Array(std::initializer_list<prop> elements) {
-  prop root;
-  auto& array = root.initArray();
-  array.assign(elements.begin(), elements.end());
-  return root;
-}
+// The protocol version the device answers with, and the anchor number of its sync reply.
+const int64_t kDeviceVersion = 300;
+const int64_t kSyncAnchorNumber = 106;
 
-prop Ascii(const char* text) {
-  return prop(std::string(text));
+Value Ascii(const std::string& text) {
+  return Value::Ascii(text);
 }
 
 class Connection {
@@ -151,19 +148,15 @@ std::optional<std::string> NormalReply(const std::string& label, const AddressBo
   if (label == "M6") {
     if (cursor.contacts >= book.people.size()) return EndReply(kContacts);
     size_t end = std::min(book.people.size(), cursor.contacts + batch);
-    prop records = ContactBatch(book, cursor.contacts, end);
+    Value records = ContactBatch(book, cursor.contacts, end);
     cursor.contacts = end;
     return BatchReply(kContacts, records, end < book.people.size());
   }
-  if (label == "M7") {
-    prop none;
-    none.initDict();
-    return BatchReply(kNotes, none, !store.notes.empty());
-  }
+  if (label == "M7") return BatchReply(kNotes, Value::Dict({}), !store.notes.empty());
   if (label == "M8") {
     if (cursor.notes >= store.notes.size()) return EndReply(kNotes);
     size_t end = std::min(store.notes.size(), cursor.notes + batch);
-    prop records = NoteBatch(store, cursor.notes, end);
+    Value records = NoteBatch(store, cursor.notes, end);
     cursor.notes = end;
     return BatchReply(kNotes, records, end < store.notes.size());
   }
@@ -179,25 +172,24 @@ std::string LabelOf(const std::string& payload) {
 }
 
 std::string VersionReply() {
-  return WriteBinaryPlist(
-      Array({Ascii("DLMessageVersionExchange"), Ascii("DLVersionsOk"), prop(300LL)}));
+  return WriteBinaryPlist(Value::Array(
+      {Ascii("DLMessageVersionExchange"), Ascii("DLVersionsOk"), Value::Integer(kDeviceVersion)}));
 }
 
 std::string SyncReply(const std::string& dataClass) {
   return WriteBinaryPlist(
-      Array({Ascii("SDMessageSyncDataClassWithComputer"), prop(dataClass), Ascii("---"),
-             Ascii("Device-Anchor"), prop(106LL), Ascii("___EmptyParameterString___")}));
+      Value::Array({Ascii("SDMessageSyncDataClassWithComputer"), Ascii(dataClass), Ascii("---"),
+                    Ascii("Device-Anchor"), Value::Integer(kSyncAnchorNumber),
+                    Ascii("___EmptyParameterString___")}));
 }
 
-std::string BatchReply(const std::string& dataClass, const prop& batch, bool more) {
-  return WriteBinaryPlist(Array(
-      {Ascii("SDMessageProcessChanges"), prop(dataClass), batch, more ? prop::True : prop::False}));
+std::string BatchReply(const std::string& dataClass, const Value& batch, bool more) {
+  return WriteBinaryPlist(
+      Value::Array({Ascii("SDMessageProcessChanges"), Ascii(dataClass), batch, Value::Bool(more)}));
 }
 
 std::string EndReply(const std::string& dataClass) {
-  prop none;
-  none.initDict();
-  return BatchReply(dataClass, none, false);
+  return BatchReply(dataClass, Value::Dict({}), false);
 }
 
 Transcript ServeLoop(int fd, const AddressBook& book, const NoteStore& notes,

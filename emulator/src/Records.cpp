@@ -5,16 +5,19 @@
 
 #include <algorithm>
 #include <string>
-
-#include "devicesim/BPListWriter.h"
+#include <utility>
 
 namespace devicesim {
 namespace {
 
-const wchar_t kEntityKey[] = L"com.apple.syncservices.RecordEntityName";
+const char16_t kEntityKey[] = u"com.apple.syncservices.RecordEntityName";
 
-void PutText(std::map<std::wstring, prop>& dict, const wchar_t* key, const std::string& text) {
-  if (!text.empty()) dict[key] = MakeString(text);
+void PutText(ValueDict& dict, const char16_t* key, const std::string& text) {
+  if (!text.empty()) dict[key] = Value::Text(text);
+}
+
+std::u16string Key(const std::string& ascii) {
+  return std::u16string(ascii.begin(), ascii.end());
 }
 
 const char* EntityOf(int property) {
@@ -42,85 +45,80 @@ const char* EntityOf(int property) {
 
 }  // namespace
 
-prop PersonRecord(const Person& person) {
-  prop record;
-  auto& dict = record.initDict();
-  dict[kEntityKey] = prop(std::string("com.apple.contacts.Contact"));
-  PutText(dict, L"first name", person.firstName);
-  PutText(dict, L"last name", person.lastName);
-  PutText(dict, L"middle name", person.middleName);
-  PutText(dict, L"notes", person.notes);
-  PutText(dict, L"company name", person.companyName);
-  PutText(dict, L"department", person.department);
-  PutText(dict, L"job title", person.jobTitle);
-  PutText(dict, L"first name yomi", person.firstNameYomi);
-  PutText(dict, L"last name yomi", person.lastNameYomi);
-  PutText(dict, L"nickname", person.nickname);
-  PutText(dict, L"suffix", person.suffix);
-  if (person.hasBirthday) dict[L"birthday"] = prop::createDate(person.birthday);
-  return record;
+Value PersonRecord(const Person& person) {
+  ValueDict dict;
+  dict[kEntityKey] = Value::Ascii("com.apple.contacts.Contact");
+  PutText(dict, u"first name", person.firstName);
+  PutText(dict, u"last name", person.lastName);
+  PutText(dict, u"middle name", person.middleName);
+  PutText(dict, u"notes", person.notes);
+  PutText(dict, u"company name", person.companyName);
+  PutText(dict, u"department", person.department);
+  PutText(dict, u"job title", person.jobTitle);
+  PutText(dict, u"first name yomi", person.firstNameYomi);
+  PutText(dict, u"last name yomi", person.lastNameYomi);
+  PutText(dict, u"nickname", person.nickname);
+  PutText(dict, u"suffix", person.suffix);
+  if (person.hasBirthday) dict[u"birthday"] = Value::Date(person.birthday);
+  return Value::Dict(std::move(dict));
 }
 
-prop ItemRecord(const Item& item) {
-  prop record;
-  auto& dict = record.initDict();
-  dict[kEntityKey] = prop(std::string(EntityOf(item.property)));
+Value ItemRecord(const Item& item) {
+  ValueDict dict;
+  dict[kEntityKey] = Value::Ascii(EntityOf(item.property));
   switch (item.property) {
     case kAddress:
-      PutText(dict, L"type", item.label);
-      PutText(dict, L"street", item.street);
-      PutText(dict, L"city", item.city);
-      PutText(dict, L"state", item.state);
-      PutText(dict, L"postal code", item.postalCode);
-      PutText(dict, L"country", item.country);
+      PutText(dict, u"type", item.label);
+      PutText(dict, u"street", item.street);
+      PutText(dict, u"city", item.city);
+      PutText(dict, u"state", item.state);
+      PutText(dict, u"postal code", item.postalCode);
+      PutText(dict, u"country", item.country);
       break;
     case kInstantMessage:
     case kSocialProfile:
       // A label would shut the service out on the reading side, and the service is the
       // more telling of the two.
-      dict[L"service"] = MakeString(item.service);
-      dict[L"user"] = MakeString(item.user);
+      dict[u"service"] = Value::Text(item.service);
+      dict[u"user"] = Value::Text(item.user);
       break;
     default:
-      PutText(dict, L"label", item.label);
-      dict[L"value"] = item.hasDate ? prop::createDate(item.date) : MakeString(item.value);
+      PutText(dict, u"label", item.label);
+      dict[u"value"] = item.hasDate ? Value::Date(item.date) : Value::Text(item.value);
       break;
   }
-  return record;
+  return Value::Dict(std::move(dict));
 }
 
-prop ContactBatch(const AddressBook& book, size_t begin, size_t end) {
-  prop batch;
-  auto& dict = batch.initDict();
+Value ContactBatch(const AddressBook& book, size_t begin, size_t end) {
+  ValueDict dict;
   end = std::min(end, book.people.size());
   for (size_t i = begin; i < end; ++i) {
     const Person& person = book.people[i];
-    const std::wstring id = std::to_wstring(person.id);
-    dict[id] = PersonRecord(person);
+    const std::string id = std::to_string(person.id);
+    dict[Key(id)] = PersonRecord(person);
     for (size_t k = 0; k < person.items.size(); ++k) {
       const Item& item = person.items[k];
-      dict[std::to_wstring(item.property) + L"/" + id + L"/" + std::to_wstring(k)] =
+      dict[Key(std::to_string(item.property) + "/" + id + "/" + std::to_string(k))] =
           ItemRecord(item);
     }
   }
-  return batch;
+  return Value::Dict(std::move(dict));
 }
 
-prop NoteRecord(const Note& note) {
-  prop record;
-  auto& dict = record.initDict();
-  dict[L"subject"] = MakeString(note.subject);
-  dict[L"content"] = MakeString(note.content);
-  dict[L"dateModified"] = prop::createDate(note.modified);
-  return record;
+Value NoteRecord(const Note& note) {
+  ValueDict dict;
+  dict[u"subject"] = Value::Text(note.subject);
+  dict[u"content"] = Value::Text(note.content);
+  dict[u"dateModified"] = Value::Date(note.modified);
+  return Value::Dict(std::move(dict));
 }
 
-prop NoteBatch(const NoteStore& store, size_t begin, size_t end) {
-  prop batch;
-  auto& dict = batch.initDict();
+Value NoteBatch(const NoteStore& store, size_t begin, size_t end) {
+  ValueDict dict;
   end = std::min(end, store.notes.size());
-  for (size_t i = begin; i < end; ++i) dict[std::to_wstring(i)] = NoteRecord(store.notes[i]);
-  return batch;
+  for (size_t i = begin; i < end; ++i) dict[Key(std::to_string(i))] = NoteRecord(store.notes[i]);
+  return Value::Dict(std::move(dict));
 }
 
 }  // namespace devicesim

@@ -1,22 +1,32 @@
-// Property trees by hand for the record tests: texts as the emulator encodes them, and
-// dictionaries/arrays from initializer lists.
+// Property trees by hand for the record tests that hand the analyses a tree directly,
+// built with the library's own value API: texts in the form the device sends them (one
+// byte per character when ASCII, UTF-16 units otherwise), dictionaries and arrays from
+// initializer lists.
 #ifndef VELDRAKE_TESTS_COMMON_PROPBUILD_H_
 #define VELDRAKE_TESTS_COMMON_PROPBUILD_H_
+
+#include <utf8.h>
 
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "devicesim/BPListWriter.h"
 #include "prop/prop.h"
 
 namespace propbuild {
 
-inline prop Str(const std::string& utf8) {
-  return devicesim::MakeString(utf8);
+// UTF-8 to UTF-16 units, one per wchar_t, the form of dictionary keys.
+inline std::wstring Units(const std::string& utf8) {
+  const std::u16string units = utf8::utf8to16(utf8);
+  return std::wstring(units.begin(), units.end());
 }
 inline prop Wide(const std::string& utf8) {
-  return prop(devicesim::Utf8ToUnits(utf8));
+  return prop(Units(utf8));
+}
+inline prop Str(const std::string& utf8) {
+  for (char c : utf8)
+    if (static_cast<unsigned char>(c) >= 128) return Wide(utf8);
+  return prop(utf8);
 }
 inline prop Date(double seconds) {
   return prop::createDate(seconds);
@@ -27,7 +37,7 @@ inline prop Int(long long value) {
 inline prop Dict(std::vector<std::pair<std::string, prop>> entries) {
   prop dict;
   auto& map = dict.initDict();
-  for (auto& entry : entries) map[devicesim::Utf8ToUnits(entry.first)] = entry.second;
+  for (auto& entry : entries) map[Units(entry.first)] = entry.second;
   return dict;
 }
 inline prop Array(std::vector<prop> elements) {

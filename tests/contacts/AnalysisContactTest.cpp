@@ -11,6 +11,7 @@
 namespace {
 
 using namespace contacttest;
+using namespace propbuild;
 
 using Entries = std::vector<std::pair<std::string, prop>>;
 

@@ -15,7 +15,9 @@
 #include "ContactTestSupport.h"
 #include "ExportSupport.h"
 #include "MobileDevice/mdsim.h"
+#include "ValueBuild.h"
 #include "devicesim/AddressBook.h"
+#include "devicesim/BPListWriter.h"
 #include "devicesim/Device.h"
 #include "devicesim/Records.h"
 #include "veldrake/IOSContact.h"
@@ -24,6 +26,7 @@ namespace {
 
 using namespace contacttest;
 using namespace exportsupport;
+using namespace valuebuild;
 using devicesim::AddressBook;
 using devicesim::DeviceOptions;
 using devicesim::Fault;
@@ -190,14 +193,14 @@ TEST_F(ContactExportTest, SampleBooksArriveCompleteAcrossSeveralReplies) {
 TEST_F(ContactExportTest, SubRecordsOfAnEarlierReplyJoinTheirPerson) {
   AddressBook book = devicesim::GenerateAddressBook(2, 5);
   const devicesim::Person& second = book.people[1];
-  prop itemsOnly;
-  auto& dict = itemsOnly.initDict();
+  std::vector<std::pair<std::string, Value>> items;
   for (size_t k = 0; k < second.items.size(); ++k) {
-    dict[std::to_wstring(second.items[k].property) + L"/" + std::to_wstring(second.id) + L"/" +
-         std::to_wstring(k)] = devicesim::ItemRecord(second.items[k]);
+    items.push_back({std::to_string(second.items[k].property) + "/" + std::to_string(second.id) +
+                         "/" + std::to_string(k),
+                     devicesim::ItemRecord(second.items[k])});
   }
   const Outcome e = ExportContacts(
-      book, ReplyAt(10, "M6", 0, devicesim::BatchReply("com.apple.Contacts", itemsOnly, true)));
+      book, ReplyAt(10, "M6", 0, devicesim::BatchReply("com.apple.Contacts", Dict(items), true)));
   EXPECT_EQ(e.result, 0);
   ASSERT_EQ(e.recorder.seen.size(), 2u);
   // The items came twice, early alone and later with their person: the first copy joins.
@@ -245,7 +248,7 @@ TEST_F(ContactExportTest, EmptyFramesCountAsRepliesAndRepeatTheRequest) {
 
 TEST_F(ContactExportTest, HostileRepliesEndOrSkipButNeverBreak) {
   const AddressBook book = devicesim::GenerateAddressBook(12, 8);
-  prop dictRoot = Dict({{"1", Dict({{"first name", Str("x")}})}});
+  const Value dictRoot = Dict({{"1", Dict({{"first name", Str("x")}})}});
   const std::string emptyArray = devicesim::WriteBinaryPlist(Array({}));
   struct Case {
     const char* name;
@@ -257,7 +260,7 @@ TEST_F(ContactExportTest, HostileRepliesEndOrSkipButNeverBreak) {
       {"header only", "bplist00", false},
       {"truncated", emptyArray.substr(0, emptyArray.size() - 2), false},
       {"nested records", devicesim::WriteBinaryPlist(Array({Array({dictRoot})})), false},
-      {"null root", devicesim::WriteBinaryPlist(prop::Null), true},
+      {"null root", devicesim::WriteBinaryPlist(Null), true},
       {"dictionary root", devicesim::WriteBinaryPlist(dictRoot), true},
       {"empty root array", emptyArray, true},
   };

@@ -1,5 +1,5 @@
-// Helpers shared by the contact tests: prop trees by hand, record analysis through
-// `pTemp`, and a record callback that copies what it is lent.
+// Helpers shared by the contact tests: record analysis through `pTemp`, and a record
+// callback that copies what it is lent.
 #ifndef VELDRAKE_TESTS_CONTACTS_CONTACTTESTSUPPORT_H_
 #define VELDRAKE_TESTS_CONTACTS_CONTACTTESTSUPPORT_H_
 
@@ -16,19 +16,17 @@
 
 namespace contacttest {
 
-using namespace propbuild;
-
 // Runs one record analysis the way the batch walk does.
 inline void AnalyseContact(PListContactAnalysis& analysis, const std::string& key, prop record) {
   pTemp = &record;
-  analysis.AnalysisContact(devicesim::Utf8ToUnits(key));
+  analysis.AnalysisContact(propbuild::Units(key));
   pTemp = nullptr;
 }
 
 inline void AnalyseField(PListContactAnalysis& analysis, const std::string& owner,
                          const std::string& property, prop record) {
   pTemp = &record;
-  analysis.AnalysisContactField(devicesim::Utf8ToUnits(owner), devicesim::Utf8ToUnits(property));
+  analysis.AnalysisContactField(propbuild::Units(owner), propbuild::Units(property));
   pTemp = nullptr;
 }
 

@@ -6,17 +6,20 @@
 #include <gtest/gtest.h>
 
 #include "ContactTestSupport.h"
+#include "ValueBuild.h"
+#include "devicesim/BPListWriter.h"
 
 namespace {
 
 using namespace contacttest;
+using namespace valuebuild;
 
 const std::string kName = "SDMessageProcessChanges";
 
 class PListContactAnalysisTest : public ::testing::Test {
  protected:
   // Analyses `root` from an exact-size heap copy, so reads past the end are caught.
-  int Analyse(const prop& root) { return AnalyseBytes(devicesim::WriteBinaryPlist(root)); }
+  int Analyse(const Value& root) { return AnalyseBytes(devicesim::WriteBinaryPlist(root)); }
   int AnalyseBytes(const std::string& bytes) {
     std::vector<char> copy(bytes.begin(), bytes.end());
     const int result = analysis.Analysis(copy.data(), static_cast<int>(copy.size()));
@@ -26,10 +29,10 @@ class PListContactAnalysisTest : public ::testing::Test {
   PListContactAnalysis analysis;
 };
 
-prop Person(const std::string& first) {
+Value Person(const std::string& first) {
   return Dict({{"first name", Str(first)}});
 }
-prop Phone(const std::string& value) {
+Value Phone(const std::string& value) {
   return Dict({{"value", Str(value)}});
 }
 
@@ -43,13 +46,13 @@ TEST_F(PListContactAnalysisTest, ResultTellsTheConversationWhetherToGoOn) {
   // Unterminated bytes that end inside the name: the search stays within the reply.
   EXPECT_EQ(AnalyseBytes(kName.substr(0, 20)), 0);
   const struct {
-    prop root;
+    Value root;
     int result;
   } table[] = {
-      {prop::Null, -1},
+      {Null, -1},
       {Dict({{"1", Person("a")}}), -1},
       {Array({}), -2},
-      {Array({Str(kName), Str("com.apple.Contacts"), Dict({}), prop::False}), -3},
+      {Array({Str(kName), Str("com.apple.Contacts"), Dict({}), False}), -3},
       {Array({Str(kName), Int(0)}), -3},
       {Array({Str("other"), Dict({}), Int(3)}), 0},
       {Array({Int(0), Str(kName)}), 0},  // the integer 0 brings a zero byte ahead of the name
@@ -84,9 +87,9 @@ TEST_F(PListContactAnalysisTest, KeysSplitOnTheirFirstAndLastSlash) {
 }
 
 TEST_F(PListContactAnalysisTest, WalksOnlyNonEmptyDictionariesOfTheRootArray) {
-  const prop nested = Array({Dict({{"1", Person("nested")}})});
-  EXPECT_EQ(Analyse(Array({Str(kName), nested, prop::Null, Dict({}),
-                           Dict({{"2", prop::Null},
+  const Value nested = Array({Dict({{"1", Person("nested")}})});
+  EXPECT_EQ(Analyse(Array({Str(kName), nested, Null, Dict({}),
+                           Dict({{"2", Null},
                                  {"3", Dict({})},
                                  {"4", Str("x")},
                                  {"10", Person("ten")},

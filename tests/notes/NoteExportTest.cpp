@@ -10,10 +10,10 @@
 #include "ExportSupport.h"
 #include "MobileDevice/mdsim.h"
 #include "QX/Notes.h"
+#include "ValueBuild.h"
 #include "devicesim/BPListWriter.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"
-#include "prop/prop.h"
 #include "veldrake/Session.h"
 
 namespace {
@@ -152,11 +152,8 @@ TEST_F(NoteExportTest, OnlyEmptyFramesKeepAcknowledgingUntilTheStreamFails) {
 // and a reply the analysis cannot read is simply followed by the next acknowledgement.
 TEST_F(NoteExportTest, HostileRepliesEndOrSkipButNeverBreak) {
   const NoteStore store = devicesim::GenerateNotes(5, 9);
-  prop notArray;
-  notArray.initDict()[L"0"] = devicesim::MakeString("x");
-  prop emptyArray;
-  emptyArray.initArray();
-  std::string valid = devicesim::WriteBinaryPlist(emptyArray);
+  const devicesim::Value notArray = valuebuild::Dict({{"0", valuebuild::Str("x")}});
+  const std::string valid = devicesim::WriteBinaryPlist(valuebuild::Array({}));
   struct Case {
     const char* name;
     std::string payload;
@@ -166,7 +163,7 @@ TEST_F(NoteExportTest, HostileRepliesEndOrSkipButNeverBreak) {
       {"text", "<plist>not binary</plist>", false},
       {"short", "bplist00", false},
       {"truncated", valid.substr(0, valid.size() - 3), false},
-      {"null root", devicesim::WriteBinaryPlist(prop::Null), true},
+      {"null root", devicesim::WriteBinaryPlist(valuebuild::Null), true},
       {"dictionary root", devicesim::WriteBinaryPlist(notArray), true},
       {"empty root array", valid, true},
   };

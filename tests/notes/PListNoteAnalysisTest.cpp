@@ -10,8 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include "PropBuild.h"
 #include "QX/Notes.h"
+#include "ValueBuild.h"
+#include "devicesim/BPListWriter.h"
 
 // The host reads the record directly: order and widths are fixed.
 static_assert(std::is_standard_layout<QX::Notes>::value, "host reads the record as a C struct");
@@ -53,15 +54,15 @@ int Record(void* record) {
   return static_cast<int>(gSeen.size()) - 1 == gStopAt ? -1 : gOtherResult;
 }
 
-using namespace propbuild;
+using namespace valuebuild;
 
-prop Note(const std::string& subject) {
+Value Note(const std::string& subject) {
   return Dict({{"subject", Str(subject)}});
 }
 
 // A reply shaped like the device's: name, data class, the batch, more.
-prop Reply(prop batch) {
-  return Array({Str("SDMessageProcessChanges"), Str("com.apple.Notes"), batch, prop::False});
+Value Reply(Value batch) {
+  return Array({Str("SDMessageProcessChanges"), Str("com.apple.Notes"), batch, False});
 }
 
 class PListNoteAnalysisTest : public ::testing::Test {
@@ -71,7 +72,7 @@ class PListNoteAnalysisTest : public ::testing::Test {
     gStopAt = -1;
     gOtherResult = 0;
   }
-  int Analyse(const prop& root) { return Analyse(devicesim::WriteBinaryPlist(root)); }
+  int Analyse(const Value& root) { return Analyse(devicesim::WriteBinaryPlist(root)); }
   int Analyse(std::string bytes) {
     return PListNoteAnalysis().Analysis(&bytes[0], static_cast<int>(bytes.size()),
                                         reinterpret_cast<void*>(&Record));
@@ -92,13 +93,13 @@ TEST_F(PListNoteAnalysisTest, ResultsTellTheConversationWhetherToGoOn) {
       {good.substr(0, 33), 0},
       {good.substr(0, good.size() - 1), 0},
       {"this is no property list at all, not even close", 0},
-      {devicesim::WriteBinaryPlist(prop::Null), -1},
+      {devicesim::WriteBinaryPlist(Null), -1},
       {devicesim::WriteBinaryPlist(Dict({{"1", Note("root dict")}})), -1},
       {devicesim::WriteBinaryPlist(Str("a string root")), -1},
       {devicesim::WriteBinaryPlist(Array({})), -2},
       {devicesim::WriteBinaryPlist(Array({Str("a"), Str("b")})), 1},
       {devicesim::WriteBinaryPlist(Array({Str("SDMessageProcessChanges"), Dict({})})), 1},
-      {devicesim::WriteBinaryPlist(Array({prop::Null, prop::Null})), 1},
+      {devicesim::WriteBinaryPlist(Array({Null, Null})), 1},
       // A dictionary without note records still asks for more.
       {devicesim::WriteBinaryPlist(Reply(Dict({{"1", Str("x")}, {"2", Dict({})}}))), 0},
   };
@@ -109,13 +110,12 @@ TEST_F(PListNoteAnalysisTest, ResultsTellTheConversationWhetherToGoOn) {
 }
 
 TEST_F(PListNoteAnalysisTest, FieldsOfUnknownKeysOrUnexpectedTagsLeaveInitialValues) {
-  prop odd = Dict({{"content", prop::createDate(5.0)},
-                   {"subject", prop(static_cast<long long>(7))},
-                   {"dateModified", Str("yesterday")},
-                   {"Content", Str("case matters")}});
-  prop nulls =
-      Dict({{"content", prop::Null}, {"subject", prop::Null}, {"dateModified", prop::Null}});
-  prop unknown = Dict({{"title", Str("not a key of ours")}});
+  Value odd = Dict({{"content", Date(5.0)},
+                    {"subject", Int(7)},
+                    {"dateModified", Str("yesterday")},
+                    {"Content", Str("case matters")}});
+  Value nulls = Dict({{"content", Null}, {"subject", Null}, {"dateModified", Null}});
+  Value unknown = Dict({{"title", Str("not a key of ours")}});
   EXPECT_EQ(Analyse(Reply(Dict({{"1", odd}, {"2", nulls}, {"3", unknown}}))), 0);
   ASSERT_EQ(gSeen.size(), 3u);
   for (const Seen& s : gSeen) {
@@ -159,10 +159,10 @@ TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndSaturateBeyondInt64) {
                               INT64_MAX,
                               INT64_MIN};
   const size_t count = sizeof dates / sizeof dates[0];
-  std::vector<std::pair<std::string, prop>> notes;
+  std::vector<std::pair<std::string, Value>> notes;
   for (size_t i = 0; i < count; ++i) {
-    notes.push_back({std::string(1, static_cast<char>('a' + i)),
-                     Dict({{"dateModified", prop::createDate(dates[i])}})});
+    notes.push_back(
+        {std::string(1, static_cast<char>('a' + i)), Dict({{"dateModified", Date(dates[i])}})});
   }
   EXPECT_EQ(Analyse(Reply(Dict(notes))), 0);
   ASSERT_EQ(gSeen.size(), count);
@@ -170,15 +170,15 @@ TEST_F(PListNoteAnalysisTest, DatesAreCutTowardZeroAndSaturateBeyondInt64) {
 }
 
 TEST_F(PListNoteAnalysisTest, NotesComeFromEveryDictionaryOfTheArray) {
-  prop first = Dict({{"1", Note("one")}, {"2", Note("two")}});
-  EXPECT_EQ(Analyse(Array({prop::Null, first, Str("between"), Dict({{"b", Note("bee")}})})), 0);
+  Value first = Dict({{"1", Note("one")}, {"2", Note("two")}});
+  EXPECT_EQ(Analyse(Array({Null, first, Str("between"), Dict({{"b", Note("bee")}})})), 0);
   std::vector<std::string> order;
   for (const Seen& s : gSeen) order.push_back(s.subject);
   EXPECT_EQ(order, (std::vector<std::string>{"one", "two", "bee"}));
 }
 
 TEST_F(PListNoteAnalysisTest, OnlyMinusOneFromTheCallbackStops) {
-  prop three = Reply(Dict({{"1", Note("a")}, {"2", Note("b")}, {"3", Note("c")}}));
+  Value three = Reply(Dict({{"1", Note("a")}, {"2", Note("b")}, {"3", Note("c")}}));
   gStopAt = 1;
   EXPECT_EQ(Analyse(Array({Dict({{"1", Note("a")}, {"2", Note("b")}, {"3", Note("c")}}),
                            Dict({{"4", Note("d")}})})),

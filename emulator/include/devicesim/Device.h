@@ -24,7 +24,7 @@
 
 #include "devicesim/AddressBook.h"
 #include "devicesim/NoteStore.h"
-#include "prop/prop.h"
+#include "devicesim/Value.h"
 
 namespace devicesim {
 
@@ -71,7 +71,7 @@ std::string LabelOf(const std::string& payload);
 // The normal reply payloads (binary property lists).
 std::string VersionReply();
 std::string SyncReply(const std::string& dataClass);
-std::string BatchReply(const std::string& dataClass, const prop& batch, bool more);
+std::string BatchReply(const std::string& dataClass, const Value& batch, bool more);
 std::string EndReply(const std::string& dataClass);
 
 // Serves one connection on `fd` (reads frames, answers) until the peer closes or M11 has

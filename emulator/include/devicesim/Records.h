@@ -13,20 +13,20 @@
 
 #include "devicesim/AddressBook.h"
 #include "devicesim/NoteStore.h"
-#include "prop/prop.h"
+#include "devicesim/Value.h"
 
 namespace devicesim {
 
 // People [begin, end) of `book` (clamped to its size) and their items.
-prop ContactBatch(const AddressBook& book, size_t begin, size_t end);
+Value ContactBatch(const AddressBook& book, size_t begin, size_t end);
 // One person's record dictionary (the value under "ID").
-prop PersonRecord(const Person& person);
+Value PersonRecord(const Person& person);
 // One item's record dictionary (the value under "PROPERTY/ID/INDEX").
-prop ItemRecord(const Item& item);
+Value ItemRecord(const Item& item);
 
 // Notes [begin, end) of `store` (clamped), under their 0-based numbers.
-prop NoteBatch(const NoteStore& store, size_t begin, size_t end);
-prop NoteRecord(const Note& note);
+Value NoteBatch(const NoteStore& store, size_t begin, size_t end);
+Value NoteRecord(const Note& note);
 
 }  // namespace devicesim
 

@@ -39,12 +39,11 @@ DeviceOptions OptionsFor(const Phone& phone, const DeviceOptions& base) {
 }  // namespace
 
 std::string NoNotesStoreReply() {
-  prop message;
-  std::vector<prop>& items = message.initArray();
-  items.push_back(MakeString("SDMessageRefuseToSyncDataClassWithComputer"));
-  items.push_back(MakeString(kNotesClass));
-  items.push_back(MakeString(std::string("No Data Store available for data class ") + kNotesClass));
-  return WriteBinaryPlist(message);
+  return WriteBinaryPlist(Value::Array({
+      Value::Text("SDMessageRefuseToSyncDataClassWithComputer"),
+      Value::Text(kNotesClass),
+      Value::Text(std::string("No Data Store available for data class ") + kNotesClass),
+  }));
 }
 
 bool ServeService(int fd, const Phone& phone, const AddressBook& book, const NoteStore& notes,

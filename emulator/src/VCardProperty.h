@@ -1,0 +1,42 @@
+// Parsing: one logical line into a property with its group, name, parameters and value.
+// Property names, parameter names and group names are matched without regard to case.
+#ifndef DEVICESIM_SRC_VCARDPROPERTY_H_
+#define DEVICESIM_SRC_VCARDPROPERTY_H_
+
+#include <string>
+#include <vector>
+
+#include "VCardUnfold.h"
+
+namespace devicesim {
+
+struct Param {
+  std::string name;  // upper case; empty for a bare 2.1 value such as "CELL"
+  std::string value;
+};
+
+struct CardProperty {
+  int line = 0;
+  std::string group;  // lower case
+  std::string name;   // upper case
+  std::vector<Param> params;
+  std::string value;  // decoded to UTF-8, escapes still in place
+
+  // A parameter's value by name, empty when absent.
+  std::string param(const char* key) const;
+  // A parameter by name, or a bare 2.1 parameter of that text ("SOUND;X-IRMC-N:").
+  bool hasParam(const char* key) const;
+  // TYPE values (comma lists and repeated parameters) and 2.1's bare types, lower case.
+  std::vector<std::string> types() const;
+  bool is(const char* type) const;
+  std::string text() const;  // the value with its escapes resolved
+};
+
+// `logical` must start a property (PropertyColon finds its colon). Quoted-printable
+// values are decoded and converted from their charset; base64 values are left empty,
+// since binary data (photos, keys, sounds) is of no use to the device's records.
+CardProperty ParseProperty(const LogicalLine& logical);
+
+}  // namespace devicesim
+
+#endif  // DEVICESIM_SRC_VCARDPROPERTY_H_
