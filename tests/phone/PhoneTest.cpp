@@ -35,8 +35,6 @@ namespace {
 namespace fs = std::filesystem;
 using devicesim::phone::PhoneConfig;
 
-constexpr int kContacts = 1;
-constexpr int kNotes = 0;
 constexpr size_t kPeople = 30;
 constexpr size_t kNoteCount = 20;
 constexpr size_t kBatch = 4;
@@ -115,7 +113,7 @@ Outcome Export(int kind, const std::string& endpoint) {
   EXPECT_NE(device, nullptr) << endpoint;
   Outcome run;
   run.result = GetData(kind, nullptr, device,
-                       reinterpret_cast<void*>(kind == kContacts ? &OnContact : &OnNote));
+                       reinterpret_cast<void*>(kind == kVeldrakeContacts ? &OnContact : &OnNote));
   run.lastError = mdphone_last_error(device);
   if (run.result != -1) DisContectDeviceAndProtocol();
   mdsim_device_free(device);
@@ -156,12 +154,12 @@ TEST_F(PhoneTest, ExportsMatchThePlainSocketWithAndWithoutTls) {
                             devicesim::GenerateAddressBook(kPeople, kSeed),
                             devicesim::GenerateNotes(kNoteCount, kSeed), Batches());
   ASSERT_TRUE(plain.ok()) << plain.error();
-  for (int kind : {kContacts, kNotes}) {
+  for (int kind : {kVeldrakeContacts, kVeldrakeNotes}) {
     const Outcome expected = Export(kind, plain.endpoint());
     ASSERT_EQ(expected.result, 0);
-    ASSERT_EQ(expected.records.size(), kind == kContacts ? kPeople : kNoteCount);
+    ASSERT_EQ(expected.records.size(), kind == kVeldrakeContacts ? kPeople : kNoteCount);
     for (bool tls : {true, false}) {
-      SCOPED_TRACE(std::string(kind == kContacts ? "contacts" : "notes") +
+      SCOPED_TRACE(std::string(kind == kVeldrakeContacts ? "contacts" : "notes") +
                    (tls ? " over TLS" : " in the clear"));
       const PhoneConfig phone = Phone([&](PhoneConfig& p) { p.serviceTls = tls; });
       Daemon daemon({phone});
@@ -222,14 +220,14 @@ TEST_F(PhoneTest, EveryScriptedFaultGivesItsCode) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     Daemon daemon(row.phones);
-    const Outcome run = Export(kContacts, row.endpoint);
+    const Outcome run = Export(kVeldrakeContacts, row.endpoint);
     EXPECT_EQ(run.result, row.result);
     EXPECT_EQ(run.lastError, row.lastError);
     EXPECT_TRUE(run.records.empty());
   }
   SCOPED_TRACE("no daemon");
   setenv("USBMUXD_SOCKET_ADDRESS", ("UNIX:" + TempPath(".absent")).c_str(), 1);
-  const Outcome run = Export(kNotes, "usb");
+  const Outcome run = Export(kVeldrakeNotes, "usb");
   EXPECT_EQ(run.result, MDPHONE_ERR_NO_DAEMON);
   EXPECT_EQ(run.lastError, MDPHONE_ERR_NO_DAEMON);
 }
@@ -254,7 +252,7 @@ TEST_F(PhoneTest, ShutdownFromAnotherThreadCancelsAnExportOverTheRelay) {
   gSeen.clear();
   void* device = mdsim_device_new("usb");
   auto call = std::async(std::launch::async, [&] {
-    return GetData(kContacts, nullptr, device, reinterpret_cast<void*>(&OnContact));
+    return GetData(kVeldrakeContacts, nullptr, device, reinterpret_cast<void*>(&OnContact));
   });
   ASSERT_EQ(silent.get_future().wait_for(kBound), std::future_status::ready);
   shutdown(iSocket, SHUT_RDWR);
@@ -277,8 +275,9 @@ TEST_F(PhoneTest, APhoneUnpluggedMidwayIsALostConnection) {
     int64_t bytes;
     bool tls;
     int result;
-  } cuts[] = {{kContacts, 100, true, -1}, {kContacts, 1500, true, 0}, {kContacts, 4000, false, 0},
-              {kNotes, 100, true, -1},    {kNotes, 1500, true, -1},   {kNotes, 3000, false, -1}};
+  } cuts[] = {{kVeldrakeContacts, 100, true, -1},  {kVeldrakeContacts, 1500, true, 0},
+              {kVeldrakeContacts, 4000, false, 0}, {kVeldrakeNotes, 100, true, -1},
+              {kVeldrakeNotes, 1500, true, -1},    {kVeldrakeNotes, 3000, false, -1}};
   for (const Cut& cut : cuts) {
     SCOPED_TRACE(std::to_string(cut.kind) + " after " + std::to_string(cut.bytes) +
                  (cut.tls ? " with TLS" : " in the clear"));
@@ -290,7 +289,7 @@ TEST_F(PhoneTest, APhoneUnpluggedMidwayIsALostConnection) {
     const Outcome run = Export(cut.kind, UsbOf(phone));
     EXPECT_EQ(run.result, cut.result);
     EXPECT_EQ(run.lastError, MDPHONE_ERR_CONNECTION_LOST);
-    EXPECT_LT(run.records.size(), cut.kind == kContacts ? kPeople : kNoteCount);
+    EXPECT_LT(run.records.size(), cut.kind == kVeldrakeContacts ? kPeople : kNoteCount);
   }
 }
 
@@ -315,12 +314,12 @@ TEST_F(PhoneTest, ManyExportsLeaveNoThreadOrDescriptor) {
   while (mdphone_list(nullptr, 0) != 1 && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
-  Export(kContacts, "usb");  // the libraries below set up what they keep for the process
+  Export(kVeldrakeContacts, "usb");  // the libraries below set up what they keep for the process
   const size_t threads = Entries("/proc/self/task");
   const size_t descriptors = Entries("/proc/self/fd");
   int failures = 0;
   for (int i = 0; i < kExports; ++i) {
-    const Outcome run = Export(i % 2 == 0 ? kContacts : kNotes, "usb");
+    const Outcome run = Export(i % 2 == 0 ? kVeldrakeContacts : kVeldrakeNotes, "usb");
     failures += run.result != 0 || run.records.size() != 3;
   }
   EXPECT_EQ(failures, 0);
@@ -375,7 +374,7 @@ TEST_F(PhoneTest, ControlFunctionsSeeAndChangeThePhonesState) {
   EXPECT_EQ(find(locked)->contacts_sync, MDPHONE_YES);
   EXPECT_EQ(find(stranger)->trusted, MDPHONE_YES);
   EXPECT_EQ(find(refuser)->trusted, MDPHONE_NO);
-  const Outcome paired = Export(kNotes, UsbOf(stranger));
+  const Outcome paired = Export(kVeldrakeNotes, UsbOf(stranger));
   EXPECT_EQ(paired.result, 0);
   EXPECT_EQ(paired.records.size(), kNoteCount);
 

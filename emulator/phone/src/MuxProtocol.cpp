@@ -27,6 +27,8 @@ bool ReadAll(int fd, void* buffer, size_t size) {
   return true;
 }
 
+}  // namespace
+
 bool SendAll(int fd, const char* data, size_t size) {
   while (size > 0) {
     const ssize_t sent = ::send(fd, data, size, MSG_NOSIGNAL);
@@ -37,8 +39,6 @@ bool SendAll(int fd, const char* data, size_t size) {
   }
   return true;
 }
-
-}  // namespace
 
 bool ReadPacket(int fd, uint32_t* tag, Plist* payload, bool* wrongVersion) {
   uint32_t header[4];

@@ -3,6 +3,7 @@
 #ifndef DEVICESIM_PHONE_MUXPROTOCOL_H_
 #define DEVICESIM_PHONE_MUXPROTOCOL_H_
 
+#include <cstddef>
 #include <cstdint>
 
 #include "Plist.h"
@@ -18,6 +19,10 @@ enum MuxResult : uint32_t {
   kResultConnectionRefused = 3,
   kResultBadVersion = 6,
 };
+
+// Writes all `size` bytes, through EINTR and short writes, never raising SIGPIPE (a client
+// that hangs up must not end the emulator). False when the peer has gone.
+bool SendAll(int fd, const char* data, size_t size);
 
 // Reads one packet. False on end of stream, a bad header or a payload that is no
 // property-list dictionary; *wrongVersion tells the binary protocol apart.

@@ -9,22 +9,13 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "MuxProtocol.h"  // SendAll
+
 namespace devicesim {
 namespace phone {
 namespace {
 
 constexpr size_t kRelayChunk = 16384;
-
-bool SendAll(int fd, const char* data, size_t size) {
-  while (size > 0) {
-    const ssize_t sent = ::send(fd, data, size, MSG_NOSIGNAL);
-    if (sent < 0 && errno == EINTR) continue;
-    if (sent <= 0) return false;
-    data += sent;
-    size -= static_cast<size_t>(sent);
-  }
-  return true;
-}
 
 // A socket BIO that never raises SIGPIPE: a client that hangs up mid-handshake must not
 // kill the process the emulator runs in.
