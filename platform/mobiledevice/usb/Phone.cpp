@@ -32,6 +32,20 @@ std::string TakeString(char* text) {
   return copy;
 }
 
+sigset_t PipeOnly() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGPIPE);
+  return set;
+}
+
+bool PipePending() {
+  sigset_t pending;
+  sigemptyset(&pending);
+  sigpending(&pending);
+  return sigismember(&pending, SIGPIPE) == 1;
+}
+
 }  // namespace
 
 bool ListAttached(std::vector<Attached>& out) {
@@ -190,24 +204,14 @@ lockdownd_error_t Lockdown::SetValue(const char* domain, const char* key, plist_
 }
 
 QuietPipe::QuietPipe() {
-  sigset_t pipe_only;
-  sigemptyset(&pipe_only);
-  sigaddset(&pipe_only, SIGPIPE);
-  sigset_t pending;
-  sigemptyset(&pending);
-  sigpending(&pending);
-  was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+  const sigset_t pipe_only = PipeOnly();
+  was_pending_ = PipePending();
   pthread_sigmask(SIG_BLOCK, &pipe_only, &saved_);
 }
 
 QuietPipe::~QuietPipe() {
-  sigset_t pipe_only;
-  sigemptyset(&pipe_only);
-  sigaddset(&pipe_only, SIGPIPE);
-  sigset_t pending;
-  sigemptyset(&pending);
-  sigpending(&pending);
-  if (!was_pending_ && sigismember(&pending, SIGPIPE) == 1) {
+  const sigset_t pipe_only = PipeOnly();
+  if (!was_pending_ && PipePending()) {
     const struct timespec no_wait = {0, 0};
     while (sigtimedwait(&pipe_only, nullptr, &no_wait) < 0 && errno == EINTR) {
     }
