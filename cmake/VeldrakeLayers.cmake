@@ -1,7 +1,8 @@
 # The library's layers, written once: the build (veldrake_layer) and the include check
 # (VeldrakeCheckLayers.cmake, run by CTest) both read this table.
 #
-#   session -> sync -> contacts, notes -> plist -> util, the platform beneath.
+#   session -> sync -> contacts, notes -> plist -> util, the platform beneath;
+#   backup (the second library, libVeldrakeBackup) -> contacts, notes -> plist -> util.
 #
 # For each layer, lowest first:
 #   USES      the layers right below it; what those may use, it may use too
@@ -9,7 +10,7 @@
 #   PUBLIC    its headers under include/: files, or folders ending in "/" (its private
 #             headers sit beside its sources in src/<layer>/)
 # A layer sees its own headers and those of every layer it may use, and nothing else.
-set(VELDRAKE_LAYERS util plist contacts notes sync session)
+set(VELDRAKE_LAYERS util plist contacts notes sync session backup)
 
 set(VELDRAKE_LAYER_util_USES "")
 set(VELDRAKE_LAYER_util_PLATFORM CoreFoundation)
@@ -38,6 +39,10 @@ set(VELDRAKE_LAYER_sync_PUBLIC veldrake/IOSContact.h veldrake/IOSNote.h)
 set(VELDRAKE_LAYER_session_USES sync)
 set(VELDRAKE_LAYER_session_PLATFORM MobileDevice CoreFoundation)
 set(VELDRAKE_LAYER_session_PUBLIC veldrake/Session.h)
+
+set(VELDRAKE_LAYER_backup_USES contacts notes)
+set(VELDRAKE_LAYER_backup_PLATFORM "")
+set(VELDRAKE_LAYER_backup_PUBLIC veldrake/Backup.h)
 
 # veldrake_layers_below(layer out): every layer `layer` may use, directly or through
 # another.

@@ -33,6 +33,10 @@ extern "C" {
 #define MDPHONE_ERR_CONNECTION_LOST ((int)0xE8000098) /* the phone went away mid-way */
 #define MDPHONE_ERR_PAIRING_PENDING ((int)0xE8000099) /* pairing: the phone shows "Trust?" */
 #define MDPHONE_ERR_PAIRING_DENIED ((int)0xE800009A)  /* pairing: the person tapped Don't Trust */
+#define MDPHONE_ERR_SETTING_REFUSED ((int)0xE800009B) /* the phone refused to change a setting */
+
+/* mdphone_pair's answer when the phone already trusts this computer (nothing was asked). */
+#define MDPHONE_ALREADY_PAIRED 1
 
 /* Values of the tri-state fields below. */
 #define MDPHONE_UNKNOWN (-1) /* could not be asked (e.g. the phone does not trust us) */
@@ -47,6 +51,7 @@ typedef struct mdphone_info {
   int network;       /* MDPHONE_YES when the daemon reaches it over the network */
   int trusted;       /* paired with this computer: MDPHONE_YES / MDPHONE_NO */
   int contacts_sync; /* contact sync with a computer is on: tri-state */
+  int locked;        /* locked with a passcode (no lockdown session opens): tri-state */
 } mdphone_info;
 
 /* Describes up to `capacity` attached phones into `out` (which may be null when capacity
@@ -55,16 +60,27 @@ typedef struct mdphone_info {
 int mdphone_list(mdphone_info* out, int capacity);
 
 /* Asks the phone (`udid`, or null for the one attached phone) to trust this computer and
-   keeps the pair record with the daemon. 0 when paired; otherwise one of the codes above,
-   MDPHONE_ERR_PAIRING_PENDING meaning "tap Trust on the phone, then ask again". */
+   keeps the pair record with the daemon. The pairing is validated first: a phone that
+   already trusts this computer is not asked again (MDPHONE_ALREADY_PAIRED). 0 when
+   paired; otherwise one of the codes above, MDPHONE_ERR_PAIRING_PENDING meaning "tap
+   Trust on the phone, then ask again". */
 int mdphone_pair(const char* udid);
 
-/* Turns contact sync with a computer on (a setting on the person's phone). 0 on success. */
+/* Turns contact sync with a computer on (a setting on the person's phone). 0 on success;
+   MDPHONE_ERR_SETTING_REFUSED when the phone would not change it. */
 int mdphone_enable_contact_sync(const char* udid);
 
+/* Starts the phone's sync service and closes it again at once, as an export would start
+   it: 0 when it started, with *uses_tls (may be null) set to whether the service speaks
+   TLS; otherwise one of the codes above. */
+int mdphone_probe_service(const char* udid, int* uses_tls);
+
 /* The MDPHONE_ERR_* code that last stopped an operation on `device` (a handle from
-   mdsim_device_new), 0 when none did, e.g. MDPHONE_ERR_CONNECTION_LOST after the phone was
-   unplugged during an export. */
+   mdsim_device_new, of any endpoint kind), 0 when none did. MDPHONE_ERR_CONNECTION_LOST
+   means the device ended the conversation early: it closed the service connection (or
+   was unplugged) before the library had sent its closing message, so whatever GetData
+   delivered is incomplete even when GetData returned 0. A host's own cancel (shutting
+   the session's socket down) is not a loss. */
 int mdphone_last_error(const void* device);
 
 #ifdef __cplusplus

@@ -65,6 +65,12 @@ void mdsim_device_set_result(void* device, const char* operation, int result);
    next call of mdsim_device_calls. */
 const char* mdsim_device_calls(const void* device);
 
+/* Bytes the device's service connections have received from the device so far, summed
+   over every connection the device has had, or -1 when the endpoint cannot count them.
+   May be called from any thread while a GetData on the device runs: a host shows it as
+   progress and uses it to notice a device that stopped sending. */
+long long mdsim_bytes_received(const void* device);
+
 #ifdef __cplusplus
 }
 #endif
