@@ -9,6 +9,7 @@ packages=(
   libutfcpp-dev nlohmann-json3-dev libcli11-dev
   python3 python3-vobject pkgconf
   libimobiledevice-utils libimobiledevice-dev libusbmuxd-dev libssl-dev
+  libsqlite3-dev zlib1g-dev
 )
 
 missing=()
