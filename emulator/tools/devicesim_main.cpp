@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "devicesim/AddressBook.h"
-#include "devicesim/Device.h"
+#include "devicesim/Listener.h"
 #include "devicesim/NoteStore.h"
 #include "devicesim/phone/PhoneOptions.h"
 

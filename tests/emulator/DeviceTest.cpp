@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -128,4 +132,44 @@ TEST(DeviceListener, ServesConnectionsOneAfterAnotherOnAnyFreePort) {
   Listener bad("carrier-pigeon:1", {}, {});
   EXPECT_FALSE(bad.ok());
   EXPECT_NE(std::string::npos, bad.error().find("unix:PATH"));
+}
+
+bool Exists(const std::string& path) {
+  struct stat st;
+  return ::lstat(path.c_str(), &st) == 0;
+}
+
+// Two emulators must never share a socket path: a live one is refused, a stale file is
+// replaced, and each removes the file at exit only while it is still its own.
+TEST(DeviceListener, ClaimsOnlyAFreeOrStaleUnixPathAndRemovesOnlyItsOwn) {
+  char dir[] = "/tmp/devicesim-listener-XXXXXX";
+  ASSERT_NE(nullptr, ::mkdtemp(dir));
+  const std::string path = std::string(dir) + "/sock", endpoint = "unix:" + path;
+  {
+    sockaddr_un a{};  // a stale file: bound, never listened on, its owner gone
+    a.sun_family = AF_UNIX;
+    std::memcpy(a.sun_path, path.data(), path.size());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(0, ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a));
+    ::close(fd);
+  }
+  auto first = std::make_unique<Listener>(endpoint, AddressBook{}, NoteStore{});
+  ASSERT_TRUE(first->ok()) << first->error();
+  {
+    Listener second(endpoint, {}, {});
+    EXPECT_FALSE(second.ok());
+    EXPECT_NE(std::string::npos, second.error().find("another server")) << second.error();
+  }
+  EXPECT_TRUE(Exists(path)) << "the refused listener removed the live one's socket";
+
+  ::unlink(path.c_str());  // someone else's socket now takes the path
+  {
+    Listener third(endpoint, {}, {});
+    ASSERT_TRUE(third.ok()) << third.error();
+    first.reset();
+    EXPECT_TRUE(Exists(path)) << "the first listener removed a socket no longer its own";
+  }
+  EXPECT_FALSE(Exists(path)) << "the third listener left its socket behind";
+  ::unlink(path.c_str());
+  ::rmdir(dir);
 }

@@ -8,7 +8,10 @@
 
 namespace devicesim {
 
-// The whole payload of message `index` (1..11).
+// How many messages the library sends; they are numbered 1..kCatalogueSize.
+const int kCatalogueSize = 11;
+
+// The whole payload of message `index` (1..kCatalogueSize).
 const std::string& CatalogueText(int index);
 
 }  // namespace devicesim

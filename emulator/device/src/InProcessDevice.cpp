@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "Serve.h"
-#include "devicesim/Device.h"
+#include "devicesim/InProcessDevice.h"
 
 namespace devicesim {
 

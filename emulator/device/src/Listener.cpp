@@ -8,12 +8,14 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "Serve.h"
-#include "devicesim/Device.h"
+#include "devicesim/Listener.h"
 
 namespace devicesim {
 
@@ -31,67 +33,109 @@ struct Listener::State {
   std::vector<Transcript> transcripts;
   std::thread thread;
 
+  struct FileId {
+    dev_t device;
+    ino_t inode;
+  };
+  std::optional<FileId> socketFile;  // the socket file bound at unixPath, while listening
+
   bool listenOn(const std::string& where);
+  bool listenUnix(const std::string& path);
+  bool listenTcp(const std::string& where);
+  void removeSocketFile() const;
   void run();
 };
 
 namespace {
 
+const char kUnixScheme[] = "unix:";
+const char kTcpScheme[] = "tcp:";
+const int kBacklog = 8;
+const long kMaxPort = 65535;
+const auto kDescriptorsFullPause = std::chrono::milliseconds(10);
+
 std::string Errno(const std::string& what) {
   return what + ": " + std::strerror(errno);
+}
+
+// Makes the path free for bind: a socket file nobody answers on is left from an earlier
+// run and goes; one that accepts a connection belongs to a live server and is refused, so
+// that two emulators never share (and then delete) one path. Anything else stays.
+bool ClaimSocketPath(const sockaddr_un& address, std::string* error) {
+  struct stat st;
+  if (::lstat(address.sun_path, &st) != 0 || !S_ISSOCK(st.st_mode)) return true;
+  const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (probe < 0) return *error = Errno("socket"), false;
+  const bool live =
+      ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  ::close(probe);
+  if (live) {
+    *error = std::string("another server is listening on ") + address.sun_path;
+    return false;
+  }
+  ::unlink(address.sun_path);
+  return true;
 }
 
 }  // namespace
 
 bool Listener::State::listenOn(const std::string& where) {
-  if (where.rfind("unix:", 0) == 0) {
-    unixPath = where.substr(5);
-    sockaddr_un address{};
-    if (unixPath.empty() || unixPath.size() >= sizeof address.sun_path) {
-      error = "unix socket path empty or too long: " + unixPath;
-      return false;
-    }
-    // A socket file left by an earlier run would make bind fail; anything else stays.
-    struct stat st;
-    if (::lstat(unixPath.c_str(), &st) == 0 && S_ISSOCK(st.st_mode)) ::unlink(unixPath.c_str());
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, unixPath.data(), unixPath.size());
-    listenFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (listenFd < 0) return error = Errno("socket"), false;
-    if (::bind(listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-      error = Errno("bind " + unixPath);
-      unixPath.clear();
-      return false;
-    }
-    endpoint = where;
-  } else if (where.rfind("tcp:", 0) == 0) {
-    const std::string rest = where.substr(4);
-    const size_t colon = rest.rfind(':');
-    if (colon == std::string::npos) return error = "expected tcp:HOST:PORT: " + where, false;
-    const std::string host = rest.substr(0, colon), portText = rest.substr(colon + 1);
-    char* end = nullptr;
-    long port = std::strtol(portText.c_str(), &end, 10);
-    if (portText.empty() || *end != '\0' || port < 0 || port > 65535)
-      return error = "bad port in " + where, false;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    if (::inet_pton(AF_INET, host.c_str(), &address.sin_addr) != 1)
-      return error = "expected a numeric IPv4 address in " + where, false;
-    listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (listenFd < 0) return error = Errno("socket"), false;
-    int one = 1;
-    ::setsockopt(listenFd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    if (::bind(listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-      return error = Errno("bind " + where), false;
-    socklen_t size = sizeof address;
-    ::getsockname(listenFd, reinterpret_cast<sockaddr*>(&address), &size);
-    endpoint = "tcp:" + host + ":" + std::to_string(ntohs(address.sin_port));
+  if (where.rfind(kUnixScheme, 0) == 0) {
+    if (!listenUnix(where.substr(sizeof kUnixScheme - 1))) return false;
+  } else if (where.rfind(kTcpScheme, 0) == 0) {
+    if (!listenTcp(where)) return false;
   } else {
     error = "expected unix:PATH or tcp:127.0.0.1:PORT, got " + where;
     return false;
   }
-  if (::listen(listenFd, 8) != 0) return error = Errno("listen"), false;
+  if (::listen(listenFd, kBacklog) != 0) return error = Errno("listen"), false;
+  return true;
+}
+
+bool Listener::State::listenUnix(const std::string& path) {
+  sockaddr_un address{};
+  if (path.empty() || path.size() >= sizeof address.sun_path) {
+    error = "unix socket path empty or too long: " + path;
+    return false;
+  }
+  address.sun_family = AF_UNIX;
+  std::memcpy(address.sun_path, path.data(), path.size());
+  if (!ClaimSocketPath(address, &error)) return false;
+  listenFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (listenFd < 0) return error = Errno("socket"), false;
+  if (::bind(listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    return error = Errno("bind " + path), false;
+  unixPath = path;
+  endpoint = kUnixScheme + path;
+  // Remembered so that the exit removes the file only while it is still this socket.
+  struct stat st;
+  if (::lstat(path.c_str(), &st) == 0) socketFile = FileId{st.st_dev, st.st_ino};
+  return true;
+}
+
+bool Listener::State::listenTcp(const std::string& where) {
+  const std::string rest = where.substr(sizeof kTcpScheme - 1);
+  const size_t colon = rest.rfind(':');
+  if (colon == std::string::npos) return error = "expected tcp:HOST:PORT: " + where, false;
+  const std::string host = rest.substr(0, colon), portText = rest.substr(colon + 1);
+  char* end = nullptr;
+  long port = std::strtol(portText.c_str(), &end, 10);
+  if (portText.empty() || *end != '\0' || port < 0 || port > kMaxPort)
+    return error = "bad port in " + where, false;
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(port));
+  if (::inet_pton(AF_INET, host.c_str(), &address.sin_addr) != 1)
+    return error = "expected a numeric IPv4 address in " + where, false;
+  listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (listenFd < 0) return error = Errno("socket"), false;
+  int one = 1;
+  ::setsockopt(listenFd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+  if (::bind(listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    return error = Errno("bind " + where), false;
+  socklen_t size = sizeof address;
+  ::getsockname(listenFd, reinterpret_cast<sockaddr*>(&address), &size);
+  endpoint = kTcpScheme + host + ":" + std::to_string(ntohs(address.sin_port));
   return true;
 }
 
@@ -101,8 +145,7 @@ void Listener::State::run() {
     if (connection < 0) {
       if (stopping) break;
       if (errno == EINTR || errno == ECONNABORTED || errno == EMFILE || errno == ENFILE) {
-        if (errno == EMFILE || errno == ENFILE)
-          std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        if (errno == EMFILE || errno == ENFILE) std::this_thread::sleep_for(kDescriptorsFullPause);
         continue;
       }
       break;
@@ -144,7 +187,15 @@ Listener::~Listener() {
   }
   if (state_->thread.joinable()) state_->thread.join();
   if (state_->listenFd >= 0) ::close(state_->listenFd);
-  if (!state_->unixPath.empty()) ::unlink(state_->unixPath.c_str());
+  state_->removeSocketFile();
+}
+
+void Listener::State::removeSocketFile() const {
+  if (!socketFile) return;
+  struct stat st;
+  if (::lstat(unixPath.c_str(), &st) == 0 && st.st_dev == socketFile->device &&
+      st.st_ino == socketFile->inode)
+    ::unlink(unixPath.c_str());
 }
 
 bool Listener::ok() const {

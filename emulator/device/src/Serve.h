@@ -4,7 +4,7 @@
 #ifndef DEVICESIM_SRC_SERVE_H_
 #define DEVICESIM_SRC_SERVE_H_
 
-#include "devicesim/Device.h"
+#include "devicesim/Conversation.h"
 
 namespace devicesim {
 
