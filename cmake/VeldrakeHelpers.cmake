@@ -10,11 +10,34 @@ function(veldrake_warnings target)
   endif()
 endfunction()
 
+# The include check (cmake/VeldrakeCheckLayers.cmake) as a step of the build: every
+# layer's core waits for it, so an include above its layer fails the build, not only
+# CTest. It runs again whenever a file of the library or the layer table changes.
+function(_veldrake_layer_check)
+  if(TARGET veldrake_layer_check)
+    return()
+  endif()
+  file(GLOB_RECURSE files CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.h
+       ${PROJECT_SOURCE_DIR}/src/*.cpp ${PROJECT_SOURCE_DIR}/include/*.h)
+  set(stamp ${PROJECT_BINARY_DIR}/veldrake_layers.checked)
+  add_custom_command(
+    OUTPUT ${stamp}
+    COMMAND ${CMAKE_COMMAND} -DVELDRAKE_SOURCE_DIR=${PROJECT_SOURCE_DIR}
+            -P ${PROJECT_SOURCE_DIR}/cmake/VeldrakeCheckLayers.cmake
+    COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
+    DEPENDS ${files} ${PROJECT_SOURCE_DIR}/cmake/VeldrakeLayers.cmake
+            ${PROJECT_SOURCE_DIR}/cmake/VeldrakeCheckLayers.cmake
+    COMMENT "Checking every include of the library against its layer"
+    VERBATIM)
+  add_custom_target(veldrake_layer_check DEPENDS ${stamp})
+endfunction()
+
 # veldrake_layer(name): the OBJECT core veldrake_<name> of one layer of the library, from
 # the sources of the current folder (src/<name>). It sees the shared include/ root, its
 # own folder (its private headers) and, through the layers it may use (as
 # cmake/VeldrakeLayers.cmake has them), their folders; the platform frameworks it calls
-# stay its own. The include check keeps it off the higher layers' public headers.
+# stay its own. The include check, run before it compiles, keeps it off the higher
+# layers' public headers.
 function(veldrake_layer name)
   if(NOT name IN_LIST VELDRAKE_LAYERS)
     message(FATAL_ERROR "${name} is no layer of cmake/VeldrakeLayers.cmake")
@@ -32,6 +55,8 @@ function(veldrake_layer name)
     target_link_libraries(${target} PRIVATE Veldrake::${framework})
   endforeach()
   veldrake_warnings(${target})
+  _veldrake_layer_check()
+  add_dependencies(${target} veldrake_layer_check)
   set_property(GLOBAL APPEND PROPERTY VELDRAKE_CORES ${target})
 endfunction()
 
