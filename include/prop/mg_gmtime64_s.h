@@ -6,6 +6,8 @@
 #include <ctime>
 
 // Days before month m, less one, for m = 0..11; entry 12 is the last day of the year.
+// The names are published and hosts link against them as they are, although a leading
+// underscore at global scope is a name the C++ implementation reserves for itself.
 extern const int _days[13];    // common years
 extern const int _lpdays[13];  // leap years
 

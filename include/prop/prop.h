@@ -122,6 +122,9 @@ prop::prop(long long value);
 template <>
 prop::prop(double value);
 
+// The library's own names, which its published interface does not fix.
+namespace veldrake {
+
 // Record texts, the texts a host receives: an array-new copy of exactly the text's byte
 // length plus one, zero-filled and cut at the text's first NUL, since the host has no
 // length beside the pointer.
@@ -134,5 +137,7 @@ char* NewRecordTextOrDate(const prop& value);
 // A later text takes the place of an earlier one: `text` goes into `member`, which lets
 // go of what it held; null (a value of an unaccepted tag) leaves `member` as it was.
 void StoreRecordText(char*& member, char* text);
+
+}  // namespace veldrake
 
 #endif  // VELDRAKE_PROP_PROP_H_

@@ -7,6 +7,9 @@
 #include "veldrake/RecordUnderAnalysis.h"
 #include "veldrake/wstrtoi.h"
 
+using veldrake::NewRecordText;
+using veldrake::NewRecordTextOrDate;
+
 namespace {
 
 struct PersonKey {

@@ -10,6 +10,10 @@
 #include "veldrake/RecordUnderAnalysis.h"
 #include "veldrake/wstrtoi.h"
 
+using veldrake::NewRecordText;
+using veldrake::NewRecordTextOrDate;
+using veldrake::StoreRecordText;
+
 namespace {
 
 // The device's address-book property numbers of multi-valued items.

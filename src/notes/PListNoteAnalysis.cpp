@@ -12,6 +12,9 @@
 #include "QX/Notes.h"
 #include "prop/prop.h"
 
+using veldrake::NewRecordText;
+using veldrake::StoreRecordText;
+
 namespace {
 
 void FillNote(const std::map<std::wstring, prop>& fields, QX::Notes& note) {

@@ -1,4 +1,10 @@
 // Calendar breakdown in UTC by 365-day years with a leap-day correction.
+//
+// Two calendar methods on purpose. The year-count method is the one the library's dates
+// have always come from, and its double arithmetic decides the fields of every date a
+// device sends (some 0464..3476); it stays so that no exported date changes by a second.
+// It cannot reach beyond that range, so a general day-count method (CivilFromDays) takes
+// the rest, which no device writes but a hostile peer may.
 #include "prop/mg_gmtime64_s.h"
 
 #include <cmath>

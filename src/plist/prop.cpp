@@ -250,12 +250,14 @@ std::wstring prop::fromAscii(const std::string& ascii) {
   return wide;
 }
 
+namespace veldrake {
+
 char* NewRecordText(const std::string& text) {
   const size_t n = text.size();
   char* copy = new char[n + 1]();
   // A NUL inside the text ends it for the host, which has no length beside the pointer.
   const void* nul = std::memchr(text.data(), 0, n);
-  const size_t used = nul ? static_cast<const char*>(nul) - text.data() : n;
+  const size_t used = nul ? static_cast<size_t>(static_cast<const char*>(nul) - text.data()) : n;
   std::memcpy(copy, text.data(), used);
   return copy;
 }
@@ -277,3 +279,5 @@ void StoreRecordText(char*& member, char* text) {
   delete[] member;
   member = text;
 }
+
+}  // namespace veldrake

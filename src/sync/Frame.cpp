@@ -14,6 +14,7 @@
 
 #include "Assert.h"
 
+namespace veldrake {
 namespace {
 
 // The first allocation for a payload. A peer may announce up to 4 GiB; memory follows
@@ -128,3 +129,5 @@ bool ReadAndDropFrame(int socket) {
   const FrameResult result = RecvFrame(socket, payload);
   return result == FrameResult::Complete || result == FrameResult::Empty;
 }
+
+}  // namespace veldrake

@@ -11,6 +11,9 @@
 
 #include "Messages.h"
 
+// The library's own names, which its published interface does not fix.
+namespace veldrake {
+
 // What a conversation, and each of its steps, gives back.
 enum ConversationResult : int {
   kConversationOk = 0,
@@ -40,5 +43,7 @@ int SendMessage(int socket, SyncMessage m);
 // Reads one frame whole and drops it unseen. True for a complete or an empty frame, false
 // when the length field could not be read or the stream ended inside the payload.
 bool ReadAndDropFrame(int socket);
+
+}  // namespace veldrake
 
 #endif  // VELDRAKE_FRAME_H_

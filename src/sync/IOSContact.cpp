@@ -11,6 +11,8 @@
 #include "PListContactAnalysis.h"
 #include "QX/Contact.h"
 
+using namespace veldrake;  // the conversation's framing
+
 namespace {
 
 // One setup exchange: the message out, its reply read whole and dropped unseen.

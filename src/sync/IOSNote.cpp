@@ -10,6 +10,8 @@
 #include "Messages.h"
 #include "PListNoteAnalysis.h"
 
+using namespace veldrake;  // the conversation's framing
+
 IOSNote::IOSNote() {}
 
 IOSNote::~IOSNote() {}

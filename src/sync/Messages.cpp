@@ -54,66 +54,27 @@ void Append(std::string& out, const Piece& piece) {
   out.append(piece.text, piece.length);
 }
 
+// The elements of each message, in the order of SyncMessage; unused places stay null.
+const size_t kMaxElements = 6;
+const Piece* const kElements[][kMaxElements] = {
+    /* M1 */ {&kVersionExchange, &kVersionsOk, &kInteger100},
+    /* M2 */ {&kVersionExchange, &kVersionsOk},
+    /* M3 */ {&kSyncDataClass, &kContacts, &kNoAnchor, &kEarlyDate, &kInteger106, &kEmptyParameter},
+    /* M4 */ {&kSyncDataClass, &kContacts, &kNoAnchor, &kLateDate, &kInteger800, &kEmptyParameter},
+    /* M5 */ {&kSyncDataClass, &kNotes, &kNotesAnchor, &kEarlyDate, &kInteger102, &kEmptyParameter},
+    /* M6 */ {&kGetAllRecords, &kContacts},
+    /* M7 */ {&kGetAllRecords, &kNotes},
+    /* M8 */ {&kAcknowledge, &kNotes},
+    /* M9 */ {&kFinishSession, &kContacts},
+    /* M10 */ {&kFinishSession, &kNotes},
+    /* M11 */ {&kDisconnect, &kGoodbye},
+};
+static_assert(sizeof kElements / sizeof kElements[0] == static_cast<size_t>(SyncMessage::M11) + 1,
+              "one row of elements per message");
+
 void AppendElements(SyncMessage m, std::string& out) {
-  switch (m) {
-    case SyncMessage::M1:
-      Append(out, kVersionExchange);
-      Append(out, kVersionsOk);
-      Append(out, kInteger100);
-      return;
-    case SyncMessage::M2:
-      Append(out, kVersionExchange);
-      Append(out, kVersionsOk);
-      return;
-    case SyncMessage::M3:
-      Append(out, kSyncDataClass);
-      Append(out, kContacts);
-      Append(out, kNoAnchor);
-      Append(out, kEarlyDate);
-      Append(out, kInteger106);
-      Append(out, kEmptyParameter);
-      return;
-    case SyncMessage::M4:
-      Append(out, kSyncDataClass);
-      Append(out, kContacts);
-      Append(out, kNoAnchor);
-      Append(out, kLateDate);
-      Append(out, kInteger800);
-      Append(out, kEmptyParameter);
-      return;
-    case SyncMessage::M5:
-      Append(out, kSyncDataClass);
-      Append(out, kNotes);
-      Append(out, kNotesAnchor);
-      Append(out, kEarlyDate);
-      Append(out, kInteger102);
-      Append(out, kEmptyParameter);
-      return;
-    case SyncMessage::M6:
-      Append(out, kGetAllRecords);
-      Append(out, kContacts);
-      return;
-    case SyncMessage::M7:
-      Append(out, kGetAllRecords);
-      Append(out, kNotes);
-      return;
-    case SyncMessage::M8:
-      Append(out, kAcknowledge);
-      Append(out, kNotes);
-      return;
-    case SyncMessage::M9:
-      Append(out, kFinishSession);
-      Append(out, kContacts);
-      return;
-    case SyncMessage::M10:
-      Append(out, kFinishSession);
-      Append(out, kNotes);
-      return;
-    case SyncMessage::M11:
-      Append(out, kDisconnect);
-      Append(out, kGoodbye);
-      return;
-  }
+  for (const Piece* piece : kElements[static_cast<size_t>(m)])
+    if (piece != nullptr) Append(out, *piece);
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 
 #include "ContactTestSupport.h"
 
+using veldrake::NewRecordText;
+
 namespace {
 
 using namespace contacttest;
@@ -70,7 +72,7 @@ TEST_F(CombinationsTest, ItemsJoinTheirOwnerInListOrder) {
   ASSERT_EQ(recorder.seen[1].addresses.size(), 2u);
   EXPECT_NE(recorder.seen[1].addresses[0].find("c9"), std::string::npos);
   EXPECT_NE(recorder.seen[1].addresses[1].find("f9"), std::string::npos);
-  for (size_t empty : {2, 3})
+  for (size_t empty : {size_t{2}, size_t{3}})
     EXPECT_TRUE(recorder.seen[empty].fields.empty() && recorder.seen[empty].addresses.empty());
   EXPECT_EQ(analysis.contacts.size(), 4u);  // slots stay, emptied
   EXPECT_EQ(analysis.contacts[0], nullptr);
@@ -82,7 +84,7 @@ TEST_F(CombinationsTest, MinusOneStopsAndEveryRecordIsReleased) {
   for (int id : {1, 2, 3}) AddContact(id);
   EXPECT_EQ(Deliver(), 0);
   EXPECT_EQ(OfferedIds(), (std::vector<int>{1, 2, 3}));
-  for (int stopAt : {0, 2}) {
+  for (size_t stopAt : {size_t{0}, size_t{2}}) {
     SCOPED_TRACE(stopAt);
     recorder = Recorder();
     recorder.answers.assign(3, 0);
@@ -93,7 +95,7 @@ TEST_F(CombinationsTest, MinusOneStopsAndEveryRecordIsReleased) {
       AddAddress(id, "a" + std::to_string(id));
     }
     EXPECT_EQ(Deliver(), -1);
-    EXPECT_EQ(recorder.seen.size(), static_cast<size_t>(stopAt + 1));
+    EXPECT_EQ(recorder.seen.size(), stopAt + 1);
     EXPECT_EQ(recorder.seen.back().fields.size(), 1u);
     EXPECT_TRUE(analysis.contacts.empty() && analysis.fields.empty());
   }

@@ -10,6 +10,9 @@
 #include "QX/Contact.h"
 #include "prop/prop.h"
 
+using veldrake::NewRecordText;
+using veldrake::NewRecordTextOrDate;
+
 // The host reads these records as C structs on an LP64 platform: order and widths fixed.
 static_assert(std::is_standard_layout<QX::Contact>::value, "host reads QX::Contact directly");
 static_assert(sizeof(QX::Contact::reservedFlag) == 1, "reservedFlag is 8-bit");

@@ -19,6 +19,7 @@
 #include "veldrake/IOSNote.h"
 
 using namespace devicesim;
+using namespace veldrake;  // the library's framing, to talk to the device
 
 namespace {
 

@@ -17,6 +17,8 @@
 #include "Frame.h"
 #include "veldrake/IOSContact.h"
 
+using namespace veldrake;  // the framing under test
+
 namespace {
 
 std::string Field(uint32_t length) {
