@@ -27,7 +27,7 @@ TEST(AnalysisContact, ValuesOfTheWrongKindOrKeyAreSkipped) {
                        {"first name yom", Str("a prefix")},
                        {"job title", Wide("Chief")}}));
   ASSERT_EQ(analysis.contacts.size(), 1u);
-  const SeenContact seen = Copy(*analysis.contacts[0]);
+  const SeenContact seen = CopyContact(*analysis.contacts[0]);
   const std::string n = "<null>";
   EXPECT_EQ(seen.names, (std::vector<std::string>{n, n, n, n, n, n, "", "Chief", n, n, n, n}));
 }

@@ -14,6 +14,7 @@
 
 #include "ContactTestSupport.h"
 #include "ExportSupport.h"
+#include "HostileReplies.h"
 #include "MobileDevice/mdsim.h"
 #include "ValueBuild.h"
 #include "devicesim/AddressBook.h"
@@ -26,6 +27,7 @@ namespace {
 
 using namespace contacttest;
 using namespace exportsupport;
+using namespace recordcopy;
 using namespace valuebuild;
 using devicesim::AddressBook;
 using devicesim::DeviceOptions;
@@ -58,78 +60,18 @@ Outcome ExportContacts(const AddressBook& book, DeviceOptions options,
   return out;
 }
 
-Labels Wire(int requests, bool closed = true) {
+Labels Wire(size_t requests, bool closed = true) {
   Labels labels{"M2", "M4"};
   labels.insert(labels.end(), requests, "M6");
   if (closed) labels.insert(labels.end(), {"M9", "M11"});
   return labels;
 }
 
-// --- What the host must see, worked out from the book independently of the library. ---
-
-std::string Cut(const std::string& text) {
-  return text.substr(0, text.find('\0'));
-}
-std::string Optional(const std::string& text) {
-  return text.empty() ? "<null>" : Cut(text);
-}
-
-std::string DateText(double seconds) {
-  const time_t t = static_cast<time_t>(std::trunc(seconds)) + 978307200;
-  std::tm tm{};
-  gmtime_r(&t, &tm);
-  char buffer[32] = {0};
-  std::strftime(buffer, sizeof buffer, "%m-%d-%Y %H:%M:%S", &tm);
-  return buffer;
-}
-
-int KindOf(int property) {
-  static const std::map<int, int> kinds = {{3, 1},  {4, 2},  {22, 3}, {23, 4},
-                                           {13, 5}, {12, 6}, {46, 7}};
-  const auto found = kinds.find(property);
-  return found == kinds.end() ? 0 : found->second;
-}
-
-SeenContact ExpectedPerson(const devicesim::Person& p) {
-  SeenContact e;
-  e.id = p.id;
-  e.names = {Optional(p.firstName),    Optional(p.firstNameYomi),
-             Optional(p.middleName),   Optional(p.lastName),
-             Optional(p.lastNameYomi), Optional(p.suffix),
-             Optional(p.nickname),     Optional(p.jobTitle),
-             Optional(p.department),   Optional(p.companyName),
-             Optional(p.notes),        p.hasBirthday ? DateText(p.birthday) : "<null>"};
-  // Items stand in the order of their whole keys as text: "12/5/0" < "3/5/10" < "3/5/9".
-  std::vector<std::pair<std::string, const devicesim::Item*>> keyed;
-  for (size_t k = 0; k < p.items.size(); ++k) {
-    keyed.push_back(
-        {std::to_string(p.items[k].property) + "/" + std::to_string(p.id) + "/" + std::to_string(k),
-         &p.items[k]});
-  }
-  std::sort(keyed.begin(), keyed.end());
-  for (const auto& [key, item] : keyed) {
-    const devicesim::Item& i = *item;
-    if (i.property == devicesim::kAddress) {
-      e.addresses.push_back(Optional(i.label) + "|" + Optional(i.street) + "|" + Optional(i.city) +
-                            "|" + Optional(i.state) + "|" + Optional(i.postalCode) + "|" +
-                            Optional(i.country));
-    } else if (i.property == devicesim::kInstantMessage ||
-               i.property == devicesim::kSocialProfile) {
-      e.fields.push_back(std::to_string(KindOf(i.property)) + "|" + Cut(i.service) + "|" +
-                         Cut(i.user));
-    } else {
-      e.fields.push_back(std::to_string(KindOf(i.property)) + "|" + Optional(i.label) + "|" +
-                         (i.hasDate ? DateText(i.date) : Cut(i.value)));
-    }
-  }
-  return e;
-}
-
 std::vector<SeenContact> Expected(const AddressBook& book, size_t batch, size_t limit = SIZE_MAX) {
   std::vector<SeenContact> all;
   for (size_t i : DeliveryOrder(
            book.people.size(), batch, [&](size_t k) { return book.people[k].id; }, limit))
-    all.push_back(ExpectedPerson(book.people[i]));
+    all.push_back(ExpectedContact(book.people[i]));
   return all;
 }
 
@@ -171,7 +113,7 @@ TEST_F(ContactExportTest, SampleBooksArriveCompleteAcrossSeveralReplies) {
   ASSERT_GE(book.people.size(), 10u);
   const Outcome e = ExportContacts(book, Batches(7));
   EXPECT_EQ(e.result, 0);
-  const int batches = static_cast<int>((book.people.size() + 6) / 7);
+  const size_t batches = (book.people.size() + 6) / 7;
   EXPECT_EQ(e.wire, Wire(batches + 1));  // the reply after the last batch ends the loop
   ExpectDelivered(e.recorder, Expected(book, 7));
   // The books exercise every part of a record: each name field, phones to instant
@@ -180,7 +122,7 @@ TEST_F(ContactExportTest, SampleBooksArriveCompleteAcrossSeveralReplies) {
   bool addressSeen = false;
   for (const SeenContact& c : e.recorder.seen) {
     for (size_t n = 0; n < c.names.size(); ++n) nameSeen[n] = nameSeen[n] || c.names[n] != "<null>";
-    for (const std::string& f : c.fields) kindSeen[std::stoi(f)] = true;
+    for (const std::string& f : c.fields) kindSeen[std::stoul(f)] = true;
     addressSeen = addressSeen || !c.addresses.empty();
   }
   EXPECT_EQ(nameSeen, std::vector<bool>(12, true));
@@ -204,7 +146,7 @@ TEST_F(ContactExportTest, SubRecordsOfAnEarlierReplyJoinTheirPerson) {
   EXPECT_EQ(e.result, 0);
   ASSERT_EQ(e.recorder.seen.size(), 2u);
   // The items came twice, early alone and later with their person: the first copy joins.
-  const SeenContact expected = ExpectedPerson(second);
+  const SeenContact expected = ExpectedContact(second);
   std::vector<std::string> twice = expected.fields;
   twice.insert(twice.end(), expected.fields.begin(), expected.fields.end());
   EXPECT_EQ(e.recorder.seen[1].fields, twice);
@@ -248,26 +190,10 @@ TEST_F(ContactExportTest, EmptyFramesCountAsRepliesAndRepeatTheRequest) {
 
 TEST_F(ContactExportTest, HostileRepliesEndOrSkipButNeverBreak) {
   const AddressBook book = devicesim::GenerateAddressBook(12, 8);
-  const Value dictRoot = Dict({{"1", Dict({{"first name", Str("x")}})}});
-  const std::string emptyArray = devicesim::WriteBinaryPlist(Array({}));
-  struct Case {
-    const char* name;
-    std::string payload;
-    bool ends;  // the reply ends the loop; otherwise the next request goes out
-  };
-  const Case cases[] = {
-      {"text", "<plist>not binary</plist>", false},
-      {"header only", "bplist00", false},
-      {"truncated", emptyArray.substr(0, emptyArray.size() - 2), false},
-      {"nested records", devicesim::WriteBinaryPlist(Array({Array({dictRoot})})), false},
-      {"null root", devicesim::WriteBinaryPlist(Null), true},
-      {"dictionary root", devicesim::WriteBinaryPlist(dictRoot), true},
-      {"empty root array", emptyArray, true},
-  };
-  for (const Case& c : cases) {
+  for (const HostileReply& c : HostileReplies()) {
     const Outcome e = ExportContacts(book, ReplyAt(5, "M6", 1, c.payload));
     EXPECT_EQ(e.result, 0) << c.name;
-    if (c.ends) {
+    if (c.contactsEnd) {
       EXPECT_EQ(e.wire, Wire(2)) << c.name;
       ExpectDelivered(e.recorder, Expected(book, 5, 5));
     } else {

@@ -1,5 +1,5 @@
 // Helpers shared by the contact tests: record analysis through `pTemp`, and a record
-// callback that copies what it is lent.
+// callback that copies what it is lent (tests/common/RecordCopy.h).
 #ifndef VELDRAKE_TESTS_CONTACTS_CONTACTTESTSUPPORT_H_
 #define VELDRAKE_TESTS_CONTACTS_CONTACTTESTSUPPORT_H_
 
@@ -12,6 +12,7 @@
 #include "PListContactAnalysis.h"
 #include "PropBuild.h"
 #include "QX/Contact.h"
+#include "RecordCopy.h"
 #include "veldrake/Session.h"
 
 namespace contacttest {
@@ -30,37 +31,9 @@ inline void AnalyseField(PListContactAnalysis& analysis, const std::string& owne
   pTemp = nullptr;
 }
 
-inline std::string Text(const char* text) {
-  return text ? std::string(text) : "<null>";
-}
-
-// A contact as the host copies it during its callback.
-struct SeenContact {
-  int id = 0;
-  std::vector<std::string> names;      // first, first yomi, middle, last, last yomi, suffix,
-                                       // nickname, job, department, company, notes, birthday
-  std::vector<std::string> fields;     // "kind|label|value"
-  std::vector<std::string> addresses;  // "type|street|city|state|postal|country"
-};
-
-inline SeenContact Copy(const QX::Contact& c) {
-  SeenContact seen;
-  seen.id = c.id;
-  for (const char* text :
-       {c.firstName, c.firstNameYomi, c.middleName, c.lastName, c.lastNameYomi, c.suffix,
-        c.nickname, c.jobTitle, c.department, c.companyName, c.notes, c.birthday}) {
-    seen.names.push_back(Text(text));
-  }
-  for (const QX::ContactField* f : c.fields) {
-    seen.fields.push_back(std::to_string(f->kind) + "|" + Text(f->label) + "|" + Text(f->value));
-  }
-  for (const QX::ContactAddressFields* a : c.addresses) {
-    const QX::ContactAddress& d = *a->address;
-    seen.addresses.push_back(Text(a->type) + "|" + Text(d.street) + "|" + Text(d.city) + "|" +
-                             Text(d.state) + "|" + Text(d.postalCode) + "|" + Text(d.country));
-  }
-  return seen;
-}
+using recordcopy::CopyContact;
+using recordcopy::SeenContact;
+using recordcopy::Text;
 
 // The record callback: copies each contact and answers from `answers` by call number
 // (0 once the list runs out).
@@ -71,7 +44,7 @@ struct Recorder {
 inline Recorder* gRecorder = nullptr;
 
 inline int RecordContact(void* record) {
-  gRecorder->seen.push_back(Copy(*static_cast<QX::Contact*>(record)));
+  gRecorder->seen.push_back(CopyContact(*static_cast<QX::Contact*>(record)));
   const size_t call = gRecorder->seen.size() - 1;
   return call < gRecorder->answers.size() ? gRecorder->answers[call] : 0;
 }

@@ -7,8 +7,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -18,6 +16,7 @@
 #include "MobileDevice/mdsim.h"
 #include "QX/Contact.h"
 #include "QX/Notes.h"
+#include "RecordCopy.h"
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"
@@ -33,66 +32,27 @@ using devicesim::NoteStore;
 // machine; a run that needs it has hung.
 constexpr int kBoundSeconds = 5;
 
-struct SeenNote {
-  std::string subject, content;
-  int64_t date;
-  bool operator==(const SeenNote& o) const {
-    return subject == o.subject && content == o.content && date == o.date;
-  }
-};
-
-struct SeenContact {
-  int id;
-  std::string firstName, lastName;
-  size_t fields, addresses;
-  std::multiset<std::string> streets;
-  bool operator==(const SeenContact& o) const {
-    return id == o.id && firstName == o.firstName && lastName == o.lastName && fields == o.fields &&
-           addresses == o.addresses && streets == o.streets;
-  }
-};
+using recordcopy::SeenContact;
+using recordcopy::SeenNote;
 
 std::vector<SeenNote> gNotes;
 std::vector<SeenContact> gContacts;
 
-std::string Text(const char* t) {
-  return t ? t : "<null>";
-}
-std::string Optional(const std::string& s) {
-  return s.empty() ? "<null>" : s;
-}
-
 int OnNote(void* record) {
-  const auto* n = static_cast<const QX::Notes*>(record);
-  gNotes.push_back({Text(n->subject), Text(n->content), n->dateModified});
+  gNotes.push_back(recordcopy::CopyNote(*static_cast<const QX::Notes*>(record)));
   return 0;
 }
 
 int OnContact(void* record) {
-  const auto* c = static_cast<const QX::Contact*>(record);
-  SeenContact seen{
-      c->id, Text(c->firstName), Text(c->lastName), c->fields.size(), c->addresses.size(), {}};
-  for (const QX::ContactAddressFields* a : c->addresses)
-    seen.streets.insert(Text(a->address->street));
-  gContacts.push_back(seen);
+  gContacts.push_back(recordcopy::CopyContact(*static_cast<const QX::Contact*>(record)));
   return 0;
 }
 
 SeenNote Expect(const devicesim::Note& n) {
-  return {n.subject, n.content, static_cast<int64_t>(std::trunc(n.modified))};
+  return recordcopy::ExpectedNote(n);
 }
-
 SeenContact Expect(const devicesim::Person& p) {
-  SeenContact e{p.id, Optional(p.firstName), Optional(p.lastName), 0, 0, {}};
-  for (const devicesim::Item& item : p.items) {
-    if (item.property == devicesim::kAddress) {
-      ++e.addresses;
-      e.streets.insert(Optional(item.street));
-    } else {
-      ++e.fields;
-    }
-  }
-  return e;
+  return recordcopy::ExpectedContact(p);
 }
 
 // Records in the order the host receives them: batch by batch, and within a batch by the
@@ -188,7 +148,8 @@ DeviceOptions CutAt(DeviceOptions options, size_t cut) {
 }
 
 std::vector<std::string> Prefix(const std::vector<std::string>& labels, size_t n) {
-  return std::vector<std::string>(labels.begin(), labels.begin() + std::min(n, labels.size()));
+  return std::vector<std::string>(
+      labels.begin(), labels.begin() + static_cast<std::ptrdiff_t>(std::min(n, labels.size())));
 }
 
 // Notes: frames are the version reply, the sync reply, the reply to the request, the

@@ -8,8 +8,10 @@
 #include <gtest/gtest.h>
 
 #include "ExportSupport.h"
+#include "HostileReplies.h"
 #include "MobileDevice/mdsim.h"
 #include "QX/Notes.h"
+#include "RecordCopy.h"
 #include "ValueBuild.h"
 #include "devicesim/BPListWriter.h"
 #include "devicesim/Device.h"
@@ -23,19 +25,14 @@ using devicesim::Fault;
 using devicesim::NoteStore;
 using namespace exportsupport;
 
-struct Seen {
-  std::string subject, content;
-  int64_t date;
-};
+using recordcopy::SeenNote;
 
-std::vector<Seen> gSeen;
+std::vector<SeenNote> gSeen;
 int gStopAt = -1;  // 0-based call that returns -1
 
 // The callback as a host declares it; the record is a QX::Notes.
 int Record(void* record) {
-  const QX::Notes* note = static_cast<const QX::Notes*>(record);
-  gSeen.push_back({note->subject ? note->subject : "<null>",
-                   note->content ? note->content : "<null>", note->dateModified});
+  gSeen.push_back(recordcopy::CopyNote(*static_cast<const QX::Notes*>(record)));
   return static_cast<int>(gSeen.size()) - 1 == gStopAt ? -1 : 0;
 }
 
@@ -63,26 +60,20 @@ Outcome ExportNotes(NoteStore store, DeviceOptions options) {
 }
 
 // The notes of `store` as the host must see them (the device files notes under their numbers).
-std::vector<Seen> Expected(const NoteStore& store, size_t batchSize, size_t limit = SIZE_MAX) {
-  std::vector<Seen> all;
+std::vector<SeenNote> Expected(const NoteStore& store, size_t batchSize, size_t limit = SIZE_MAX) {
+  std::vector<SeenNote> all;
   for (size_t i : DeliveryOrder(
-           store.notes.size(), batchSize, [](size_t k) { return k; }, limit)) {
-    const devicesim::Note& n = store.notes[i];
-    all.push_back({n.subject, n.content, static_cast<int64_t>(std::trunc(n.modified))});
-  }
+           store.notes.size(), batchSize, [](size_t k) { return k; }, limit))
+    all.push_back(recordcopy::ExpectedNote(store.notes[i]));
   return all;
 }
 
-void ExpectSeen(const std::vector<Seen>& expected) {
+void ExpectSeen(const std::vector<SeenNote>& expected) {
   ASSERT_EQ(gSeen.size(), expected.size());
-  for (size_t i = 0; i < expected.size(); ++i) {
-    EXPECT_EQ(gSeen[i].subject, expected[i].subject) << "note " << i;
-    EXPECT_EQ(gSeen[i].content, expected[i].content) << "note " << i;
-    EXPECT_EQ(gSeen[i].date, expected[i].date) << "note " << i;
-  }
+  for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(gSeen[i], expected[i]) << "note " << i;
 }
 
-Labels Wire(std::initializer_list<const char*> head, int acks, bool closed) {
+Labels Wire(std::initializer_list<const char*> head, size_t acks, bool closed) {
   Labels labels(head.begin(), head.end());
   labels.insert(labels.end(), acks, "M8");
   if (closed) labels.insert(labels.end(), {"M10", "M11"});
@@ -152,26 +143,11 @@ TEST_F(NoteExportTest, OnlyEmptyFramesKeepAcknowledgingUntilTheStreamFails) {
 // and a reply the analysis cannot read is simply followed by the next acknowledgement.
 TEST_F(NoteExportTest, HostileRepliesEndOrSkipButNeverBreak) {
   const NoteStore store = devicesim::GenerateNotes(5, 9);
-  const devicesim::Value notArray = valuebuild::Dict({{"0", valuebuild::Str("x")}});
-  const std::string valid = devicesim::WriteBinaryPlist(valuebuild::Array({}));
-  struct Case {
-    const char* name;
-    std::string payload;
-    bool analysisStops;  // the reply ends the loop; otherwise the next M8 goes out
-  };
-  const Case cases[] = {
-      {"text", "<plist>not binary</plist>", false},
-      {"short", "bplist00", false},
-      {"truncated", valid.substr(0, valid.size() - 3), false},
-      {"null root", devicesim::WriteBinaryPlist(valuebuild::Null), true},
-      {"dictionary root", devicesim::WriteBinaryPlist(notArray), true},
-      {"empty root array", valid, true},
-  };
-  for (const Case& c : cases) {
+  for (const HostileReply& c : HostileReplies()) {
     const Outcome e = ExportNotes(store, ReplyAt(10, "M8", 0, c.payload));
     EXPECT_EQ(e.result, 0) << c.name;
     EXPECT_TRUE(e.sessionLeftOpen) << c.name;
-    if (c.analysisStops) {
+    if (c.notesEnd) {
       EXPECT_EQ(e.wire, Wire({"M1", "M5", "M7"}, 1, true)) << c.name;
       EXPECT_TRUE(gSeen.empty()) << c.name;
     } else {

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "QX/Notes.h"
+#include "RecordCopy.h"
 #include "ValueBuild.h"
 #include "devicesim/BPListWriter.h"
 
@@ -26,31 +27,15 @@ static_assert(sizeof(QX::Notes) == 40, "no trailing members");
 
 namespace {
 
-// What one callback saw; texts copied, since the record dies after the call.
-struct Seen {
-  bool hasSubject = false, hasContent = false;
-  std::string subject, content;
-  int64_t date = 0;
-  int8_t flag = 0;
-  bool reservedTextNull = true;
-};
+using recordcopy::SeenNote;
 
-std::vector<Seen> gSeen;
+std::vector<SeenNote> gSeen;
 int gStopAt = -1;      // 0-based call that returns -1
 int gOtherResult = 0;  // what every other call returns
 
 // The callback as a host declares it; the record is a QX::Notes.
 int Record(void* record) {
-  const QX::Notes* note = static_cast<const QX::Notes*>(record);
-  Seen s;
-  s.hasSubject = note->subject != nullptr;
-  s.hasContent = note->content != nullptr;
-  if (s.hasSubject) s.subject = note->subject;
-  if (s.hasContent) s.content = note->content;
-  s.date = note->dateModified;
-  s.flag = note->reservedFlag;
-  s.reservedTextNull = note->reservedText == nullptr;
-  gSeen.push_back(s);
+  gSeen.push_back(recordcopy::CopyNote(*static_cast<const QX::Notes*>(record)));
   return static_cast<int>(gSeen.size()) - 1 == gStopAt ? -1 : gOtherResult;
 }
 
@@ -118,9 +103,9 @@ TEST_F(PListNoteAnalysisTest, FieldsOfUnknownKeysOrUnexpectedTagsLeaveInitialVal
   Value unknown = Dict({{"title", Str("not a key of ours")}});
   EXPECT_EQ(Analyse(Reply(Dict({{"1", odd}, {"2", nulls}, {"3", unknown}}))), 0);
   ASSERT_EQ(gSeen.size(), 3u);
-  for (const Seen& s : gSeen) {
-    EXPECT_FALSE(s.hasSubject);
-    EXPECT_FALSE(s.hasContent);
+  for (const SeenNote& s : gSeen) {
+    EXPECT_EQ(s.subject, "<null>");
+    EXPECT_EQ(s.content, "<null>");
     EXPECT_EQ(s.date, -1);
     EXPECT_EQ(s.flag, 0);
     EXPECT_TRUE(s.reservedTextNull);
@@ -173,7 +158,7 @@ TEST_F(PListNoteAnalysisTest, NotesComeFromEveryDictionaryOfTheArray) {
   Value first = Dict({{"1", Note("one")}, {"2", Note("two")}});
   EXPECT_EQ(Analyse(Array({Null, first, Str("between"), Dict({{"b", Note("bee")}})})), 0);
   std::vector<std::string> order;
-  for (const Seen& s : gSeen) order.push_back(s.subject);
+  for (const SeenNote& s : gSeen) order.push_back(s.subject);
   EXPECT_EQ(order, (std::vector<std::string>{"one", "two", "bee"}));
 }
 

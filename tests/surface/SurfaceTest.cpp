@@ -1,12 +1,18 @@
 // What leaves libVeldrakeForMac: the entry points, the session variables, the
 // conversation classes, the records lent to the callback and the text functions, and
-// nothing else. Read from the built library with nm, demangled.
+// nothing else. Read from the built library with nm, demangled, and held against the
+// linker's version script (src/session/exports.map), read as the linker reads it.
 #include <gtest/gtest.h>
 
+#include <fnmatch.h>
+
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -52,40 +58,90 @@ bool IsIdentifier(const std::string& text) {
   return true;
 }
 
-// IOSContact, IOSNote and the records of namespace QX.
+// The entries of the version script's global list: plain C names, and C++ names matched
+// demangled, quoted ones exactly and the others as globs, as the linker reads them.
+struct ExportsMap {
+  std::vector<std::string> plain, exact, globs;
+};
+
+std::string Trim(const std::string& text) {
+  const size_t first = text.find_first_not_of(" \t\r\n");
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+std::string WithoutComments(std::string text) {
+  for (size_t open; (open = text.find("/*")) != std::string::npos;) {
+    const size_t close = text.find("*/", open);
+    text.erase(open, close == std::string::npos ? std::string::npos : close + 2 - open);
+  }
+  return text;
+}
+
+const ExportsMap& Map() {
+  static const ExportsMap map = [] {
+    std::ifstream in(VELDRAKE_EXPORTS_MAP);
+    std::stringstream all;
+    all << in.rdbuf();
+    std::string text = WithoutComments(all.str());
+    const size_t global = text.find("global:"), local = text.find("local:");
+    ExportsMap m;
+    if (global == std::string::npos || local == std::string::npos) return m;
+    text = text.substr(global + 7, local - global - 7);
+    bool cxx = false;
+    std::stringstream entries(text);
+    for (std::string entry; std::getline(entries, entry, ';');) {
+      entry = Trim(entry);
+      if (entry.compare(0, 6, "extern") == 0) {
+        cxx = true;
+        entry = Trim(entry.substr(entry.find('{') + 1));
+      }
+      if (!entry.empty() && entry[0] == '}') {
+        cxx = false;
+        entry = Trim(entry.substr(1));
+      }
+      if (entry.empty()) continue;
+      if (!cxx) {
+        m.plain.push_back(entry);
+      } else if (entry.front() == '"') {
+        m.exact.push_back(entry.substr(1, entry.size() - 2));
+      } else {
+        m.globs.push_back(entry);
+      }
+    }
+    return m;
+  }();
+  return map;
+}
+
+bool Listed(const std::vector<std::string>& globs, const std::string& name) {
+  for (const std::string& glob : globs)
+    if (fnmatch(glob.c_str(), name.c_str(), 0) == 0) return true;
+  return false;
+}
+
+// A class whose members the map publishes with a "Class::*" glob.
 bool ExportedClass(const std::string& name) {
-  if (name == "IOSContact" || name == "IOSNote") return true;
-  return name.compare(0, 4, "QX::") == 0 && IsIdentifier(name.substr(4));
+  const std::vector<std::string>& globs = Map().globs;
+  return std::find(globs.begin(), globs.end(), name + "::*") != globs.end();
 }
 
 bool Allowed(const std::string& name) {
-  // Plain C names: the undecorated entry point and the session variables.
-  static const std::set<std::string> plain = {"GetData", "pDeviceDev",   "iDeviceAFC", "iSocket",
-                                              "pTemp",   "iDeviceState", "chUDID"};
-  static const std::set<std::string> functions = {"StartContectDeviceAndProtocol",
-                                                  "DisContectDeviceAndProtocol",
-                                                  "wstrtoi",
-                                                  "Char2Unicode",
-                                                  "Uincode2Char",
-                                                  "utf8_to_utf16",
-                                                  "get_module_path",
-                                                  "IsFileExsitW",
-                                                  "html_encode",
-                                                  "base64_encode",
-                                                  "base64_decode"};
   static const std::set<std::string> linker = {"_init", "_fini", "_edata", "_end", "__bss_start"};
-  if (plain.count(name) || linker.count(name)) return true;
-  if (name.find('(') != std::string::npos && functions.count(Callable(name))) return true;
+  if (linker.count(name) || Listed(Map().plain, name)) return true;
+  for (const std::string& exact : Map().exact)
+    if (name == exact) return true;
   for (const char* prefix : {"typeinfo for ", "typeinfo name for ", "vtable for "}) {
     const std::string p(prefix);
     if (name.compare(0, p.size(), p) == 0) return ExportedClass(name.substr(p.size()));
   }
-  // A member of one exported class: "IOSNote::GetNote(int, void*)". The text before the
+  if (name.find('(') == std::string::npos) return false;
+  // A member of an exported class: "IOSNote::GetNote(int, void*)". The text before the
   // argument list is "Class::member", so template instances that merely mention a class
-  // (with a return type and a blank in front) do not pass.
+  // (with a return type and a blank in front) do not pass, though the glob takes them.
   const std::string head = Callable(name);
   const size_t last = head.rfind("::");
-  if (last == std::string::npos || name.find('(') == std::string::npos) return false;
+  if (last == std::string::npos) return Listed(Map().globs, name);
   std::string member = head.substr(last + 2);
   if (!member.empty() && member[0] == '~') member.erase(0, 1);
   const bool op = member.compare(0, 8, "operator") == 0;
@@ -128,9 +184,13 @@ TEST(ExportedSurface, TheFilterRejectsWhatWouldLeak) {
               ">::emplace_back<QX::Contact*>(QX::Contact*&&)"));
   EXPECT_FALSE(Allowed("vtable for boost::detail::sp_counted_base"));
   EXPECT_FALSE(Allowed("BPListReader::readObjectAtRef(unsigned long)"));
-  EXPECT_FALSE(Allowed("SendFrame(int, std::__cxx11::basic_string<char> const&)"));
+  EXPECT_FALSE(Allowed("veldrake::SendFrame(int, std::__cxx11::basic_string<char> const&)"));
+  EXPECT_FALSE(Allowed("IOSContact"));
+  EXPECT_FALSE(Allowed("typeinfo for BPListReader"));
   EXPECT_TRUE(Allowed("base64_encode[abi:cxx11](unsigned char const*, unsigned int)"));
   EXPECT_TRUE(Allowed("IOSContact::~IOSContact()"));
+  EXPECT_TRUE(Allowed("typeinfo for QX::Notes"));
+  EXPECT_TRUE(Allowed("pTemp"));
 }
 
 }  // namespace
