@@ -4,7 +4,7 @@ include(VeldrakeLayers)
 # Warnings for every target of ours; errors with VELDRAKE_WERROR (the debug preset).
 function(veldrake_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
-                                           -Wno-unused-parameter)
+                                           -Wconversion -Wsign-conversion -Wno-unused-parameter)
   if(VELDRAKE_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()

@@ -15,8 +15,8 @@ namespace {
 const bool kUtf8Locale = std::setlocale(LC_ALL, "C.UTF-8") != nullptr;
 
 bool AllAscii(const std::string& bytes) {
-  for (unsigned char c : bytes)
-    if (c >= 0x80) return false;
+  for (char c : bytes)
+    if (static_cast<unsigned char>(c) >= 0x80) return false;
   return true;
 }
 

@@ -32,7 +32,8 @@ void FuzzEncoders(const std::string& bytes) {
   Require(decoded.size() <= bytes.size() * 3 / 4 + 2);
 
   size_t expected = 0;
-  for (unsigned char c : bytes) {
+  for (char byte : bytes) {
+    const unsigned char c = static_cast<unsigned char>(byte);
     if (c < 10)
       expected += 4;
     else if (c < 0x20)
@@ -56,14 +57,14 @@ std::wstring FuzzChar2Unicode(const std::string& text, int capacity) {
   if (!utf8::is_valid(text.begin(), text.end())) {
     // Only the first `capacity` elements are zeroed; no terminator is stored behind them.
     Require(result == 0);
-    for (int i = 0; i < capacity; ++i) Require(destination[i] == 0);
+    for (size_t i = 0; i < static_cast<size_t>(capacity); ++i) Require(destination[i] == 0);
     return std::wstring();
   }
   size_t length = 0;
   while (length <= static_cast<size_t>(capacity) && destination[length] != 0) ++length;
   Require(length <= static_cast<size_t>(capacity));
   size_t units = 0;
-  for (size_t i = 0; i < length; ++i) units += destination[i] > 0xFFFF ? 2 : 1;
+  for (size_t i = 0; i < length; ++i) units += destination[i] > 0xFFFF ? 2u : 1u;
   Require(static_cast<size_t>(result) == units);
   return std::wstring(destination.get(), length);
 }

@@ -22,7 +22,7 @@ void Say(const std::string& line) {
 // Characters, not bytes, so that names in any script line up.
 size_t Width(const std::string& text) {
   size_t width = 0;
-  for (unsigned char c : text) width += (c & 0xC0) != 0x80;
+  for (char c : text) width += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
   return width;
 }
 

@@ -76,7 +76,7 @@ void OnInterrupt(int) {
 void CatchInterrupts() {
   struct sigaction action {};
   action.sa_handler = OnInterrupt;
-  action.sa_flags = SA_RESTART | SA_RESETHAND;
+  action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);  // glibc gives them unsigned
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
 }

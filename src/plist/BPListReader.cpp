@@ -266,7 +266,7 @@ bool BPListReader::readUtf16(int64_t count, std::wstring* text) {
   if (bytes == nullptr) return false;
   text->resize(static_cast<size_t>(count));
   for (int64_t i = 0; i < count; ++i)
-    (*text)[i] = static_cast<wchar_t>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
+    (*text)[static_cast<size_t>(i)] = static_cast<wchar_t>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
   return true;
 }
 
@@ -408,7 +408,7 @@ bool BPListReader::readKeyAtRef(unsigned long long ref, std::wstring* key) {
   key->resize(static_cast<size_t>(count));
   for (int64_t i = 0; i < count; ++i) {
     if (bytes[i] >= kFirstNonAscii) return fail();  // an ASCII key has no such character
-    (*key)[i] = static_cast<wchar_t>(bytes[i]);
+    (*key)[static_cast<size_t>(i)] = static_cast<wchar_t>(bytes[i]);
   }
   return true;
 }

@@ -39,7 +39,7 @@ std::vector<size_t> DeliveryOrder(size_t count, size_t batch, Key key, size_t li
   for (size_t begin = 0; begin < count; begin += batch) {
     const size_t first = order.size();
     for (size_t i = begin; i < std::min(begin + batch, count); ++i) order.push_back(i);
-    std::sort(order.begin() + first, order.end(),
+    std::sort(order.begin() + static_cast<std::ptrdiff_t>(first), order.end(),
               [&](size_t a, size_t b) { return std::to_string(key(a)) < std::to_string(key(b)); });
   }
   if (order.size() > limit) order.resize(limit);

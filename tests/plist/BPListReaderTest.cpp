@@ -185,8 +185,9 @@ std::string Chain(unsigned levels, unsigned fanOut) {
 
 TEST(BPListHostile, NestingAndSharingStopAtTheirLimits) {
   EXPECT_EQ(Outcome(Chain(100000, 1)), "null");
-  EXPECT_EQ(Outcome(Chain(BPListReader::kMaxDepth, 1)), "null");
-  EXPECT_EQ(Outcome(Chain(BPListReader::kMaxDepth - 1, 1)).substr(0, 2), "[[");
+  const unsigned maxDepth = static_cast<unsigned>(BPListReader::kMaxDepth);
+  EXPECT_EQ(Outcome(Chain(maxDepth, 1)), "null");
+  EXPECT_EQ(Outcome(Chain(maxDepth - 1, 1)).substr(0, 2), "[[");
   // Shared references that expand exponentially exhaust the object budget; 2^10 leaves
   // stay within it.
   EXPECT_EQ(Outcome(Chain(60, 2)), "null");

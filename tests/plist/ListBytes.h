@@ -81,7 +81,7 @@ inline std::string Describe(const prop& p) {
       std::memcpy(&bits, &o.date, sizeof bits);
       return "d" + Hex(bits) + " " + p.toDate();
     case prop::object::TagData:
-      for (unsigned char c : *o.bytes) out += Hex(c, "%02llx");
+      for (char c : *o.bytes) out += Hex(static_cast<unsigned char>(c), "%02llx");
       return "x" + out;
     case prop::object::TagAscii:
       return "a" + Quote(*o.bytes);

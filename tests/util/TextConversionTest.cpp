@@ -22,12 +22,12 @@ struct WideRun {
 WideRun RunChar2Unicode(const char* source, int capacity, wchar_t fill = kWideCanary) {
   const size_t size = static_cast<size_t>(capacity) + 1;
   std::vector<wchar_t> buffer(kGuard + size + kGuard, kWideCanary);
-  std::fill(buffer.begin() + kGuard, buffer.begin() + kGuard + size, fill);
+  std::fill(buffer.data() + kGuard, buffer.data() + kGuard + size, fill);
   const int result = Char2Unicode(source, buffer.data() + kGuard, capacity);
   bool intact = true;
   for (size_t i = 0; i < kGuard; ++i)
     intact &= buffer[i] == kWideCanary && buffer[kGuard + size + i] == kWideCanary;
-  return {result, std::vector<wchar_t>(buffer.begin() + kGuard, buffer.begin() + kGuard + size),
+  return {result, std::vector<wchar_t>(buffer.data() + kGuard, buffer.data() + kGuard + size),
           intact};
 }
 
@@ -73,7 +73,7 @@ TEST(Char2Unicode, CapacityCutsTheTextAndTerminatesBehindIt) {
     SCOPED_TRACE(std::string(c.text) + " in " + std::to_string(c.capacity));
     const WideRun r = RunChar2Unicode(c.text, c.capacity);
     EXPECT_EQ(r.result, c.result);
-    EXPECT_EQ(std::vector<wchar_t>(r.out.begin(), r.out.begin() + c.out.size()), c.out);
+    EXPECT_EQ(std::vector<wchar_t>(r.out.data(), r.out.data() + c.out.size()), c.out);
     EXPECT_TRUE(r.guardsIntact);
   }
 }

@@ -29,7 +29,8 @@ bool ReadFile(const std::string& path, std::string* data, std::string* error) {
 
 int LineAt(const std::string& text, size_t offset) {
   offset = std::min(offset, text.size());
-  return 1 + static_cast<int>(std::count(text.begin(), text.begin() + offset, '\n'));
+  return 1 + static_cast<int>(std::count(text.begin(),
+                                         text.begin() + static_cast<std::ptrdiff_t>(offset), '\n'));
 }
 
 // The line on which each element of the top-level array begins, so that a bad element
