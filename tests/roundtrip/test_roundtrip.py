@@ -106,8 +106,12 @@ LABELLED_TYPES = {'phone': {'home', 'work', 'cell', 'mobile', 'fax', 'pager', 'm
 ESCAPES = {'n': '\n', 'N': '\n', '\\': '\\', ',': ',', ';': ';', ':': ':', '"': '"'}
 
 
+def unescape(raw):
+    return re.sub(r'\\(.)', lambda m: ESCAPES.get(m.group(1), m.group(0)), raw)
+
+
 def text(raw):
-    return re.sub(r'\\(.)', lambda m: ESCAPES.get(m.group(1), m.group(0)), raw).strip()
+    return unescape(raw).strip()
 
 
 def parts(raw, count):
@@ -116,8 +120,7 @@ def parts(raw, count):
 
 def note(raw):
     """A note as the export can write it: line breaks as LF, a tab as a blank."""
-    value = re.sub(r'\\(.)', lambda m: ESCAPES.get(m.group(1), m.group(0)), raw)
-    return value.replace('\r\n', '\n').replace('\r', '\n').replace('\t', ' ')
+    return unescape(raw).replace('\r\n', '\n').replace('\r', '\n').replace('\t', ' ')
 
 
 def lost_key(name):
