@@ -327,10 +327,11 @@ void MapProperty(const CardProperty& p, CardContext& c) {
   }
 }
 
-bool IsGroupCard(const std::vector<CardProperty>& props) {
+// A card that says it is of `kind` (KIND, Apple's X-ADDRESSBOOKSERVER-KIND and X-ABShowAs).
+bool IsCardOf(const std::vector<CardProperty>& props, const char* kind) {
   for (const CardProperty& p : props)
-    if ((p.name == "KIND" || p.name == "X-ADDRESSBOOKSERVER-KIND") &&
-        Lower(Trim(p.text())) == "group")
+    if ((p.name == "KIND" || p.name == "X-ADDRESSBOOKSERVER-KIND" || p.name == "X-ABSHOWAS") &&
+        Lower(Trim(p.text())) == kind)
       return true;
   return false;
 }
@@ -338,7 +339,7 @@ bool IsGroupCard(const std::vector<CardProperty>& props) {
 }  // namespace
 
 bool MapCard(const std::vector<CardProperty>& props, Person& person) {
-  if (IsGroupCard(props)) return false;
+  if (IsCardOf(props, "group")) return false;
   CardContext context{person, {}, nullptr, {}, {}, {}, {}, false};
   for (const CardProperty& p : props)
     if (p.name == "X-ABLABEL" && !p.group.empty()) context.groupLabels[p.group] = Trim(p.text());
@@ -349,8 +350,9 @@ bool MapCard(const std::vector<CardProperty>& props, Person& person) {
     person.jobTitle = JoinNonEmpty({context.title, context.role}, ", ");
   // FN names the card whose N gives no name, except a company card, which FN names by
   // its company.
-  if (!context.named && context.formattedName != person.companyName)
-    SplitFormattedName(context.formattedName, &person);
+  const bool company = IsCardOf(props, "org") || IsCardOf(props, "company") ||
+                       context.formattedName == person.companyName;
+  if (!context.named && !company) SplitFormattedName(context.formattedName, &person);
   PutPreferredFirst(context.preferences, &person.items);
   return true;
 }

@@ -52,7 +52,7 @@ LOST = {
     'ACCOUNT': 'not a vCard property; no field',
     'X-ABUID': 'Apple\'s record id; the device numbers its records',
     'X-ABADR': 'Apple\'s country code of an address; the country text is kept',
-    'X-ABSHOWAS': 'the record has no display mode; company cards keep no name',
+    'X-ABSHOWAS': 'the record has no display mode; a company card keeps no name',
     'X-MS-OL-*': 'Outlook\'s form layout and default address',
     'X-EVOLUTION-FILE-AS': 'no field for a filing name',
     'X-EVOLUTION-BLOG-URL': 'no field for a blog feed',
@@ -273,10 +273,13 @@ def android_row(card, line, taken):
         card.lost['X-ANDROID-CUSTOM'] += 1
 
 
-def name_of(card, taken):
+def name_of(card, taken, lines):
     """The name parts: N's, or else FN split as the device does; a company card none."""
     n, fn = taken.get('N'), taken.get('FN', '')
     company = taken.get('ORG', ('', ''))[0]
+    if any(line.name in ('KIND', 'X-ABSHOWAS') and text(line.value).lower() in ('org', 'company')
+           for line in lines):
+        company = fn
     if n:
         card.fields.update(last=n[0], first=n[1], middle=n[2], suffix=n[4])
         # An FN that only arranges N's parts in another order loses nothing.
@@ -326,7 +329,7 @@ def expected(lines):
             card.lost[lost_key(name)] += 1
         else:
             raise AssertionError('%s is neither kept nor listed in LOST' % name)
-    name_of(card, taken)
+    name_of(card, taken, lines)
     company, department = taken.get('ORG', ('', ''))
     title = ', '.join(v for v in (taken.get('TITLE'), taken.get('ROLE')) if v)
     if taken.get('TITLE') and taken.get('TITLE') == taken.get('ROLE'):
