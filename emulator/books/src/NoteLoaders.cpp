@@ -91,22 +91,24 @@ bool LoadNotesJson(const std::string& path, NoteStore* store, std::string* error
     Note note;
     for (const char* key : {"subject", "content"}) {
       auto found = item.find(key);
-      if (found == item.end()) continue;
+      // null is how `veldrake notes` writes a text the device did not send.
+      if (found == item.end() || found->is_null()) continue;
       if (!found->is_string()) {
-        *error = where + "\"" + key + "\" must be a string";
+        *error = where + "\"" + key + "\" must be a string or null";
         return false;
       }
       (std::string(key) == "subject" ? note.subject : note.content) = found->get<std::string>();
     }
     auto modified = item.find("modified");
-    if (modified != item.end()) {
+    // null: the note has no date, as for a missing key.
+    if (modified != item.end() && !modified->is_null()) {
       if (modified->is_number()) {
         note.modified = modified->get<double>();
       } else if (!modified->is_string() ||
                  !ParseIsoDate(modified->get<std::string>(), &note.modified)) {
         *error = where +
-                 "\"modified\" must be an ISO 8601 UTC time (2023-04-05T06:07:08Z) or "
-                 "seconds since 2001-01-01";
+                 "\"modified\" must be an ISO 8601 UTC time (2023-04-05T06:07:08Z), "
+                 "seconds since 2001-01-01 or null";
         return false;
       }
     }

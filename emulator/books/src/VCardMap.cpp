@@ -8,24 +8,37 @@
 
 #include "Calendar.h"
 #include "VCardLabels.h"
+#include "VCardNames.h"
 #include "VCardText.h"
 
 namespace devicesim {
 namespace {
 
-// What mapping one card needs besides the property at hand.
+// What mapping one card needs besides the property at hand. Single-valued properties
+// (N, FN, ORG, TITLE, ROLE, NICKNAME, BDAY, the readings): the first that gives a value
+// wins, since writers put the main one first (as vCard 4.0 does with ALTID alternatives).
 struct CardContext {
   Person& person;
   std::map<std::string, std::string> groupLabels;  // "itemN" -> its X-ABLABEL
-  std::string formattedName;
+  const CardProperty* current = nullptr;           // the property being mapped
+  std::vector<int> preferences;                    // CardProperty::preference of each item
+  std::string formattedName, title, role;
+  bool named = false;  // an N with a name has been taken
 
   // The custom label of the property's group (itemN.X-ABLABEL), else `fallback`.
   std::string labelOr(const CardProperty& p, const std::string& fallback) const {
     auto found = p.group.empty() ? groupLabels.end() : groupLabels.find(p.group);
     return found != groupLabels.end() && !found->second.empty() ? found->second : fallback;
   }
-  void add(Item item) { person.items.push_back(std::move(item)); }
+  void add(Item item) {
+    person.items.push_back(std::move(item));
+    preferences.push_back(current ? current->preference() : kNotPreferred);
+  }
 };
+
+void SetOnce(std::string& field, const std::string& value) {
+  if (field.empty()) field = value;
+}
 
 using Mapper = void (*)(const CardProperty&, CardContext&);
 
@@ -77,12 +90,17 @@ Item MakeItem(int property, const std::string& label, const std::string& value =
 
 // Readings from the first two components (family, given), where none is set yet.
 void SetReadings(Person& person, const std::vector<std::string>& parts) {
-  if (person.lastNameYomi.empty()) person.lastNameYomi = Component(parts, 0);
-  if (person.firstNameYomi.empty()) person.firstNameYomi = Component(parts, 1);
+  SetOnce(person.lastNameYomi, Component(parts, 0));
+  SetOnce(person.firstNameYomi, Component(parts, 1));
 }
 
+// The prefix (part 3) has no place in the device's record.
 void MapName(const CardProperty& p, CardContext& c) {
   const std::vector<std::string> parts = SplitEscaped(p.value, ';');
+  if (c.named ||
+      (Component(parts, 0).empty() && Component(parts, 1).empty() && Component(parts, 2).empty()))
+    return;
+  c.named = true;
   c.person.lastName = Component(parts, 0);
   c.person.firstName = Component(parts, 1);
   c.person.middleName = Component(parts, 2);
@@ -94,15 +112,24 @@ void MapName(const CardProperty& p, CardContext& c) {
 }
 
 void MapFormattedName(const CardProperty& p, CardContext& c) {
-  c.formattedName = Trim(p.text());
+  SetOnce(c.formattedName, Trim(p.text()));
 }
 
 void MapOrganization(const CardProperty& p, CardContext& c) {
+  if (!c.person.companyName.empty() || !c.person.department.empty()) return;
   const std::vector<std::string> parts = SplitEscaped(p.value, ';');
   c.person.companyName = Component(parts, 0);
   std::vector<std::string> units;
   for (size_t i = 1; i < parts.size(); ++i) units.push_back(Component(parts, i));
   c.person.department = JoinNonEmpty(units, ", ");
+}
+
+void MapTitle(const CardProperty& p, CardContext& c) {
+  SetOnce(c.title, Trim(p.text()));
+}
+
+void MapRole(const CardProperty& p, CardContext& c) {
+  SetOnce(c.role, Trim(p.text()));
 }
 
 void MapNote(const CardProperty& p, CardContext& c) {
@@ -194,17 +221,52 @@ void MapAnniversary(const CardProperty& p, CardContext& c) {
 
 // The relation comes from the property's name where it has one (X-SPOUSE), else its type.
 void MapRelatedName(const CardProperty& p, CardContext& c) {
-  std::string type = FirstType(p, {"pref"});
+  std::string type;
+  for (const std::string& t : p.typesAsWritten())
+    if (type.empty() && Lower(t) != "pref") type = t;
   for (const char* relation : {"spouse", "manager", "assistant"})
     if (p.name.find(Upper(relation)) != std::string::npos) type = relation;
   c.add(MakeItem(kRelatedName, c.labelOr(p, RelatedLabel(type)), Trim(p.text())));
+}
+
+// An address the card does not tie to a service (Outlook's X-MS-IMADDRESS).
+void MapImAddress(const CardProperty& p, CardContext& c) {
+  Item item = MakeItem(kInstantMessage, c.labelOr(p, Device("Other")));
+  item.user = Trim(p.text());
+  c.add(item);
+}
+
+// Android's own rows: "vnd.android.cursor.item/KIND;VALUE;TYPE;LABEL;...". Nicknames,
+// relations and events have a place in the device's record; other rows do not.
+void MapAndroidCustom(const CardProperty& p, CardContext& c) {
+  const std::vector<std::string> parts = SplitEscaped(p.value, ';');
+  const std::string kind = Lower(Component(parts, 0));
+  const std::string value = Component(parts, 1), type = Component(parts, 2);
+  const std::string custom = Component(parts, 3);
+  if (kind == "vnd.android.cursor.item/nickname") {
+    SetOnce(c.person.nickname, value);
+  } else if (kind == "vnd.android.cursor.item/relation" && !value.empty()) {
+    c.add(MakeItem(kRelatedName, c.labelOr(p, AndroidRelationLabel(type, custom)), value));
+  } else if (kind == "vnd.android.cursor.item/contact_event" && !value.empty()) {
+    const std::string label = AndroidEventLabel(type, custom);
+    double date = 0;
+    const bool isDate = ParseVCardDate(value, &date);
+    if (label.empty() && isDate && !c.person.hasBirthday) {
+      c.person.hasBirthday = true;
+      c.person.birthday = date;
+    } else if (!label.empty()) {
+      Item item = MakeItem(kDate, label, isDate ? "" : value);
+      item.hasDate = isDate;
+      item.date = date;
+      c.add(item);
+    }
+  }
 }
 
 // Properties that set one trimmed text of the person.
 const std::map<std::string, std::string Person::*>& TextFields() {
   static const std::map<std::string, std::string Person::*> kTable = {
       {"NICKNAME", &Person::nickname},
-      {"TITLE", &Person::jobTitle},
       {"X-PHONETIC-FIRST-NAME", &Person::firstNameYomi},
       {"X-PHONETIC-LAST-NAME", &Person::lastNameYomi}};
   return kTable;
@@ -215,6 +277,8 @@ const std::map<std::string, Mapper>& Mappers() {
       {"N", MapName},
       {"FN", MapFormattedName},
       {"ORG", MapOrganization},
+      {"TITLE", MapTitle},
+      {"ROLE", MapRole},
       {"NOTE", MapNote},
       {"SOUND", MapSound},
       {"BDAY", MapBirthday},
@@ -230,6 +294,7 @@ const std::map<std::string, Mapper>& Mappers() {
       {"X-MS-ANNIVERSARY", MapAnniversary},
       {"X-EVOLUTION-ANNIVERSARY", MapAnniversary},
       {"X-WAB-WEDDING_ANNIVERSARY", MapAnniversary},
+      {"X-WAB-WEDDING-ANNIVERSARY", MapAnniversary},
       {"X-ABRELATEDNAMES", MapRelatedName},
       {"RELATED", MapRelatedName},
       {"X-SPOUSE", MapRelatedName},
@@ -237,14 +302,21 @@ const std::map<std::string, Mapper>& Mappers() {
       {"X-MANAGER", MapRelatedName},
       {"X-EVOLUTION-MANAGER", MapRelatedName},
       {"X-ASSISTANT", MapRelatedName},
-      {"X-EVOLUTION-ASSISTANT", MapRelatedName}};
+      {"X-EVOLUTION-ASSISTANT", MapRelatedName},
+      {"X-MS-MANAGER", MapRelatedName},
+      {"X-MS-ASSISTANT", MapRelatedName},
+      {"X-WAB-SPOUSE_NAME", MapRelatedName},
+      {"X-WAB-SPOUSE-NAME", MapRelatedName},
+      {"X-MS-IMADDRESS", MapImAddress},
+      {"X-ANDROID-CUSTOM", MapAndroidCustom}};
   return kTable;
 }
 
 void MapProperty(const CardProperty& p, CardContext& c) {
+  c.current = &p;
   auto text = TextFields().find(p.name);
   if (text != TextFields().end()) {
-    c.person.*(text->second) = Trim(p.text());
+    SetOnce(c.person.*(text->second), Trim(p.text()));
     return;
   }
   auto mapper = Mappers().find(p.name);
@@ -255,10 +327,11 @@ void MapProperty(const CardProperty& p, CardContext& c) {
   }
 }
 
-bool IsGroupCard(const std::vector<CardProperty>& props) {
+// A card that says it is of `kind` (KIND, Apple's X-ADDRESSBOOKSERVER-KIND and X-ABShowAs).
+bool IsCardOf(const std::vector<CardProperty>& props, const char* kind) {
   for (const CardProperty& p : props)
-    if ((p.name == "KIND" || p.name == "X-ADDRESSBOOKSERVER-KIND") &&
-        Lower(Trim(p.text())) == "group")
+    if ((p.name == "KIND" || p.name == "X-ADDRESSBOOKSERVER-KIND" || p.name == "X-ABSHOWAS") &&
+        Lower(Trim(p.text())) == kind)
       return true;
   return false;
 }
@@ -266,15 +339,21 @@ bool IsGroupCard(const std::vector<CardProperty>& props) {
 }  // namespace
 
 bool MapCard(const std::vector<CardProperty>& props, Person& person) {
-  if (IsGroupCard(props)) return false;
-  CardContext context{person, {}, {}};
+  if (IsCardOf(props, "group")) return false;
+  CardContext context{person, {}, nullptr, {}, {}, {}, {}, false};
   for (const CardProperty& p : props)
     if (p.name == "X-ABLABEL" && !p.group.empty()) context.groupLabels[p.group] = Trim(p.text());
   for (const CardProperty& p : props) MapProperty(p, context);
-  // A card without any name is known by its formatted name.
-  if (person.firstName.empty() && person.lastName.empty() && person.middleName.empty() &&
-      person.companyName.empty())
-    person.firstName = context.formattedName;
+  person.jobTitle = context.title;
+  // The record has one job title: a role beside a title joins it.
+  if (!context.role.empty() && context.role != context.title)
+    person.jobTitle = JoinNonEmpty({context.title, context.role}, ", ");
+  // FN names the card whose N gives no name, except a company card, which FN names by
+  // its company.
+  const bool company = IsCardOf(props, "org") || IsCardOf(props, "company") ||
+                       context.formattedName == person.companyName;
+  if (!context.named && !company) SplitFormattedName(context.formattedName, &person);
+  PutPreferredFirst(context.preferences, &person.items);
   return true;
 }
 

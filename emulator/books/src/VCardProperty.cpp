@@ -2,6 +2,7 @@
 #include "VCardProperty.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "VCardText.h"
 
@@ -61,6 +62,27 @@ std::vector<std::string> CardProperty::types() const {
       if (!Trim(t).empty()) out.push_back(Lower(Trim(t)));
   }
   return out;
+}
+
+std::vector<std::string> CardProperty::typesAsWritten() const {
+  std::vector<std::string> out;
+  for (const Param& p : params) {
+    const bool bareExtension = p.name.empty() && Upper(p.value).rfind("X-", 0) == 0;
+    if (p.name != "TYPE" && !bareExtension) continue;
+    for (const std::string& t : SplitEscaped(p.value, ','))
+      if (!Trim(t).empty()) out.push_back(Trim(t));
+  }
+  return out;
+}
+
+int CardProperty::preference() const {
+  const std::string level = param("PREF");
+  if (!level.empty()) {
+    char* end = nullptr;
+    const long n = std::strtol(level.c_str(), &end, 10);
+    return *end == '\0' && n > 0 && n < kNotPreferred ? static_cast<int>(n) : 1;
+  }
+  return hasParam("PREF") || is("pref") ? 1 : kNotPreferred;
 }
 
 bool CardProperty::is(const char* type) const {

@@ -15,6 +15,8 @@ struct Param {
   std::string value;
 };
 
+const int kNotPreferred = 1 << 30;
+
 struct CardProperty {
   int line = 0;
   std::string group;  // lower case
@@ -28,6 +30,12 @@ struct CardProperty {
   bool hasParam(const char* key) const;
   // TYPE values (comma lists and repeated parameters) and 2.1's bare types, lower case.
   std::vector<std::string> types() const;
+  // The same as the card writes them, but of 2.1's bare parameters only the X- ones: the
+  // others are as often charsets or languages as types.
+  std::vector<std::string> typesAsWritten() const;
+  // How strongly the card prefers this value among its kind: PREF=n gives n, a bare PREF
+  // or TYPE=pref 1, none kNotPreferred.
+  int preference() const;
   bool is(const char* type) const;
   std::string text() const;  // the value with its escapes resolved
 };

@@ -44,12 +44,16 @@ std::vector<LogicalLine> JoinFolded(const std::string& data) {
   return lines;
 }
 
-// A quoted-printable value ending in a soft break takes the next line, unless that line
-// ends the card.
-bool JoinsSoftBreak(const LogicalLine& last, const std::string& line) {
+// A quoted-printable value whose text so far ends in a soft break.
+bool EndsInSoftBreak(const LogicalLine& last) {
   const size_t colon = PropertyColon(last.text);
   return colon != std::string::npos && IsQuotedPrintable(last.text, colon) &&
-         last.text.back() == '=' && Upper(line).rfind("END:VCARD", 0) != 0;
+         last.text.back() == '=';
+}
+
+// Such a value takes the next line, unless that line ends the card.
+bool JoinsSoftBreak(const LogicalLine& last, const std::string& line) {
+  return EndsInSoftBreak(last) && Upper(line).rfind("END:VCARD", 0) != 0;
 }
 
 // A line that starts no property continues the one before it, unless that one opens or
@@ -88,7 +92,12 @@ bool Unfold(const std::string& data, const std::string& name, std::vector<Logica
             std::string* error) {
   for (const LogicalLine& folded : JoinFolded(data)) {
     const std::string& line = folded.text;
-    if (Trim(line).empty()) continue;
+    if (Trim(line).empty()) {
+      // Android ends a quoted-printable value with a soft break and a blank line: the blank
+      // line closes the value, so the next property stays a property of its own.
+      if (!out->empty() && EndsInSoftBreak(out->back())) out->back().text.pop_back();
+      continue;
+    }
     const bool startsProperty = PropertyColon(line) != std::string::npos;
     if (out->empty() && !startsProperty) {
       *error = Located(name, folded.line,
