@@ -38,7 +38,7 @@ bool Assembler::Begin(const std::string& dir, std::string* error) {
   }
   final_ = dir + "/" + options_.udid;
   if (Exists(final_) && !options_.replace) {
-    *error = final_ + " already exists (replace it with --replace)";
+    *error = final_ + " already exists";
     return false;
   }
   time_ = static_cast<int64_t>(std::time(nullptr));

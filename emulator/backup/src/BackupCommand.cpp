@@ -1,6 +1,9 @@
 // The program's backup options.
 #include "devicesim/backup/BackupCommand.h"
 
+#include <pthread.h>
+#include <signal.h>
+
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -26,6 +29,21 @@ bool ReadPassword(const std::string& path, std::string* password, std::string* e
     return false;
   }
   return true;
+}
+
+// Interrupting signals wait until the temporary folders are gone (on success or failure),
+// so an interrupted run leaves nothing behind, in particular no plain copy of an
+// encrypted backup's databases.
+bool WriteBackupUninterrupted(const AddressBook& book, const NoteStore& notes,
+                              const std::string& dir, const BackupOptions& options,
+                              std::string* error) {
+  sigset_t blocked, previous;
+  sigemptyset(&blocked);
+  for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaddset(&blocked, signal);
+  pthread_sigmask(SIG_BLOCK, &blocked, &previous);
+  const bool ok = WriteBackup(book, notes, dir, options, error);
+  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+  return ok;
 }
 
 }  // namespace
@@ -71,14 +89,12 @@ int RunBackupCommand(const BackupCommand& command, const AddressBook& book,
     std::cerr << "veldrake-devicesim: " << error << "\n";
     return kExitBadInput;
   }
-  if (Exists(command.dir + "/" + options.udid) && !options.replace) {
-    std::cerr << "veldrake-devicesim: " << command.dir << "/" << options.udid
-              << " already exists (replace it with --replace)\n";
-    return kExitBadInput;
-  }
-  if (!WriteBackup(book, notes, command.dir, options, &error)) {
-    std::cerr << "veldrake-devicesim: " << error << "\n";
-    return kExitWriteFailed;
+  // Refusing to overwrite is the caller's input at fault, not a failure to write.
+  const bool refused = Exists(command.dir + "/" + options.udid) && !options.replace;
+  if (!WriteBackupUninterrupted(book, notes, command.dir, options, &error)) {
+    std::cerr << "veldrake-devicesim: " << error << (refused ? " (replace it with --replace)" : "")
+              << "\n";
+    return refused ? kExitBadInput : kExitWriteFailed;
   }
   std::printf("backup of %zu contacts, %zu notes%s written to %s/%s\n", book.people.size(),
               notes.notes.size(), options.password.empty() ? "" : " (encrypted)",

@@ -9,7 +9,7 @@
 namespace devicesim::backup {
 namespace {
 
-const int kNoteEntity = 3, kBodyEntity = 4, kStoreEntity = 5, kAccountEntity = 1;
+const int kNoteEntity = 3, kBodyEntity = 4;
 const int64_t kStorePk = 1;
 
 const char kLegacySchema[] =
@@ -107,7 +107,6 @@ bool InsertNotes(Db& db, const NoteStore& store, std::string* error) {
 }  // namespace
 
 bool WriteLegacyNotesDb(const NoteStore& notes, const std::string& path, std::string* error) {
-  static_assert(kStoreEntity == 5 && kAccountEntity == 1, "entity numbers of the fixed rows");
   Db db;
   return db.Open(path, error) && db.Exec(kLegacySchema, error) && db.Exec("BEGIN", error) &&
          InsertNotes(db, notes, error) && db.Exec("COMMIT", error) && db.Close(error);

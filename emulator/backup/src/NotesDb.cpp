@@ -17,6 +17,7 @@ const int kFirstCreationDate3Version = 15;
 const int64_t kAccountPk = 1, kNotesFolderPk = 2, kTrashFolderPk = 3, kFirstNotePk = 4;
 const int kFolderDefault = 0, kFolderTrash = 1;
 const int kAccountLocal = 3;
+const int kCloudSyncingObject = 1;  // the entity every synced object derives from
 const size_t kSnippetBytes = 100;
 
 // Entity numbers differ between OS generations; a reader finds them by name.
@@ -55,31 +56,49 @@ std::string Identifier(int64_t pk) {
          std::to_string(pk);
 }
 
+bool AddEntity(Db& db, int entity, const char* name, int super, int64_t max, std::string* error) {
+  Statement insert(db, "INSERT INTO Z_PRIMARYKEY VALUES (?,?,?,?)");
+  insert.Int(1, entity);
+  insert.TextOrEmpty(2, name);
+  insert.Int(3, super);
+  insert.Int(4, max);
+  return insert.Run(error);
+}
+
+bool AddFolder(Db& db, const Entities& e, int64_t pk, int type, const char* title,
+               const char* identifier, std::string* error) {
+  Statement insert(db,
+                   "INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_PK, Z_ENT, Z_OPT, ZFOLDERTYPE, ZOWNER,"
+                   " ZTITLE2, ZIDENTIFIER, ZMARKEDFORDELETION) VALUES (?,?,1,?,?,?,?,0)");
+  insert.Int(1, pk);
+  insert.Int(2, e.folder);
+  insert.Int(3, type);
+  insert.Int(4, kAccountPk);
+  insert.TextOrEmpty(5, title);
+  insert.TextOrEmpty(6, identifier);
+  return insert.Run(error);
+}
+
+// The entity table, the local account and its two folders.
 bool WriteModernFrame(Db& db, const Entities& e, size_t notes, std::string* error) {
-  const std::string maxNote = std::to_string(kFirstNotePk - 1 + static_cast<int64_t>(notes));
-  const std::string sql =
-      "INSERT INTO Z_PRIMARYKEY VALUES (1, 'ICCloudSyncingObject', 0, " + maxNote + ");" +
-      "INSERT INTO Z_PRIMARYKEY VALUES (" + std::to_string(e.note) + ", 'ICNote', 1, " + maxNote +
-      ");INSERT INTO Z_PRIMARYKEY VALUES (" + std::to_string(e.folder) +
-      ", 'ICFolder', 1, 3);INSERT INTO Z_PRIMARYKEY VALUES (" + std::to_string(e.account) +
-      ", 'ICAccount', 1, 1);INSERT INTO Z_PRIMARYKEY VALUES (" + std::to_string(e.noteData) +
-      ", 'ICNoteData', 0, " + std::to_string(notes) + ");" +
-      "INSERT INTO Z_METADATA (Z_VERSION, Z_UUID) VALUES (1, '" + Identifier(0) + "');" +
-      "INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_PK, Z_ENT, Z_OPT, ZACCOUNTTYPE, ZNAME, ZIDENTIFIER)"
-      " VALUES (1, " +
-      std::to_string(e.account) + ", 1, " + std::to_string(kAccountLocal) +
-      ", 'On My iPhone', 'LocalAccount');" +
-      "INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_PK, Z_ENT, Z_OPT, ZFOLDERTYPE, ZOWNER, ZTITLE2,"
-      " ZIDENTIFIER, ZMARKEDFORDELETION) VALUES (" +
-      std::to_string(kNotesFolderPk) + ", " + std::to_string(e.folder) + ", 1, " +
-      std::to_string(kFolderDefault) + ", " + std::to_string(kAccountPk) +
-      ", 'Notes', 'DefaultFolder-LocalAccount', 0);" +
-      "INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_PK, Z_ENT, Z_OPT, ZFOLDERTYPE, ZOWNER, ZTITLE2,"
-      " ZIDENTIFIER, ZMARKEDFORDELETION) VALUES (" +
-      std::to_string(kTrashFolderPk) + ", " + std::to_string(e.folder) + ", 1, " +
-      std::to_string(kFolderTrash) + ", " + std::to_string(kAccountPk) +
-      ", 'Recently Deleted', 'TrashFolder-LocalAccount', 0);";
-  return db.Exec(sql, error);
+  const int64_t count = static_cast<int64_t>(notes), maxNote = kFirstNotePk - 1 + count;
+  Statement account(db,
+                    "INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_PK, Z_ENT, Z_OPT, ZACCOUNTTYPE, ZNAME,"
+                    " ZIDENTIFIER) VALUES (?,?,1,?,'On My iPhone','LocalAccount')");
+  account.Int(1, kAccountPk);
+  account.Int(2, e.account);
+  account.Int(3, kAccountLocal);
+  return AddEntity(db, kCloudSyncingObject, "ICCloudSyncingObject", 0, maxNote, error) &&
+         AddEntity(db, e.note, "ICNote", kCloudSyncingObject, maxNote, error) &&
+         AddEntity(db, e.folder, "ICFolder", kCloudSyncingObject, kTrashFolderPk, error) &&
+         AddEntity(db, e.account, "ICAccount", kCloudSyncingObject, kAccountPk, error) &&
+         AddEntity(db, e.noteData, "ICNoteData", 0, count, error) && account.Run(error) &&
+         AddFolder(db, e, kNotesFolderPk, kFolderDefault, "Notes", "DefaultFolder-LocalAccount",
+                   error) &&
+         AddFolder(db, e, kTrashFolderPk, kFolderTrash, "Recently Deleted",
+                   "TrashFolder-LocalAccount", error) &&
+         db.Exec("INSERT INTO Z_METADATA (Z_VERSION, Z_UUID) VALUES (1, '" + Identifier(0) + "')",
+                 error);
 }
 
 // The snippet a phone shows under the title: the start of the body, cut at a whole
