@@ -107,6 +107,10 @@ class LayoutTest(BackupCase):
                     self.assertEqual((record["$classname"], record["RelativePath"]), ("MBFile", path))
                     self.assertEqual(record["Mode"] & 0o170000, 0o100000 if flags == 1 else 0o040000)
                     self.assertEqual("EncryptionKey" in record, flags == 1 and password is not None)
+                    if "EncryptionKey" in record:
+                        stored = record["EncryptionKey"]
+                        self.assertEqual((len(stored), int.from_bytes(stored[:4], "little")),
+                                         (44, record["ProtectionClass"]))
                     if flags == 1:
                         expected.add(f"{file_id[:2]}/{file_id}")
                         parent = path.rpartition("/")[0]
@@ -259,7 +263,14 @@ class EncryptionTest(BackupCase):
         self.assertEqual((int.from_bytes(head["DPIC"], "big"), int.from_bytes(head["ITER"], "big"),
                           int.from_bytes(head["TYPE"], "big")), (7, 3, 1))
         self.assertTrue(backup.manifest["IsEncrypted"])
-        self.assertEqual(len(backup.manifest["ManifestKey"]), 44)
+        manifest_key = backup.manifest["ManifestKey"]
+        self.assertEqual((len(manifest_key), int.from_bytes(manifest_key[:4], "little")), (44, 4))
+        entries = oracle.parse_tlv(backup.manifest["BackupKeyBag"])[len(head):]
+        self.assertEqual([tag for tag, _ in entries[:5]], ["UUID", "CLAS", "WRAP", "KTYP", "WPKY"])
+        for tag, expected in (("WRAP", {(2).to_bytes(4, "big")}), ("KTYP", {bytes(4)})):
+            self.assertEqual({value for t, value in entries if t == tag}, expected, tag)
+        self.assertEqual({len(value) for t, value in entries if t == "WPKY"}, {40})
+        self.assertEqual(sorted(backup.keys), list(range(1, 12)))
         for wrong in ("", "correct horse", PASSWORD + " "):
             with self.subTest(wrong=wrong), self.assertRaises(InvalidUnwrap):
                 oracle.class_keys(backup.manifest["BackupKeyBag"], wrong)

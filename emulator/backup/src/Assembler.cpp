@@ -107,7 +107,7 @@ bool Assembler::Finish(std::string* error) {
   if (!WriteManifestDb(entries_, manifestDb, error)) return false;
   std::string key, wrapped;
   if (!options_.password.empty() &&
-      !NewWrappedKey(kFileClass, keybag_.keys[kFileClass], &key, &wrapped)) {
+      !NewWrappedKey(kManifestClass, keybag_.keys[kManifestClass], &key, &wrapped)) {
     *error = "cannot wrap the manifest key";
     return false;
   }

@@ -13,8 +13,8 @@ namespace {
 
 const size_t kKeySize = 32, kWrappedSize = 40, kSaltSize = 20, kUuidSize = 16;
 const uint32_t kKeybagVersion = 4, kBackupKeybag = 1, kWrapPasscode = 2, kKeyTypeAes = 0;
-// The classes a phone's backup keybag lists (4 is not among them).
-const uint32_t kClasses[] = {1, 2, 3, 5, 6, 7, 8, 9, 10, 11};
+// The protection classes a phone's backup keybag carries keys for.
+const uint32_t kClasses[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
 
 std::string BigEndian(uint32_t value) {
   std::string out(4, '\0');

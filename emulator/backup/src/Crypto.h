@@ -16,7 +16,8 @@
 
 namespace devicesim::backup {
 
-const int kFileClass = 3;  // protection class of the databases and the manifest key
+const int kFileClass = 3;      // protection class of the databases
+const int kManifestClass = 4;  // the one a phone wraps the manifest's key with
 
 struct Keybag {
   std::string bytes;                     // the TLV form stored in Manifest.plist
