@@ -36,6 +36,7 @@ VERSION:3.0
 N:Ström;Åsa;;;
 TEL;type=WORK:+46 8 123
 URL:https://example.se
+X-SOCIALPROFILE;type=twitter;x-user=asa:https://twitter.com/asa
 END:VCARD
 BEGIN:VCARD
 VERSION:3.0
@@ -168,6 +169,8 @@ class AddressBookTest(BackupCase):
         (1, 13, 3, "_$!<Home>!$_", None, {"service": "Skype", "username": "jane.doe"}),
         (2, 3, 0, "_$!<Work>!$_", "+46 8 123", {}),
         (2, 22, 1, "_$!<HomePage>!$_", "https://example.se", {}),
+        (2, 46, 2, None, None, {"service": "twitter", "username": "asa",
+                                "url": "https://twitter.com/asa"}),
     ]
 
     def rows(self, db):

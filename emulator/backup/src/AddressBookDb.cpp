@@ -138,7 +138,8 @@ bool BookWriter::WriteItem(const Person& person, const Item& item, size_t index,
 bool BookWriter::WriteEntries(int64_t parent, const Item& item, std::string* error) {
   if (item.property != kAddress)
     return WriteEntry(parent, "service", item.service, error) &&
-           WriteEntry(parent, "username", item.user, error);
+           WriteEntry(parent, "username", item.user, error) &&
+           (item.property != kSocialProfile || WriteEntry(parent, "url", item.value, error));
   return WriteEntry(parent, "Street", item.street, error) &&
          WriteEntry(parent, "City", item.city, error) &&
          WriteEntry(parent, "State", item.state, error) &&
