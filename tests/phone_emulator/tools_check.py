@@ -45,6 +45,8 @@ SCENARIOS = [
      [(VALIDATE, 1, ["denied the trust dialog"]), (PAIR, 1, ["denied the trust dialog"])]),
     (["--untrusted", "--passcode-locked"], [(PAIR, 1, ["passcode is set"])]),
     (["--session-tls-failure"], [(VERSION, 255, ["SSL error"])]),
+    (["--old-tls", "--phone-version", "9.3.5"], [(VERSION, 0, ["9.3.5"]),
+                                                 (VALIDATE, 0, ["SUCCESS: Validated pairing"])]),
     (["--contact-sync-off"],
      [(["ideviceinfo", "-u", UDID, "-q", "com.apple.mobile.tethered_sync", "-k", "Contacts"],
        0, ["DisableTethered: true"])]),

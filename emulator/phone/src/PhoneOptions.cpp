@@ -71,6 +71,10 @@ void AddPhoneOptions(CLI::App& app, PhoneOptions& options) {
   app.add_flag("--service-tls-failure", phone.serviceTlsFailure,
                "the phone answers the sync service's TLS handshake with garbage")
       ->group(group);
+  app.add_flag("--old-tls", phone.oldTls,
+               "an old phone: its TLS also takes TLS 1.0/1.1 and SHA-1 signatures (a current "
+               "one refuses them)")
+      ->group(group);
   app.add_flag(
          "--no-service-tls", [&phone](int64_t) { phone.serviceTls = false; },
          "run the sync service without TLS")

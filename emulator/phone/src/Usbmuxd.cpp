@@ -4,8 +4,6 @@
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -23,13 +21,13 @@
 #include "PairRecords.h"
 #include "Phone.h"
 #include "Service.h"
+#include "SocketFile.h"
 
 namespace devicesim {
 namespace phone {
 namespace {
 
 constexpr const char* kUnixPrefix = "unix:";
-constexpr int kBacklog = 16;
 constexpr size_t kMaxClients = 64;  // one thread each; more are turned away
 
 struct Client {
@@ -62,9 +60,8 @@ struct Usbmuxd::State {
   AddressBook book;
   NoteStore notes;
   DeviceOptions options;
-  std::string path;
+  SocketFile socket;
   std::string buid;
-  int listenFd = -1;
   std::atomic<bool> stopping{false};
   std::vector<std::unique_ptr<Phone>> phones;
   PairRecordStore records;
@@ -105,7 +102,8 @@ bool Usbmuxd::State::makePhones(std::string* error) {
   for (const PhoneConfig& phoneConfig : config.phones) {
     PemCredentials credentials;
     if (!CredentialsFor(deviceId, &credentials, error)) return false;
-    SslContext tls = MakeServerContext(credentials.deviceCertificate, credentials.devicePrivateKey);
+    SslContext tls = MakeServerContext(credentials.deviceCertificate, credentials.devicePrivateKey,
+                                       phoneConfig.oldTls);
     if (!tls) return *error = "TLS context for " + phoneConfig.udid, false;
     auto phone = std::make_unique<Phone>(phoneConfig, ++deviceId, credentials, tls);
     if (phoneConfig.trusted) {
@@ -121,41 +119,24 @@ bool Usbmuxd::State::makePhones(std::string* error) {
 
 bool Usbmuxd::State::bindSocket(std::string* error) {
   const std::string& endpoint = config.endpoint;
-  sockaddr_un address{};
   if (endpoint.rfind(kUnixPrefix, 0) != 0) return *error = "expected unix:PATH: " + endpoint, false;
-  path = endpoint.substr(std::strlen(kUnixPrefix));
-  if (path.empty() || path.size() >= sizeof address.sun_path)
-    return *error = "unix socket path empty or too long: " + path, false;
-  // A socket file left by an earlier run would make bind fail; anything else stays.
-  struct stat st;
-  if (::lstat(path.c_str(), &st) == 0 && S_ISSOCK(st.st_mode)) ::unlink(path.c_str());
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, path.data(), path.size());
-  listenFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (listenFd < 0 ||
-      ::bind(listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(listenFd, kBacklog) != 0) {
-    *error = "cannot listen on " + path + ": " + std::strerror(errno);
-    if (listenFd >= 0) ::close(listenFd);
-    listenFd = -1;
-    path.clear();
-    return false;
-  }
-  return true;
+  return socket.listen(endpoint.substr(std::strlen(kUnixPrefix)), error);
 }
 
 bool Usbmuxd::start(std::string* error) {
   State& s = *state_;
-  if (!s.makePhones(error) || !s.bindSocket(error)) return false;
+  // The socket first: a path another daemon serves is refused before keys are made.
+  if (!s.bindSocket(error)) return false;
+  if (!s.makePhones(error)) return s.socket.close(), false;
   s.acceptor = std::thread([&s] { s.acceptLoop(); });
   return true;
 }
 
 void Usbmuxd::stop() {
   State& s = *state_;
-  if (s.listenFd < 0) return;
+  if (s.socket.fd() < 0) return;
   s.stopping = true;
-  ::shutdown(s.listenFd, SHUT_RDWR);
+  s.socket.interrupt();
   if (s.acceptor.joinable()) s.acceptor.join();
   std::list<Worker> workers;
   {
@@ -164,17 +145,15 @@ void Usbmuxd::stop() {
     workers.swap(s.workers);
   }
   for (Worker& worker : workers) worker.thread.join();
-  ::close(s.listenFd);
-  s.listenFd = -1;
-  ::unlink(s.path.c_str());
+  s.socket.close();
 }
 
 std::string Usbmuxd::endpoint() const {
-  return kUnixPrefix + state_->path;
+  return kUnixPrefix + state_->socket.path();
 }
 
 std::string Usbmuxd::socketAddress() const {
-  return "UNIX:" + state_->path;
+  return "UNIX:" + state_->socket.path();
 }
 
 void Usbmuxd::detach(const std::string& udid) {
@@ -200,7 +179,7 @@ void Usbmuxd::State::reapWorkers() {
 
 void Usbmuxd::State::acceptLoop() {
   while (!stopping) {
-    const int fd = ::accept4(listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+    const int fd = ::accept4(socket.fd(), nullptr, nullptr, SOCK_CLOEXEC);
     if (fd < 0) {
       if (errno == EINTR || errno == ECONNABORTED) continue;
       return;
