@@ -47,10 +47,13 @@ AddressBook Book() {
   return book;
 }
 
+// Every daemon of the tests uses the fixed credentials checked in beside them.
 phone::UsbmuxdConfig ConfigAt(const std::string& path, std::vector<PhoneConfig> phones) {
   phone::UsbmuxdConfig config;
   config.endpoint = "unix:" + path;
   config.phones = std::move(phones);
+  config.credentialsFile =
+      std::string(::getenv("VELDRAKE_SOURCE_DIR")) + "/tests/phone_emulator/data/credentials.pem";
   return config;
 }
 

@@ -13,6 +13,7 @@ import tempfile
 
 UDID = "00008110-000A1234567890AB"
 SECOND = "00008110-000A123456780001"
+CREDENTIALS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "data", "credentials.pem")
 TOOL_TIMEOUT = 20
 START_TIMEOUT = 60
 
@@ -59,7 +60,8 @@ def run_scenario(emulator, options, steps):
         socket_path = os.path.join(folder, "usbmuxd.sock")
         env = dict(os.environ, USBMUXD_SOCKET_ADDRESS="UNIX:" + socket_path, HOME=folder,
                    XDG_CONFIG_HOME=os.path.join(folder, "config"))
-        daemon = subprocess.Popen([emulator, "--usbmuxd", "unix:" + socket_path] + options,
+        command = [emulator, "--usbmuxd", "unix:" + socket_path, "--phone-credentials", CREDENTIALS]
+        daemon = subprocess.Popen(command + options,
                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         try:
             banner = daemon.stdout.readline()

@@ -34,6 +34,11 @@ void AddPhoneOptions(CLI::App& app, PhoneOptions& options) {
                  "play the usbmux daemon on unix:PATH with emulated phones behind it "
                  "(clients: USBMUXD_SOCKET_ADDRESS=UNIX:PATH)")
       ->group(group);
+  app.add_option("--phone-credentials", options.credentialsFile,
+                 "a PEM file of fixed keys and certificates for every phone, for tests "
+                 "(default: fresh ones)")
+      ->check(CLI::ExistingFile)
+      ->group(group);
   app.add_option("--phones", options.phones, "how many phones are attached (0: none)")
       ->check(CLI::Range(0, kMaxPhones))
       ->capture_default_str()
@@ -96,6 +101,7 @@ void AddPhoneOptions(CLI::App& app, PhoneOptions& options) {
 UsbmuxdConfig ConfigFrom(const PhoneOptions& options) {
   UsbmuxdConfig config;
   config.endpoint = options.usbmuxd;
+  config.credentialsFile = options.credentialsFile;
   config.phones.clear();
   PhoneConfig states = options.phone;
   states.trustDialog = kTrustDialogs.at(options.trustDialog);

@@ -99,9 +99,12 @@ Usbmuxd::~Usbmuxd() {
 bool Usbmuxd::State::makePhones(std::string* error) {
   buid = NewIdentifier();
   uint32_t deviceId = 0;
+  PemCredentials fixed;
+  const bool useFixed = !config.credentialsFile.empty();
+  if (useFixed && !LoadCredentials(config.credentialsFile, &fixed, error)) return false;
   for (const PhoneConfig& phoneConfig : config.phones) {
-    PemCredentials credentials;
-    if (!CredentialsFor(deviceId, &credentials, error)) return false;
+    PemCredentials credentials = fixed;
+    if (!useFixed && !CredentialsFor(deviceId, &credentials, error)) return false;
     SslContext tls = MakeServerContext(credentials.deviceCertificate, credentials.devicePrivateKey,
                                        phoneConfig.oldTls);
     if (!tls) return *error = "TLS context for " + phoneConfig.udid, false;

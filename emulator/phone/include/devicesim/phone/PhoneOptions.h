@@ -17,6 +17,7 @@ struct PhoneOptions {
   int trustedPhones = -1;  // how many of the phones, first ones first, trust this computer; -1: all
   PhoneConfig phone;       // the first phone's identity; its states apply to every phone
   std::string trustDialog = "accept";
+  std::string credentialsFile;  // fixed keys for tests; empty: fresh ones
 };
 
 void AddPhoneOptions(CLI::App& app, PhoneOptions& options);

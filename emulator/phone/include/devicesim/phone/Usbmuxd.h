@@ -54,6 +54,9 @@ struct PhoneConfig {
 
 struct UsbmuxdConfig {
   std::string endpoint = "unix:/tmp/veldrake-usbmuxd.sock";  // only unix:PATH
+  // A PEM file of fixed credentials every phone uses (tests: no key generation, see
+  // tests/phone_emulator/data); empty: fresh keys for each phone, as a real phone has.
+  std::string credentialsFile;
   std::vector<PhoneConfig> phones{PhoneConfig{}};
 };
 
