@@ -1,3 +1,4 @@
+// The computer-phone credentials: RSA keys and certificates made with OpenSSL, or read from a file.
 #include "Certificates.h"
 
 #include <openssl/bio.h>

@@ -1,3 +1,4 @@
+// The phone's TLS: the server context, plain or TLS tunnels, and the service relay.
 #include "Tls.h"
 
 #include <openssl/bio.h>

@@ -14,7 +14,6 @@
 #ifndef DEVICESIM_PHONE_USBMUXD_H_
 #define DEVICESIM_PHONE_USBMUXD_H_
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,35 +21,10 @@
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"
+#include "devicesim/phone/PhoneConfig.h"
 
 namespace devicesim {
 namespace phone {
-
-// How the phone answers a pairing request.
-enum class TrustDialog {
-  Accept,   // the person taps Trust at once
-  Pending,  // the first request answers "dialog pending"; later ones are accepted
-  Deny,     // the person taps Don't Trust
-};
-
-struct PhoneConfig {
-  std::string udid = "00008110-000A1234567890AB";
-  std::string name = "Emulated iPhone";
-  std::string model = "iPhone14,2";
-  std::string version = "17.1";
-  bool trusted = true;  // a pair record with this computer exists at start
-  TrustDialog trustDialog = TrustDialog::Accept;
-  bool passcodeLocked = false;     // service start and pairing refused: unlock first
-  bool serviceRefused = false;     // service start refused
-  bool sessionTlsFailure = false;  // the phone answers the session's TLS handshake with garbage
-  bool serviceTls = true;          // the sync service runs under TLS
-  bool serviceTlsFailure = false;  // ... and answers its handshake with garbage
-  bool oldTls = false;             // also takes TLS 1.0/1.1 and SHA-1 signatures, as old phones do
-  int64_t detachAfterBytes = -1;   // detach after this many service bytes sent (-1: never)
-  bool contactSyncDisabled = false;  // tethered contact sync is off: the contact sync fails
-  bool contactsInICloud = false;     // the contact sync answers with no records
-  bool noNotesStore = false;         // the note sync is refused, as iOS 11 and later do
-};
 
 struct UsbmuxdConfig {
   std::string endpoint = "unix:/tmp/veldrake-usbmuxd.sock";  // only unix:PATH
@@ -59,9 +33,6 @@ struct UsbmuxdConfig {
   std::string credentialsFile;
   std::vector<PhoneConfig> phones{PhoneConfig{}};
 };
-
-// A second (third, ...) phone's identity, distinct from the default one's.
-PhoneConfig ExtraPhone(int index);
 
 class Usbmuxd {
  public:
