@@ -146,7 +146,10 @@ void Channel::endTls() {
 }
 
 void BreakHandshake(Channel& channel) {
-  static const char kGarbage[] = "this is not a TLS server hello";
+  // No TLS record (content type 0). Read as lockdown's plain framing, as a client that
+  // gave up on TLS does next, it is a short frame of text: a first word of ASCII would
+  // announce a frame of gigabytes, which libimobiledevice allocates before it fails.
+  static const char kGarbage[] = "\0\0\0\x1ethis is not a TLS server hello";
   channel.writeAll(kGarbage, sizeof kGarbage - 1);
 }
 
