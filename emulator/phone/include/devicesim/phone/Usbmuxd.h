@@ -5,10 +5,12 @@
 // attach/detach events, connect to a phone's port, pair records, system BUID). Each phone
 // plays lockdown on port 62078 (query type, values, pairing, session with TLS, service
 // start) and, on the port a service start hands out, the device side of the sync
-// conversation (devicesim::ServeConnection), with or without TLS. Certificates and pair
-// records are generated at start and kept in memory only.
+// conversation (devicesim::ServeConnection), with or without TLS. Its TLS is a current
+// phone's (TLS 1.2 or later, SHA-2 signatures) unless PhoneConfig::oldTls. Certificates
+// and pair records are generated at start (or read, for tests) and kept in memory only.
 //
-// Ownership: Usbmuxd owns its threads, sockets and the socket file (removed at stop).
+// Ownership: Usbmuxd owns its threads, sockets and the socket file (removed at stop while
+// it is still the file it bound).
 // Thread contract: start, stop, detach and the accessors are called from one thread; the
 // daemon serves any number of clients at once on its own threads.
 #ifndef DEVICESIM_PHONE_USBMUXD_H_
@@ -41,10 +43,11 @@ class Usbmuxd {
   Usbmuxd(const Usbmuxd&) = delete;
   Usbmuxd& operator=(const Usbmuxd&) = delete;
 
-  // Generates the certificates, binds the socket and starts serving. False with a message
-  // when the socket cannot be bound or a certificate cannot be made.
+  // Binds the socket, makes the certificates and starts serving. False with a message
+  // when another daemon answers on the path, the socket cannot be bound or a certificate
+  // cannot be made or read.
   bool start(std::string* error);
-  // Closes every connection, joins every thread and removes the socket file.
+  // Closes every connection, joins every thread and removes the socket file if still ours.
   void stop();
 
   std::string endpoint() const;       // "unix:PATH"
