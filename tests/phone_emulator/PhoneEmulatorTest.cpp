@@ -516,4 +516,11 @@ TEST(PhoneEmulator, SocketPathBelongsToItsLiveDaemon) {
   auto fourth = NewDaemon(ConfigAt(first.path, {PhoneConfig{}}));
   EXPECT_TRUE(fourth->start(&error)) << error;
   EXPECT_EQ(1, AttachedCount());
+
+  // A file that is no socket is the user's, not ours to replace.
+  const std::string plain = first.dir + "/plain";
+  ::close(::open(plain.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+  EXPECT_FALSE(NewDaemon(ConfigAt(plain, {PhoneConfig{}}))->start(&error));
+  EXPECT_NE(std::string::npos, error.find("is no socket")) << error;
+  EXPECT_EQ(0, ::unlink(plain.c_str()));
 }

@@ -24,12 +24,14 @@ bool AddressOf(const std::string& path, sockaddr_un* address) {
 }
 
 // Whether a daemon accepts connections on the socket file at `address`. A file nobody
-// listens on (connect refused) is what a daemon that crashed leaves behind.
+// listens on (connect refused) is what a daemon that crashed leaves behind. The probe
+// never blocks: a daemon whose backlog is full is busy, not gone.
 bool Answers(const sockaddr_un& address) {
-  const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (probe < 0) return false;
   const bool answered =
-      ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+      ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
+      errno == EAGAIN;
   ::close(probe);
   return answered;
 }
@@ -41,7 +43,10 @@ bool SocketFile::listen(const std::string& path, std::string* error) {
   if (!AddressOf(path, &address))
     return *error = "unix socket path empty or too long: " + path, false;
   struct stat st;
-  if (::lstat(path.c_str(), &st) == 0 && S_ISSOCK(st.st_mode)) {
+  const bool exists = ::lstat(path.c_str(), &st) == 0;
+  if (exists && !S_ISSOCK(st.st_mode))
+    return *error = path + " exists and is no socket; choose another path", false;
+  if (exists) {
     if (Answers(address))
       return *error = path + " is served by another running daemon; stop it or choose another path",
              false;
