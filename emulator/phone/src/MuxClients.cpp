@@ -45,7 +45,11 @@ void MuxClients::forget(const std::shared_ptr<MuxClient>& client) {
     std::lock_guard<std::mutex> lock(mutex_);
     clients_.remove(client);
   }
+  // An event another thread is about to send must not reach a descriptor number the
+  // process has reused since: writers check fd under the same lock.
+  std::lock_guard<std::mutex> writeLock(client->writeMutex);
   ::close(client->fd);
+  client->fd = -1;
 }
 
 void MuxClients::reapFinished() {

@@ -16,7 +16,7 @@ namespace devicesim {
 namespace phone {
 
 struct MuxClient {
-  int fd = -1;
+  int fd = -1;                // -1 once closed; written under writeMutex
   std::mutex writeMutex;      // events from other threads interleave with replies
   bool listening = false;     // guarded by the MuxClients' lock
   uint32_t tunnelDevice = 0;  // the phone this socket tunnels to, once connected; ditto

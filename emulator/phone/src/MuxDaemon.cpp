@@ -114,7 +114,7 @@ void Usbmuxd::State::serve(const std::shared_ptr<MuxClient>& client) {
 
 bool Usbmuxd::State::reply(MuxClient& client, uint32_t tag, plist_t message) {
   std::lock_guard<std::mutex> lock(client.writeMutex);
-  return WritePacket(client.fd, tag, message);
+  return client.fd >= 0 && WritePacket(client.fd, tag, message);
 }
 
 // Listen: the result, then an Attached event for each phone already there, before any
