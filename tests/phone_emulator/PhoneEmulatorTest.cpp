@@ -1,6 +1,7 @@
 // The emulated daemon and phones, driven in-process by libimobiledevice as the client
 // (device lookup, lockdown, pairing, TLS session, service start and connection), with the
-// sync conversation's frames sent through its service connection.
+// sync conversation's frames sent through its service connection, and by the test's own
+// OpenSSL client for the TLS handshakes a current phone refuses.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
