@@ -1,14 +1,18 @@
 // The emulated daemon and phones, driven in-process by libimobiledevice as the client
 // (device lookup, lockdown, pairing, TLS session, service start and connection), with the
-// sync conversation's frames sent through its service connection.
+// sync conversation's frames sent through its service connection, and by the test's own
+// OpenSSL client for the TLS handshakes a current phone refuses.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <libimobiledevice/libimobiledevice.h>
 #include <libimobiledevice/lockdown.h>
 #include <libimobiledevice/service.h>
+#include <openssl/ssl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -30,6 +34,7 @@ using devicesim::phone::Usbmuxd;
 namespace {
 
 constexpr unsigned kTimeoutMs = 5000;
+constexpr uint16_t kLockdownPort = 62078;
 constexpr const char* kLabel = "phone_emulator_test";
 const std::string kUdid = PhoneConfig{}.udid;
 
@@ -43,9 +48,25 @@ AddressBook Book() {
   return book;
 }
 
+// Every daemon of the tests uses the fixed credentials checked in beside them.
+phone::UsbmuxdConfig ConfigAt(const std::string& path, std::vector<PhoneConfig> phones) {
+  phone::UsbmuxdConfig config;
+  config.endpoint = "unix:" + path;
+  config.phones = std::move(phones);
+  config.credentialsFile =
+      std::string(::getenv("VELDRAKE_SOURCE_DIR")) + "/tests/phone_emulator/data/credentials.pem";
+  return config;
+}
+
+std::unique_ptr<Usbmuxd> NewDaemon(phone::UsbmuxdConfig config) {
+  NoteStore notes;
+  notes.notes.push_back(Note{"Groceries", "milk", 0});
+  return std::make_unique<Usbmuxd>(std::move(config), Book(), notes);
+}
+
 // One emulated daemon on a fresh socket, which libusbmuxd in this process then uses.
 struct Daemon {
-  std::string dir;
+  std::string dir, path;
   std::unique_ptr<Usbmuxd> daemon;
 
   explicit Daemon(std::vector<PhoneConfig> phones) {
@@ -53,18 +74,15 @@ struct Daemon {
     ::signal(SIGPIPE, SIG_IGN);
     char pattern[] = "/tmp/phone-emulator-XXXXXX";
     dir = ::mkdtemp(pattern);
-    phone::UsbmuxdConfig config;
-    config.endpoint = "unix:" + dir + "/usbmuxd.sock";
-    config.phones = std::move(phones);
-    NoteStore notes;
-    notes.notes.push_back(Note{"Groceries", "milk", 0});
-    daemon = std::make_unique<Usbmuxd>(config, Book(), notes);
+    path = dir + "/usbmuxd.sock";
+    daemon = NewDaemon(ConfigAt(path, std::move(phones)));
     std::string error;
     EXPECT_TRUE(daemon->start(&error)) << error;
     ::setenv("USBMUXD_SOCKET_ADDRESS", daemon->socketAddress().c_str(), 1);
   }
   ~Daemon() {
     daemon->stop();
+    ::unlink(path.c_str());  // a file the test left there in the daemon's place
     ::rmdir(dir.c_str());
   }
 };
@@ -137,6 +155,121 @@ int AttachedCount() {
   return count;
 }
 
+// A TLS client with the versions and signatures of one kind of host, for the handshakes
+// a current phone must refuse.
+struct TlsClient {
+  const char* name;
+  int minVersion, maxVersion;
+  const char* signatures;  // null: OpenSSL's defaults
+  bool strictPhoneAccepts;
+};
+
+const TlsClient kTlsClients[] = {
+    {"TLS 1.0", TLS1_VERSION, TLS1_VERSION, nullptr, false},
+    {"TLS 1.1", TLS1_1_VERSION, TLS1_1_VERSION, nullptr, false},
+    {"TLS 1.2 offering only SHA-1 signatures", TLS1_2_VERSION, TLS1_2_VERSION, "RSA+SHA1", false},
+    {"TLS 1.2", TLS1_2_VERSION, TLS1_2_VERSION, nullptr, true},
+    {"TLS 1.3", TLS1_3_VERSION, TLS1_3_VERSION, nullptr, true},
+};
+const TlsClient& kModernClient = kTlsClients[3];
+
+// A phone's port reached through libusbmuxd, spoken to by hand: lockdown's framed property
+// lists, in plain bytes or over a TLS session the test's own OpenSSL client negotiates.
+class Tunnel {
+ public:
+  Tunnel(idevice_t device, uint16_t port) {
+    if (idevice_connect(device, port, &connection_) != IDEVICE_E_SUCCESS) return;
+    idevice_connection_get_fd(connection_, &fd_);
+    // libusbmuxd hands the tunnel over non-blocking; this client waits, with a limit.
+    ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) & ~O_NONBLOCK);
+    const timeval timeout{kTimeoutMs / 1000, 0};
+    ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+  }
+  ~Tunnel() {
+    SSL_free(ssl_);
+    if (connection_) idevice_disconnect(connection_);
+  }
+  bool handshake(const TlsClient& client) {
+    std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_client_method()),
+                                                              SSL_CTX_free);
+    SSL_CTX_set_security_level(context.get(), 0);  // let the client offer what old hosts did
+    SSL_CTX_set_min_proto_version(context.get(), client.minVersion);
+    SSL_CTX_set_max_proto_version(context.get(), client.maxVersion);
+    if (client.signatures) SSL_CTX_set1_sigalgs_list(context.get(), client.signatures);
+    ssl_ = SSL_new(context.get());
+    SSL_set_fd(ssl_, fd_);
+    return SSL_connect(ssl_) == 1;
+  }
+  // One request, one reply; null when the phone hung up or sent no property list.
+  plist_t ask(plist_t request) {
+    char* xml = nullptr;
+    uint32_t size = 0;
+    plist_to_xml(request, &xml, &size);
+    plist_free(request);
+    const uint32_t length = htonl(size);
+    const bool sent = write(&length, sizeof length) && write(xml, size);
+    plist_to_xml_free(xml);
+    uint32_t replyLength = 0;
+    if (!sent || !read(&replyLength, sizeof replyLength)) return nullptr;
+    std::string reply(ntohl(replyLength), '\0');
+    if (reply.empty() || !read(&reply[0], reply.size())) return nullptr;
+    plist_t parsed = nullptr;
+    plist_from_memory(reply.data(), static_cast<uint32_t>(reply.size()), &parsed);
+    return parsed;
+  }
+
+ private:
+  bool write(const void* data, size_t size) {
+    if (ssl_) return SSL_write(ssl_, data, static_cast<int>(size)) == static_cast<int>(size);
+    return ::send(fd_, data, size, MSG_NOSIGNAL) == static_cast<ssize_t>(size);
+  }
+  bool read(void* buffer, size_t size) {
+    char* out = static_cast<char*>(buffer);
+    for (size_t got = 0; got < size;) {
+      const long n = ssl_ ? SSL_read(ssl_, out + got, static_cast<int>(size - got))
+                          : ::recv(fd_, out + got, size - got, 0);
+      if (n <= 0) return false;
+      got += static_cast<size_t>(n);
+    }
+    return true;
+  }
+  idevice_connection_t connection_ = nullptr;
+  int fd_ = -1;
+  SSL* ssl_ = nullptr;
+};
+
+plist_t Request(const char* name, const char* key = nullptr, const char* value = nullptr) {
+  plist_t request = plist_new_dict();
+  plist_dict_set_item(request, "Request", plist_new_string(name));
+  if (key) plist_dict_set_item(request, key, plist_new_string(value));
+  return request;
+}
+
+// Pairs as host `hostId` and asks for a session; true when the phone then expects TLS.
+bool StartSession(Tunnel& lockdown, const char* hostId) {
+  plist_t pair = Request("Pair");
+  plist_t record = plist_new_dict();
+  plist_dict_set_item(record, "HostID", plist_new_string(hostId));
+  plist_dict_set_item(pair, "PairRecord", record);
+  plist_free(lockdown.ask(pair));
+  plist_t reply = lockdown.ask(Request("StartSession", "HostID", hostId));
+  const bool tls = reply && plist_dict_get_item(reply, "EnableSessionSSL");
+  plist_free(reply);
+  return tls;
+}
+
+// The port of a sync service started in a session that `client` negotiated; 0 on failure.
+uint16_t StartServiceOver(idevice_t device, const TlsClient& client) {
+  Tunnel lockdown(device, kLockdownPort);
+  if (!StartSession(lockdown, "TLS-TEST-HOST") || !lockdown.handshake(client)) return 0;
+  plist_t reply = lockdown.ask(Request("StartService", "Service", "com.apple.mobilesync"));
+  plist_t port = reply ? plist_dict_get_item(reply, "Port") : nullptr;
+  uint64_t number = 0;
+  if (port) plist_get_uint_val(port, &number);
+  plist_free(reply);
+  return static_cast<uint16_t>(number);
+}
+
 }  // namespace
 
 // Each scripted lockdown state against what libimobiledevice reports for it.
@@ -202,8 +335,10 @@ TEST(PhoneEmulator, ServiceStatesShapeTheConversation) {
       broken.serviceTlsFailure = true;
       Daemon daemon({broken});
       Client client;
-      // Without TLS there is no handshake to break.
-      EXPECT_EQ(!tls, client.startService() && client.ask(SyncMessage::M2).has_value());
+      // Without TLS there is no handshake to break. libimobiledevice ignores a failed
+      // service handshake, so the test looks for the conversation itself.
+      EXPECT_EQ(!tls, client.startService() &&
+                          Names(client.ask(SyncMessage::M2), "DLMessageVersionExchange"));
     }
     {
       Daemon daemon({icloud});
@@ -325,4 +460,68 @@ TEST(PhoneEmulator, GarbageEndsOnlyItsConnection) {
       std::string("\0\0\0\x05", 4) + "<a/>x");
   EXPECT_EQ(1, AttachedCount());
   EXPECT_EQ(LOCKDOWN_E_SUCCESS, Client().handshake);
+}
+
+// A current phone's lockdown session and sync service refuse TLS 1.0/1.1 and SHA-1-only
+// handshakes; an old phone (oldTls) takes every one of them.
+TEST(PhoneEmulator, TlsRefusesWhatACurrentPhoneRefuses) {
+  for (bool oldTls : {false, true}) {
+    PhoneConfig config;
+    config.trusted = false;  // each tunnel pairs with its own host ID first
+    config.oldTls = oldTls;
+    Daemon daemon({config});
+    idevice_t device = nullptr;
+    ASSERT_EQ(IDEVICE_E_SUCCESS,
+              idevice_new_with_options(&device, kUdid.c_str(), IDEVICE_LOOKUP_USBMUX));
+    for (const TlsClient& client : kTlsClients) {
+      SCOPED_TRACE(std::string(client.name) + (oldTls ? " against an old phone" : ""));
+      const bool accepted = oldTls || client.strictPhoneAccepts;
+      Tunnel lockdown(device, kLockdownPort);
+      ASSERT_TRUE(StartSession(lockdown, client.name));
+      EXPECT_EQ(accepted, lockdown.handshake(client));
+      const uint16_t port = StartServiceOver(device, kModernClient);
+      ASSERT_NE(0, port);
+      Tunnel service(device, port);
+      EXPECT_EQ(accepted, service.handshake(client));
+    }
+    idevice_free(device);
+  }
+}
+
+// A daemon never takes a path another daemon answers on, replaces a stale socket file,
+// and removes at its end only the socket file it made.
+TEST(PhoneEmulator, SocketPathBelongsToItsLiveDaemon) {
+  Daemon first({PhoneConfig{}});
+  std::string error;
+  auto second = NewDaemon(ConfigAt(first.path, {PhoneConfig{}}));
+  EXPECT_FALSE(second->start(&error));
+  EXPECT_NE(std::string::npos, error.find("served by another running daemon")) << error;
+  EXPECT_EQ(1, AttachedCount());
+
+  // Someone removed the first daemon's file and a third daemon serves the path now.
+  ::unlink(first.path.c_str());
+  auto third = NewDaemon(ConfigAt(first.path, {PhoneConfig{}, phone::ExtraPhone(1)}));
+  ASSERT_TRUE(third->start(&error)) << error;
+  first.daemon->stop();
+  EXPECT_EQ(2, AttachedCount());
+  third->stop();
+  EXPECT_NE(0, ::access(first.path.c_str(), F_OK));
+
+  // A socket file nobody listens on, as a crashed daemon leaves it.
+  const int stale = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  first.path.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(0, ::bind(stale, reinterpret_cast<sockaddr*>(&address), sizeof address));
+  ::close(stale);
+  auto fourth = NewDaemon(ConfigAt(first.path, {PhoneConfig{}}));
+  EXPECT_TRUE(fourth->start(&error)) << error;
+  EXPECT_EQ(1, AttachedCount());
+
+  // A file that is no socket is the user's, not ours to replace.
+  const std::string plain = first.dir + "/plain";
+  ::close(::open(plain.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+  EXPECT_FALSE(NewDaemon(ConfigAt(plain, {PhoneConfig{}}))->start(&error));
+  EXPECT_NE(std::string::npos, error.find("is no socket")) << error;
+  EXPECT_EQ(0, ::unlink(plain.c_str()));
 }

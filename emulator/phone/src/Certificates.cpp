@@ -1,3 +1,4 @@
+// The computer-phone credentials: RSA keys and certificates made with OpenSSL, or read from a file.
 #include "Certificates.h"
 
 #include <openssl/bio.h>
@@ -9,8 +10,10 @@
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
 
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <vector>
 
 namespace devicesim {
@@ -97,7 +100,36 @@ std::string Pkcs1PublicKeyPem(EVP_PKEY* key) {
   return pem;
 }
 
+// The next certificate and private key of `bio`, as PEM in the forms pair records carry.
+bool ReadPair(BIO* bio, std::string* certificate, std::string* privateKey,
+              std::string* publicKey = nullptr) {
+  Cert cert(PEM_read_bio_X509(bio, nullptr, nullptr, nullptr), X509_free);
+  Key key(cert ? PEM_read_bio_PrivateKey(bio, nullptr, nullptr, nullptr) : nullptr, EVP_PKEY_free);
+  if (!key || X509_check_private_key(cert.get(), key.get()) != 1) return false;
+  *certificate = CertPem(cert.get());
+  *privateKey = PrivateKeyPem(key.get());
+  if (publicKey) *publicKey = Pkcs1PublicKeyPem(key.get());
+  return !privateKey->empty() && (!publicKey || !publicKey->empty());
+}
+
 }  // namespace
+
+bool LoadCredentials(const std::string& pemFile, PemCredentials* out, std::string* error) {
+  std::ifstream in(pemFile, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  if (!in) return *error = "cannot read credentials from " + pemFile, false;
+  const std::string pem = text.str();
+  Bio bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), BIO_free);
+  if (!bio || !ReadPair(bio.get(), &out->rootCertificate, &out->rootPrivateKey) ||
+      !ReadPair(bio.get(), &out->hostCertificate, &out->hostPrivateKey) ||
+      !ReadPair(bio.get(), &out->deviceCertificate, &out->devicePrivateKey, &out->devicePublicKey))
+    return *error = pemFile +
+                    ": expected the root's, the host's and the device's certificate "
+                    "and private key, each matching",
+           false;
+  return true;
+}
 
 bool GenerateCredentials(PemCredentials* out, std::string* error) {
   Key root(EVP_RSA_gen(kKeyBits), EVP_PKEY_free), host(EVP_RSA_gen(kKeyBits), EVP_PKEY_free),

@@ -19,6 +19,11 @@ struct PemCredentials {
 // False with a message when OpenSSL fails.
 bool GenerateCredentials(PemCredentials* out, std::string* error);
 
+// Reads fixed credentials from a PEM file holding, in this order, the root's certificate
+// and private key, the host's and the device's. False with a message when the file cannot
+// be read, a part is missing, or a certificate does not match its key.
+bool LoadCredentials(const std::string& pemFile, PemCredentials* out, std::string* error);
+
 // The credentials of the `index`-th phone, generated on first use and then kept in memory
 // for the process's later daemons: key generation dominates a daemon's start.
 bool CredentialsFor(size_t index, PemCredentials* out, std::string* error);

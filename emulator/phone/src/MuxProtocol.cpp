@@ -1,3 +1,4 @@
+// The usbmux daemon's packets on the wire: header, XML payload, complete reads and writes.
 #include "MuxProtocol.h"
 
 #include <endian.h>

@@ -1,3 +1,4 @@
+// Pair records: made for trusted phones, read, saved and deleted for the daemon's clients.
 #include "PairRecords.h"
 
 #include <cstdio>

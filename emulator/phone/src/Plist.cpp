@@ -1,3 +1,4 @@
+// libplist helpers: parsing, XML output and typed access to dictionary values.
 #include "Plist.h"
 
 #include <cstdlib>

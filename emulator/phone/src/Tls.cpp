@@ -1,3 +1,4 @@
+// The phone's TLS: the server context, plain or TLS tunnels, and the service relay.
 #include "Tls.h"
 
 #include <openssl/bio.h>
@@ -16,6 +17,11 @@ namespace phone {
 namespace {
 
 constexpr size_t kRelayChunk = 16384;
+// Signatures a current phone accepts in TLS 1.2: SHA-2 only, so a client that offers
+// nothing newer than SHA-1 fails the handshake as it would against the phone.
+constexpr const char* kStrictSignatures =
+    "rsa_pss_rsae_sha256:rsa_pss_rsae_sha384:rsa_pss_rsae_sha512:RSA+SHA256:RSA+SHA384:"
+    "RSA+SHA512";
 
 // A socket BIO that never raises SIGPIPE: a client that hangs up mid-handshake must not
 // kill the process the emulator runs in.
@@ -42,14 +48,24 @@ BIO_METHOD* QuietSocketMethod() {
   return method;
 }
 
+bool SetProtocols(SSL_CTX* context, bool oldTls) {
+  if (oldTls) {
+    // OpenSSL refuses TLS 1.0 and SHA-1 above security level 0.
+    SSL_CTX_set_security_level(context, 0);
+    return SSL_CTX_set_min_proto_version(context, TLS1_VERSION) == 1;
+  }
+  return SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) == 1 &&
+         SSL_CTX_set1_sigalgs_list(context, kStrictSignatures) == 1;
+}
+
 }  // namespace
 
-SslContext MakeServerContext(const std::string& certificatePem, const std::string& privateKeyPem) {
+SslContext MakeServerContext(const std::string& certificatePem, const std::string& privateKeyPem,
+                             bool oldTls) {
   SslContext context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-  if (!context) return nullptr;
+  if (!context || !SetProtocols(context.get(), oldTls)) return nullptr;
   // The host's client certificate is made by whichever client paired; it is not checked.
   SSL_CTX_set_verify(context.get(), SSL_VERIFY_NONE, nullptr);
-  SSL_CTX_set_security_level(context.get(), 0);
   BIO* certBio = BIO_new_mem_buf(certificatePem.data(), static_cast<int>(certificatePem.size()));
   BIO* keyBio = BIO_new_mem_buf(privateKeyPem.data(), static_cast<int>(privateKeyPem.size()));
   X509* cert = PEM_read_bio_X509(certBio, nullptr, nullptr, nullptr);
@@ -130,7 +146,10 @@ void Channel::endTls() {
 }
 
 void BreakHandshake(Channel& channel) {
-  static const char kGarbage[] = "this is not a TLS server hello";
+  // No TLS record (content type 0). Read as lockdown's plain framing, as a client that
+  // gave up on TLS does next, it is a short frame of text: a first word of ASCII would
+  // announce a frame of gigabytes, which libimobiledevice allocates before it fails.
+  static const char kGarbage[] = "\0\0\0\x1ethis is not a TLS server hello";
   channel.writeAll(kGarbage, sizeof kGarbage - 1);
 }
 

@@ -15,7 +15,10 @@ namespace phone {
 using SslContext = std::shared_ptr<SSL_CTX>;
 
 // A TLS server context presenting `certificatePem` with `privateKeyPem`; null on failure.
-SslContext MakeServerContext(const std::string& certificatePem, const std::string& privateKeyPem);
+// A current phone speaks TLS 1.2 or later and refuses SHA-1 signatures; `oldTls` plays a
+// phone from before that, which also takes TLS 1.0 and 1.1 with SHA-1.
+SslContext MakeServerContext(const std::string& certificatePem, const std::string& privateKeyPem,
+                             bool oldTls);
 
 class Channel {
  public:

@@ -5,16 +5,17 @@
 // attach/detach events, connect to a phone's port, pair records, system BUID). Each phone
 // plays lockdown on port 62078 (query type, values, pairing, session with TLS, service
 // start) and, on the port a service start hands out, the device side of the sync
-// conversation (devicesim::ServeConnection), with or without TLS. Certificates and pair
-// records are generated at start and kept in memory only.
+// conversation (devicesim::ServeConnection), with or without TLS. Its TLS is a current
+// phone's (TLS 1.2 or later, SHA-2 signatures) unless PhoneConfig::oldTls. Certificates
+// and pair records are generated at start (or read, for tests) and kept in memory only.
 //
-// Ownership: Usbmuxd owns its threads, sockets and the socket file (removed at stop).
+// Ownership: Usbmuxd owns its threads, sockets and the socket file (removed at stop while
+// it is still the file it bound).
 // Thread contract: start, stop, detach and the accessors are called from one thread; the
 // daemon serves any number of clients at once on its own threads.
 #ifndef DEVICESIM_PHONE_USBMUXD_H_
 #define DEVICESIM_PHONE_USBMUXD_H_
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,42 +23,18 @@
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"
+#include "devicesim/phone/PhoneConfig.h"
 
 namespace devicesim {
 namespace phone {
 
-// How the phone answers a pairing request.
-enum class TrustDialog {
-  Accept,   // the person taps Trust at once
-  Pending,  // the first request answers "dialog pending"; later ones are accepted
-  Deny,     // the person taps Don't Trust
-};
-
-struct PhoneConfig {
-  std::string udid = "00008110-000A1234567890AB";
-  std::string name = "Emulated iPhone";
-  std::string model = "iPhone14,2";
-  std::string version = "17.1";
-  bool trusted = true;  // a pair record with this computer exists at start
-  TrustDialog trustDialog = TrustDialog::Accept;
-  bool passcodeLocked = false;       // service start and pairing refused: unlock first
-  bool serviceRefused = false;       // service start refused
-  bool sessionTlsFailure = false;    // the phone answers the session's TLS handshake with garbage
-  bool serviceTls = true;            // the sync service runs under TLS
-  bool serviceTlsFailure = false;    // ... and answers its handshake with garbage
-  int64_t detachAfterBytes = -1;     // detach after this many service bytes sent (-1: never)
-  bool contactSyncDisabled = false;  // tethered contact sync is off: the contact sync fails
-  bool contactsInICloud = false;     // the contact sync answers with no records
-  bool noNotesStore = false;         // the note sync is refused, as iOS 11 and later do
-};
-
 struct UsbmuxdConfig {
   std::string endpoint = "unix:/tmp/veldrake-usbmuxd.sock";  // only unix:PATH
+  // A PEM file of fixed credentials every phone uses (tests: no key generation, see
+  // tests/phone_emulator/data); empty: fresh keys for each phone, as a real phone has.
+  std::string credentialsFile;
   std::vector<PhoneConfig> phones{PhoneConfig{}};
 };
-
-// A second (third, ...) phone's identity, distinct from the default one's.
-PhoneConfig ExtraPhone(int index);
 
 class Usbmuxd {
  public:
@@ -66,10 +43,11 @@ class Usbmuxd {
   Usbmuxd(const Usbmuxd&) = delete;
   Usbmuxd& operator=(const Usbmuxd&) = delete;
 
-  // Generates the certificates, binds the socket and starts serving. False with a message
-  // when the socket cannot be bound or a certificate cannot be made.
+  // Binds the socket, makes the certificates and starts serving. False with a message
+  // when another daemon answers on the path, the socket cannot be bound or a certificate
+  // cannot be made or read.
   bool start(std::string* error);
-  // Closes every connection, joins every thread and removes the socket file.
+  // Closes every connection, joins every thread and removes the socket file if still ours.
   void stop();
 
   std::string endpoint() const;       // "unix:PATH"

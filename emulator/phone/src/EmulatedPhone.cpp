@@ -1,4 +1,7 @@
-#include "Phone.h"
+// One emulated phone's state: whom it trusts, its Trust dialog, the services it started.
+#include "EmulatedPhone.h"
+
+#include <cstdio>
 
 namespace devicesim {
 namespace phone {
@@ -10,7 +13,8 @@ constexpr uint16_t kLastServicePort = 65000;
 
 }  // namespace
 
-Phone::Phone(PhoneConfig config, uint32_t deviceId, PemCredentials credentials, SslContext tls)
+EmulatedPhone::EmulatedPhone(PhoneConfig config, uint32_t deviceId, PemCredentials credentials,
+                             SslContext tls)
     : config_(std::move(config)),
       deviceId_(deviceId),
       credentials_(std::move(credentials)),
@@ -18,29 +22,36 @@ Phone::Phone(PhoneConfig config, uint32_t deviceId, PemCredentials credentials, 
       contactSyncDisabled_(config_.contactSyncDisabled),
       nextPort_(kFirstServicePort) {}
 
-bool Phone::trusts(const std::string& hostId) const {
+std::string EmulatedPhone::wifiAddress() const {
+  char text[32];
+  std::snprintf(text, sizeof text, "a4:c3:f0:%02x:%02x:%02x", (deviceId_ >> 16) & 0xff,
+                (deviceId_ >> 8) & 0xff, deviceId_ & 0xff);
+  return text;
+}
+
+bool EmulatedPhone::trusts(const std::string& hostId) const {
   std::lock_guard<std::mutex> lock(mutex_);
   return trustedHosts_.count(hostId) != 0;
 }
 
-void Phone::trust(const std::string& hostId) {
+void EmulatedPhone::trust(const std::string& hostId) {
   std::lock_guard<std::mutex> lock(mutex_);
   trustedHosts_.insert(hostId);
 }
 
-void Phone::forget(const std::string& hostId) {
+void EmulatedPhone::forget(const std::string& hostId) {
   std::lock_guard<std::mutex> lock(mutex_);
   trustedHosts_.erase(hostId);
 }
 
-bool Phone::dialogShownBefore() {
+bool EmulatedPhone::dialogShownBefore() {
   std::lock_guard<std::mutex> lock(mutex_);
   const bool before = dialogShown_;
   dialogShown_ = true;
   return before;
 }
 
-uint16_t Phone::openService() {
+uint16_t EmulatedPhone::openService() {
   std::lock_guard<std::mutex> lock(mutex_);
   const uint16_t port = nextPort_;
   nextPort_ = nextPort_ >= kLastServicePort ? kFirstServicePort : nextPort_ + 1;
@@ -48,7 +59,7 @@ uint16_t Phone::openService() {
   return port;
 }
 
-bool Phone::takeService(uint16_t port) {
+bool EmulatedPhone::takeService(uint16_t port) {
   std::lock_guard<std::mutex> lock(mutex_);
   return services_.erase(port) != 0;
 }

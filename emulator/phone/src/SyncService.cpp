@@ -1,4 +1,5 @@
-#include "Service.h"
+// The sync service a service start hands out: the sync conversation behind the phone's TLS.
+#include "SyncService.h"
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -15,7 +16,7 @@ namespace {
 constexpr const char* kNotesClass = "com.apple.Notes";
 
 // The phone's states as the sync conversation shows them.
-DeviceOptions OptionsFor(const Phone& phone, const DeviceOptions& base) {
+DeviceOptions OptionsFor(const EmulatedPhone& phone, const DeviceOptions& base) {
   DeviceOptions options = base;
   if (phone.contactSyncDisabled()) {
     // The contact sync start is refused by hanging up on it.
@@ -46,8 +47,8 @@ std::string NoNotesStoreReply() {
   }));
 }
 
-bool ServeService(int fd, const Phone& phone, const AddressBook& book, const NoteStore& notes,
-                  const DeviceOptions& options) {
+bool ServeService(int fd, const EmulatedPhone& phone, const AddressBook& book,
+                  const NoteStore& notes, const DeviceOptions& options) {
   Channel tunnel(fd);
   if (phone.config().serviceTls && phone.config().serviceTlsFailure) {
     BreakHandshake(tunnel);

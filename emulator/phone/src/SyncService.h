@@ -1,10 +1,10 @@
 // The sync service on the port a service start handed out: the device side of the sync
 // conversation (devicesim::ServeConnection) behind the phone's TLS, with the phone's
 // scripted states applied.
-#ifndef DEVICESIM_PHONE_SERVICE_H_
-#define DEVICESIM_PHONE_SERVICE_H_
+#ifndef DEVICESIM_PHONE_SYNCSERVICE_H_
+#define DEVICESIM_PHONE_SYNCSERVICE_H_
 
-#include "Phone.h"
+#include "EmulatedPhone.h"
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"
@@ -17,10 +17,10 @@ std::string NoNotesStoreReply();
 
 // Serves one service connection on the tunnel `fd` (not closed here). Returns true when
 // the phone's detach point was reached: the caller unplugs the phone.
-bool ServeService(int fd, const Phone& phone, const AddressBook& book, const NoteStore& notes,
-                  const DeviceOptions& options);
+bool ServeService(int fd, const EmulatedPhone& phone, const AddressBook& book,
+                  const NoteStore& notes, const DeviceOptions& options);
 
 }  // namespace phone
 }  // namespace devicesim
 
-#endif  // DEVICESIM_PHONE_SERVICE_H_
+#endif  // DEVICESIM_PHONE_SYNCSERVICE_H_

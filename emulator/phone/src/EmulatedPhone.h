@@ -1,7 +1,7 @@
 // One emulated phone: who it trusts, the services it has started, its settings, its
 // credentials. Shared by the daemon's connection threads; every mutable part is guarded.
-#ifndef DEVICESIM_PHONE_PHONE_H_
-#define DEVICESIM_PHONE_PHONE_H_
+#ifndef DEVICESIM_PHONE_EMULATEDPHONE_H_
+#define DEVICESIM_PHONE_EMULATEDPHONE_H_
 
 #include <atomic>
 #include <cstdint>
@@ -13,21 +13,23 @@
 
 #include "Certificates.h"
 #include "Tls.h"
-#include "devicesim/phone/Usbmuxd.h"
+#include "devicesim/phone/PhoneConfig.h"
 
 namespace devicesim {
 namespace phone {
 
 constexpr uint16_t kLockdownPort = 62078;
 
-class Phone {
+class EmulatedPhone {
  public:
-  Phone(PhoneConfig config, uint32_t deviceId, PemCredentials credentials, SslContext tls);
+  EmulatedPhone(PhoneConfig config, uint32_t deviceId, PemCredentials credentials, SslContext tls);
 
   const PhoneConfig& config() const { return config_; }
   uint32_t deviceId() const { return deviceId_; }
   const PemCredentials& credentials() const { return credentials_; }
   SSL_CTX* tls() const { return tls_.get(); }
+  // Its Wi-Fi address, also written into the pair records made for it.
+  std::string wifiAddress() const;
 
   bool trusts(const std::string& hostId) const;
   void trust(const std::string& hostId);
@@ -64,4 +66,4 @@ class Phone {
 }  // namespace phone
 }  // namespace devicesim
 
-#endif  // DEVICESIM_PHONE_PHONE_H_
+#endif  // DEVICESIM_PHONE_EMULATEDPHONE_H_

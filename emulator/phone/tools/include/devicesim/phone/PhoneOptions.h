@@ -1,12 +1,16 @@
 // The command-line options of veldrake-devicesim's daemon role (--usbmuxd and the phones'
-// identities and scripted states), and the loop that runs it.
+// identities and scripted states), and the loop that runs it. Part of the program, not of
+// the phone library; CLI11 stays in the .cpp.
 #ifndef DEVICESIM_PHONE_PHONEOPTIONS_H_
 #define DEVICESIM_PHONE_PHONEOPTIONS_H_
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 #include "devicesim/phone/Usbmuxd.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace devicesim {
 namespace phone {
@@ -17,6 +21,7 @@ struct PhoneOptions {
   int trustedPhones = -1;  // how many of the phones, first ones first, trust this computer; -1: all
   PhoneConfig phone;       // the first phone's identity; its states apply to every phone
   std::string trustDialog = "accept";
+  std::string credentialsFile;  // fixed keys for tests; empty: fresh ones
 };
 
 void AddPhoneOptions(CLI::App& app, PhoneOptions& options);

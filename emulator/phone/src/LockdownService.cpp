@@ -1,9 +1,9 @@
-#include "Lockdown.h"
+// Lockdown on the phone's port 62078: values, pairing, the TLS session and service start.
+#include "LockdownService.h"
 
 #include <arpa/inet.h>
 
 #include <cstdint>
-#include <cstdio>
 
 #include "Plist.h"
 
@@ -40,7 +40,7 @@ bool WriteMessage(Channel& channel, plist_t message) {
   return channel.writeAll(&length, sizeof length) && channel.writeAll(xml.data(), xml.size());
 }
 
-Plist TetheredSyncValue(const Phone& phone, const std::string& dataClass) {
+Plist TetheredSyncValue(const EmulatedPhone& phone, const std::string& dataClass) {
   Plist value = NewDict();
   SetBool(value.get(), "DisableTethered", dataClass == "Contacts" && phone.contactSyncDisabled());
   return value;
@@ -48,7 +48,7 @@ Plist TetheredSyncValue(const Phone& phone, const std::string& dataClass) {
 
 // Every value of a domain: the ones an unpaired computer may read, and with a session the
 // rest. Null for an unknown domain.
-Plist DomainValues(const Phone& phone, const std::string& domain, bool inSession) {
+Plist DomainValues(const EmulatedPhone& phone, const std::string& domain, bool inSession) {
   const PhoneConfig& config = phone.config();
   Plist values = NewDict();
   plist_t dict = values.get();
@@ -62,7 +62,7 @@ Plist DomainValues(const Phone& phone, const std::string& domain, bool inSession
     SetString(dict, "ProductVersion", config.version);
     SetString(dict, "ProtocolVersion", kProtocolVersion);
     SetString(dict, "UniqueDeviceID", config.udid);
-    SetString(dict, "WiFiAddress", WiFiAddressOf(phone));
+    SetString(dict, "WiFiAddress", phone.wifiAddress());
     if (inSession) {
       SetString(dict, "ActivationState", "Activated");
       SetBool(dict, "PasswordProtected", config.passcodeLocked);
@@ -82,7 +82,7 @@ void SetError(plist_t reply, const char* error) {
   SetString(reply, "Error", error);
 }
 
-void GetValue(plist_t request, plist_t reply, const Phone& phone, const Session& session) {
+void GetValue(plist_t request, plist_t reply, const EmulatedPhone& phone, const Session& session) {
   const std::string domain = StringAt(request, "Domain").value_or("");
   const std::optional<std::string> key = StringAt(request, "Key");
   if (!domain.empty()) SetString(reply, "Domain", domain);
@@ -99,7 +99,7 @@ void GetValue(plist_t request, plist_t reply, const Phone& phone, const Session&
   SetNode(reply, "Value", Plist(plist_copy(item)));
 }
 
-void SetValue(plist_t request, plist_t reply, Phone& phone, const Session& session) {
+void SetValue(plist_t request, plist_t reply, EmulatedPhone& phone, const Session& session) {
   if (!session.active) return SetError(reply, "SessionInactive");
   const std::string domain = StringAt(request, "Domain").value_or("");
   const std::string key = StringAt(request, "Key").value_or("");
@@ -125,7 +125,7 @@ std::string HostIdOf(plist_t request) {
   return StringAt(DictAt(request, "PairRecord"), "HostID").value_or("");
 }
 
-void Pair(plist_t request, plist_t reply, Phone& phone) {
+void Pair(plist_t request, plist_t reply, EmulatedPhone& phone) {
   const std::string hostId = HostIdOf(request);
   const PhoneConfig& config = phone.config();
   if (hostId.empty()) return SetError(reply, "InvalidPairRecord");
@@ -137,7 +137,7 @@ void Pair(plist_t request, plist_t reply, Phone& phone) {
   SetData(reply, "EscrowBag", "escrow:" + config.udid);
 }
 
-After StartSession(plist_t request, plist_t reply, const Phone& phone, Session& session) {
+After StartSession(plist_t request, plist_t reply, const EmulatedPhone& phone, Session& session) {
   const std::string hostId = StringAt(request, "HostID").value_or("");
   if (hostId.empty()) return SetError(reply, "MissingHostID"), After::Nothing;
   if (!phone.trusts(hostId)) return SetError(reply, "InvalidHostID"), After::Nothing;
@@ -149,7 +149,7 @@ After StartSession(plist_t request, plist_t reply, const Phone& phone, Session& 
   return After::StartTls;
 }
 
-void StartService(plist_t request, plist_t reply, Phone& phone, const Session& session) {
+void StartService(plist_t request, plist_t reply, EmulatedPhone& phone, const Session& session) {
   const std::string service = StringAt(request, "Service").value_or("");
   SetString(reply, "Service", service);
   if (!session.active) return SetError(reply, "SessionInactive");
@@ -160,7 +160,7 @@ void StartService(plist_t request, plist_t reply, Phone& phone, const Session& s
   SetBool(reply, "EnableServiceSSL", phone.config().serviceTls);
 }
 
-After Handle(const std::string& name, plist_t request, plist_t reply, Phone& phone,
+After Handle(const std::string& name, plist_t request, plist_t reply, EmulatedPhone& phone,
              Session& session) {
   if (name == "QueryType") {
     SetString(reply, "Type", kQueryType);
@@ -193,14 +193,7 @@ After Handle(const std::string& name, plist_t request, plist_t reply, Phone& pho
 
 }  // namespace
 
-std::string WiFiAddressOf(const Phone& phone) {
-  char text[32];
-  std::snprintf(text, sizeof text, "a4:c3:f0:%02x:%02x:%02x", (phone.deviceId() >> 16) & 0xff,
-                (phone.deviceId() >> 8) & 0xff, phone.deviceId() & 0xff);
-  return text;
-}
-
-void ServeLockdown(int fd, Phone& phone) {
+void ServeLockdown(int fd, EmulatedPhone& phone) {
   Channel channel(fd);
   Session session;
   for (;;) {
