@@ -116,7 +116,9 @@ TEST(VCardParsing, FoldingQuotedPrintableAndDates) {
   EXPECT_EQ("_$!<WorkFAX>!$_", book.people[0].items.at(0).label);
   // 1604-02-29, by Python: (datetime(1604, 2, 29) - datetime(2001, 1, 1)).total_seconds()
   EXPECT_DOUBLE_EQ(-12523075200.0, book.people[0].birthday);
-  EXPECT_EQ("Only FN", book.people[1].firstName);
+  // A card with FN alone is named from it: the last word is the last name.
+  EXPECT_EQ("Only", book.people[1].firstName);
+  EXPECT_EQ("FN", book.people[1].lastName);
   EXPECT_FALSE(book.people[1].hasBirthday);  // month 31 does not exist
   EXPECT_FALSE(book.people[1].items.at(0).hasDate);
   EXPECT_EQ("not a date", book.people[1].items.at(0).value);

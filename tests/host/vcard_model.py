@@ -38,26 +38,31 @@ def model(card):
                               'department', 'title', 'first_yomi', 'last_yomi')}
     items = {k: [] for k in ('phone', 'email', 'url', 'address', 'im', 'social', 'date',
                              'related')}
-    fn, notes = '', []
+    fn, notes, named, single = '', [], False, {}
     for line in card:
         name, value = line.name, line.value
         if name in ('KIND', 'X-ADDRESSBOOKSERVER-KIND') and text(value).lower() == 'group':
             return None
         if name == 'N':
-            person['last'], person['first'], person['middle'], _, person['suffix'] = \
-                parts(value, 5)
+            n = parts(value, 5)
+            if named or not any(n[:3]):  # the first N that names someone wins
+                continue
+            named = True
+            person['last'], person['first'], person['middle'], _, person['suffix'] = n
             readings = line.params.get('SORT-AS', [''])[0]
             readings = [r.strip() for r in re.split(';' if ';' in readings else ',', readings)]
             person['last_yomi'] = person['last_yomi'] or readings[0]
             if len(readings) > 1:
                 person['first_yomi'] = person['first_yomi'] or readings[1]
         elif name == 'FN':
-            fn = text(value)
-        elif name in ('NICKNAME', 'TITLE'):
-            person[name.lower()] = text(value)
+            fn = fn or text(value)
+        elif name in ('NICKNAME', 'TITLE', 'ROLE'):
+            single.setdefault(name, text(value) or None)
         elif name == 'ORG':
             org = parts(value, 9)
-            person['company'], person['department'] = org[0], ', '.join(p for p in org[1:] if p)
+            if not person['company'] and not person['department']:
+                person['company'] = org[0]
+                person['department'] = ', '.join(p for p in org[1:] if p)
         elif name == 'NOTE':
             notes.append(re.sub(r'\\(.)', lambda m: ESCAPES.get(m.group(1), m.group(0)), value))
         elif name in ('X-PHONETIC-FIRST-NAME', 'X-PHONETIC-LAST-NAME'):
@@ -82,8 +87,14 @@ def model(card):
         elif name in RELATED:
             items['related'].append(text(value))
     person['notes'] = '\n'.join(notes)
-    if not any(person[k] for k in ('first', 'last', 'middle', 'company')):
-        person['first'] = fn
+    person['nickname'] = single.get('NICKNAME') or ''
+    title, role = single.get('TITLE') or '', single.get('ROLE') or ''
+    person['title'] = title if role in ('', title) else ', '.join(p for p in (title, role) if p)
+    if not named and fn != person['company']:  # FN split as the device does
+        last_first = re.match(r'^([^,]+),([^,]+)$', fn)
+        first, _, last = fn.rpartition(' ')
+        person['first'], person['last'] = ((last_first.group(2).strip(), last_first.group(1).strip())
+                                           if last_first else (first.strip() or last, last if first else ''))
     for kind, values in items.items():
         person[kind] = sorted((v for v in values if v != ''), key=repr)
     return person
