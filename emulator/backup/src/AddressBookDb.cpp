@@ -36,7 +36,7 @@ class BookWriter {
         label_(db, "INSERT INTO ABMultiValueLabel (value) VALUES (?)"),
         key_(db, "INSERT INTO ABMultiValueEntryKey (value) VALUES (?)"),
         lastFour_(db, "INSERT INTO ABPhoneLastFour (multivalue_id, value) VALUES (?,?)"),
-        now_(static_cast<int64_t>(std::time(nullptr) - kUnixTo2001)) {}
+        now_(static_cast<int64_t>(static_cast<double>(std::time(nullptr)) - kUnixTo2001)) {}
 
   bool ok() const {
     return person_.ok() && value_.ok() && entry_.ok() && label_.ok() && key_.ok() && lastFour_.ok();

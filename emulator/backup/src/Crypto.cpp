@@ -18,7 +18,7 @@ const uint32_t kClasses[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
 
 std::string BigEndian(uint32_t value) {
   std::string out(4, '\0');
-  for (int i = 0; i < 4; ++i) out[i] = static_cast<char>(value >> (24 - 8 * i));
+  for (size_t i = 0; i < 4; ++i) out[i] = static_cast<char>(value >> (24 - 8 * i));
   return out;
 }
 
