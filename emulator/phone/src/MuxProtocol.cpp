@@ -2,10 +2,10 @@
 #include "MuxProtocol.h"
 
 #include <endian.h>
-#include <sys/socket.h>
 
-#include <cerrno>
 #include <string>
+
+#include "devicesim/net/SocketIo.h"
 
 namespace devicesim {
 namespace phone {
@@ -16,30 +16,10 @@ constexpr uint32_t kPlistVersion = 1;
 constexpr uint32_t kPlistMessage = 8;
 constexpr uint32_t kMaxPacket = 1 << 20;
 
-bool ReadAll(int fd, void* buffer, size_t size) {
-  char* out = static_cast<char*>(buffer);
-  while (size > 0) {
-    const ssize_t got = ::recv(fd, out, size, 0);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return false;
-    out += got;
-    size -= static_cast<size_t>(got);
-  }
-  return true;
-}
+using net::ReadAll;
+using net::SendAll;
 
 }  // namespace
-
-bool SendAll(int fd, const char* data, size_t size) {
-  while (size > 0) {
-    const ssize_t sent = ::send(fd, data, size, MSG_NOSIGNAL);
-    if (sent < 0 && errno == EINTR) continue;
-    if (sent <= 0) return false;
-    data += sent;
-    size -= static_cast<size_t>(sent);
-  }
-  return true;
-}
 
 bool ReadPacket(int fd, uint32_t* tag, Plist* payload, bool* wrongVersion) {
   uint32_t header[4];

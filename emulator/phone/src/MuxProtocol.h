@@ -20,10 +20,6 @@ enum MuxResult : uint32_t {
   kResultBadVersion = 6,
 };
 
-// Writes all `size` bytes, through EINTR and short writes, never raising SIGPIPE (a client
-// that hangs up must not end the emulator). False when the peer has gone.
-bool SendAll(int fd, const char* data, size_t size);
-
 // Reads one packet. False on end of stream, a bad header or a payload that is no
 // property-list dictionary; *wrongVersion tells the binary protocol apart.
 bool ReadPacket(int fd, uint32_t* tag, Plist* payload, bool* wrongVersion);

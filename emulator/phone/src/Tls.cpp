@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "MuxProtocol.h"  // SendAll
+#include "devicesim/net/SocketIo.h"
 
 namespace devicesim {
 namespace phone {
@@ -111,7 +111,7 @@ bool Channel::pending() const {
 }
 
 bool Channel::writeAll(const void* buffer, size_t size) {
-  if (!ssl_) return SendAll(fd_, static_cast<const char*>(buffer), size);
+  if (!ssl_) return net::SendAll(fd_, static_cast<const char*>(buffer), size);
   const char* data = static_cast<const char*>(buffer);
   while (size > 0) {
     const int sent = SSL_write(ssl_, data, static_cast<int>(std::min<size_t>(size, INT32_MAX)));
@@ -174,7 +174,7 @@ bool Relay(Channel& tunnel, int inside, int64_t budget) {
       if (fds[0].revents == 0) continue;
     }
     const size_t got = tunnel.readSome(buffer, sizeof buffer);
-    if (got == 0 || !SendAll(inside, buffer, got)) return false;
+    if (got == 0 || !net::SendAll(inside, buffer, got)) return false;
   }
 }
 
