@@ -14,7 +14,7 @@
 namespace host {
 namespace {
 
-const char kOk[] = "ok  ";
+const char kOk[] = "ok";
 const char kFail[] = "FAIL";
 const char kNote[] = "note";
 

@@ -44,6 +44,7 @@ int Failed(const std::string& line) {
 }  // namespace
 
 Output::~Output() {
+  file_.reset();  // its temporary goes first, so that a folder made here is empty again
   if (madeFolder_.empty()) return;
   ::rmdir(madeFolder_.c_str());  // only when still empty
   UnregisterTemporary(madeFolder_);
