@@ -50,8 +50,15 @@ install(FILES ${PROJECT_BINARY_DIR}/VeldrakeConfig.cmake
               ${PROJECT_BINARY_DIR}/VeldrakeConfigVersion.cmake
         DESTINATION ${VELDRAKE_CMAKE_DIR})
 
-# veldrake.pc finds its prefix from its own place, so the install can be moved.
-file(RELATIVE_PATH VELDRAKE_PC_TO_PREFIX
-     /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/veldrake.pc.in ${PROJECT_BINARY_DIR}/veldrake.pc @ONLY)
+# veldrake.pc names the prefix the install goes to, clean (no "lib/pkgconfig/../.."), so
+# that no odd path is baked into a host's run path: the prefix is only known when
+# `cmake --install --prefix` runs, so the file is written then, from a copy made now that
+# still holds the placeholder.
+set(VELDRAKE_PC_PREFIX "@VELDRAKE_PC_PREFIX@")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/veldrake.pc.in ${PROJECT_BINARY_DIR}/veldrake.pc.in @ONLY)
+install(CODE "
+  cmake_path(SET VELDRAKE_PC_PREFIX NORMALIZE \"\${CMAKE_INSTALL_PREFIX}\")
+  string(REGEX REPLACE \"(.)/+$\" \"\\\\1\" VELDRAKE_PC_PREFIX \"\${VELDRAKE_PC_PREFIX}\")
+  configure_file(\"${PROJECT_BINARY_DIR}/veldrake.pc.in\" \"${PROJECT_BINARY_DIR}/veldrake.pc\" @ONLY)
+")
 install(FILES ${PROJECT_BINARY_DIR}/veldrake.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
