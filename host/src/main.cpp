@@ -6,6 +6,9 @@
 #include <clocale>
 #include <csignal>
 #include <cstring>
+#include <new>
+#include <string>
+#include <system_error>
 
 #include "CommandLine.h"
 #include "Doctor.h"
@@ -26,6 +29,17 @@ void SetUtf8Locale() {
     host::Say("warning: no UTF-8 locale is available; non-ASCII text will be cut");
 }
 
+int Run(const host::Options& options) {
+  switch (options.command) {
+    case host::Options::kPhone:
+      return host::RunPhoneCommand(options.phone);
+    case host::Options::kDoctor:
+      return host::RunDoctor(options);
+    default:
+      return host::RunExport(options);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -34,13 +48,16 @@ int main(int argc, char** argv) {
   host::Options options;
   int status = host::kExitOk;
   if (!host::ParseCommandLine(argc, argv, &options, &status)) return status;
-  host::WatchSignals();
-  switch (options.command) {
-    case host::Options::kPhone:
-      return host::RunPhoneCommand(options.phone);
-    case host::Options::kDoctor:
-      return host::RunDoctor(options);
-    default:
-      return host::RunExport(options);
+  // Out of memory or threads, the person hears it; the output files are removed by
+  // their owners on the way out.
+  try {
+    host::WatchSignals();
+    return Run(options);
+  } catch (const std::bad_alloc&) {
+    host::Say("out of memory; nothing was written");
+    return host::kExitOutput;
+  } catch (const std::system_error& e) {
+    host::Say(std::string("cannot start a thread: ") + e.what());
+    return host::kExitSetup;
   }
 }
