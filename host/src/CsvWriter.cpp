@@ -1,3 +1,4 @@
+// Contacts as one CSV table, a header row and one row per contact.
 #include "CsvWriter.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Contacts as vCard 3.0 or 4.0: properties, escaping and folding.
 #include "VCardWriter.h"
 
 #include <algorithm>
