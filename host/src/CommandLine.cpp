@@ -37,7 +37,13 @@ std::string CheckLimit(const std::string& value) {
 
 void AddExportOptions(CLI::App* command, Options* options, VeldrakeDataKind kind,
                       const char* formatHelp, const char* outputHelp) {
-  command->add_option("--device", options->device, kDeviceHelp)->check(CheckDevice);
+  CLI::Option* device =
+      command->add_option("--device", options->device, kDeviceHelp)->check(CheckDevice);
+  command->add_option("--backup", options->backup, "export from a backup folder instead")
+      ->excludes(device);
+  command->add_option("--password-file", options->passwordFile,
+                      "--backup: the encrypted backup's password is the first line of FILE "
+                      "(else $VELDRAKE_BACKUP_PASSWORD, else asked on the terminal)");
   command->add_option("-f,--format", options->format, formatHelp)
       ->transform(CLI::CheckedTransformer(FormatsOf(kind)));
   command->add_option("-o,--output", options->output, outputHelp);
@@ -67,6 +73,11 @@ void AddCommands(CLI::App& app, Options* options) {
   doctor->add_option("--device", options->device, "the phone: usb or usb:UDID")->check(CheckDevice);
   doctor->add_option("--backup", options->backup, "also check a backup folder");
   doctor->callback([options] { options->command = Options::kDoctor; });
+  CLI::App* backups = app.add_subcommand(
+      "backups", "list the backups under a folder: UDID, name, OS version, date, encrypted");
+  backups->add_option("PATH", options->backup, "a backup folder or a folder of backups")
+      ->required();
+  backups->callback([options] { options->command = Options::kBackups; });
   AddPhoneCommands(app, &options->phone, CheckDevice);
 }
 

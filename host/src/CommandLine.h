@@ -17,7 +17,7 @@ namespace host {
 extern const char kSampleDevice[];
 
 struct Options {
-  enum Command { kExport, kPhone, kDoctor } command = kExport;
+  enum Command { kExport, kPhone, kDoctor, kBackups } command = kExport;
   VeldrakeDataKind kind = kVeldrakeContacts;
   std::string device;  // "": the one usable phone, else the built-in device
   Format format = Format::kVCard3;
@@ -25,10 +25,11 @@ struct Options {
   size_t limit = 0;    // 0: no limit
   int timeoutSeconds = 60;
   bool quiet = false;
-  bool verbose = false;  // the library's and platform's own lines on standard error
-  bool bom = false;      // CSV starts with a byte order mark
-  std::string backup;    // doctor: a backup folder to check
-  PhoneRequest phone;    // command kPhone
+  bool verbose = false;      // the library's and platform's own lines on standard error
+  bool bom = false;          // CSV starts with a byte order mark
+  std::string backup;        // export from this backup folder; doctor: check it; backups: list
+  std::string passwordFile;  // the backup's password is its first line
+  PhoneRequest phone;        // command kPhone
 };
 
 // True with *options filled in; false when the program ends here with *status (after

@@ -71,7 +71,8 @@ class Exporter::Monitor {
   }
 
   void Look(Clock::time_point now) {
-    const long long bytes = device_ ? mdsim_bytes_received(device_) : -1;
+    const long long bytes =
+        device_ && exporter_.settings_.platformDevice ? mdsim_bytes_received(device_) : -1;
     if (bytes != bytes_) lastByte_ = now;
     bytes_ = bytes;
     if (CancelRequested()) cancelled_ = true;
@@ -159,7 +160,7 @@ ExportOutcome Exporter::Run(void* device) {
       library_.getData(settings_.kind, nullptr, device, reinterpret_cast<void*>(&OnRecord));
   monitor.Stop(&outcome);
   outcome.seconds = SecondsSince(start, Clock::now());
-  outcome.platformError = device ? mdphone_last_error(device) : 0;
+  outcome.platformError = device && settings_.platformDevice ? mdphone_last_error(device) : 0;
   g_current = nullptr;
   // Library output goes to standard output with printf; have it out before ours.
   std::fflush(stdout);

@@ -40,6 +40,7 @@ struct ExportSettings {
   size_t limit = 0;  // 0: no limit
   bool progress = false;
   std::chrono::seconds quietLimit{60};  // no byte for this long: the device stopped
+  bool platformDevice = true;           // the device handle is the platform's (not a backup's)
 };
 
 struct ExportOutcome {

@@ -226,7 +226,8 @@ bool PhoneExport::Explain(int result, const void* device, PhoneFailure* failure)
   *failure = {kExitNoNotesStore,
               PhoneName(phone_, known_) +
                   " keeps no notes for a computer to read (no notes store; since iOS 11 notes "
-                  "live in iCloud or only on the phone): export them from iCloud.com"};
+                  "live in iCloud or only on the phone): export them from a backup of the "
+                  "phone (veldrake notes --backup PATH)"};
   return true;
 }
 
@@ -235,10 +236,12 @@ std::string PhoneExport::Warning(size_t count) const {
   if (contacts_)
     return "warning: " + PhoneName(phone_, known_) +
            " sent no contacts: a phone whose contacts are kept in iCloud has none to sync "
-           "with a computer; export them from iCloud.com instead";
+           "with a computer; export them from iCloud.com, or from a backup of the phone "
+           "(veldrake contacts --backup PATH)";
   if (known_ && std::atoi(phone_.version) >= kFirstVersionWithoutNotesStore)
     return "warning: " + PhoneName(phone_, known_) + " sent no notes: since iOS 11 notes " +
-           "live in iCloud or only on the phone; export them from iCloud.com instead";
+           "live in iCloud or only on the phone; export them from a backup of the phone " +
+           "(veldrake notes --backup PATH)";
   return "";
 }
 

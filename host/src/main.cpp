@@ -10,6 +10,7 @@
 #include <string>
 #include <system_error>
 
+#include "BackupCommands.h"
 #include "CommandLine.h"
 #include "Doctor.h"
 #include "ExitCodes.h"
@@ -35,8 +36,10 @@ int Run(const host::Options& options) {
       return host::RunPhoneCommand(options.phone);
     case host::Options::kDoctor:
       return host::RunDoctor(options);
+    case host::Options::kBackups:
+      return host::RunBackupList(options);
     default:
-      return host::RunExport(options);
+      return options.backup.empty() ? host::RunExport(options) : host::RunBackupExport(options);
   }
 }
 
