@@ -1,6 +1,7 @@
 // The doctor's checklist: each step asks the platform or runs a small export.
 #include "Doctor.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -40,7 +41,11 @@ ExportOutcome TryExport(const Library& library, const std::string& endpoint, Vel
   Exporter exporter(library, settings);
   std::fflush(stdout);
   const int saved = ::dup(STDOUT_FILENO);
-  ::dup2(STDERR_FILENO, STDOUT_FILENO);
+  const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (null >= 0) {
+    ::dup2(null, STDOUT_FILENO);
+    ::close(null);
+  }
   void* device = mdsim_device_new(endpoint.c_str());
   ExportOutcome outcome = exporter.Run(device);
   mdsim_device_free(device);
