@@ -141,7 +141,8 @@ int Output::Write(Exporter& exporter) {
   } else if (file_) {
     written = file_->Commit(Render(options_, exporter), &error);
   } else {
-    written = OutputFile::WriteAll(stdoutFd_, Render(options_, exporter), &error);
+    written = OutputFile::WriteAll(stdoutFd_ >= 0 ? stdoutFd_ : STDOUT_FILENO,
+                                   Render(options_, exporter), &error);
     if (!written) error = "standard output: " + error;
   }
   if (!written) return Failed(error);
