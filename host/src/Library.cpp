@@ -16,6 +16,9 @@
 #ifndef VELDRAKE_INSTALL_LIBDIR
 #define VELDRAKE_INSTALL_LIBDIR "lib"
 #endif
+#ifndef VELDRAKE_BACKUP_SONAME
+#define VELDRAKE_BACKUP_SONAME "libVeldrakeBackup.so.0"
+#endif
 #ifndef VELDRAKE_MULTIARCH
 #define VELDRAKE_MULTIARCH ""
 #endif
@@ -25,7 +28,7 @@ namespace {
 
 // The decorated name of `int DisContectDeviceAndProtocol()`, as the library exports it.
 const char kDisconnectSymbol[] = "_Z27DisContectDeviceAndProtocolv";
-const char* const kBackupFiles[] = {"libVeldrakeBackup.so", "libVeldrakeBackup.so.0"};
+const char* const kBackupFiles[] = {"libVeldrakeBackup.so", VELDRAKE_BACKUP_SONAME};
 
 }  // namespace
 
