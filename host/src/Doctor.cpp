@@ -139,8 +139,14 @@ int CheckDevice(const Options& options) {
   std::vector<mdphone_info> phones;
   if (ListPhones(&phones) != 0) return Fail("usbmux daemon running", MDPHONE_ERR_NO_DAEMON);
   Line(kOk, "usbmux daemon running");
+  // Without --device, the phone an export would choose: the one that trusts us.
+  std::string udid = PhoneUdid(options.device);
+  std::string endpoint, notice;
+  PhoneFailure failure;
+  if (options.device.empty() && ChooseDefaultDevice(&endpoint, &notice, &failure))
+    udid = PhoneUdid(endpoint);
   mdphone_info phone{};
-  const int found = LocatePhone(PhoneUdid(options.device), &phone);
+  const int found = LocatePhone(udid, &phone);
   if (found != 0) return Fail("phone attached", found);
   const int status = CheckPhone(phone);
   return status != kExitOk ? status : CheckExports(phone);

@@ -214,6 +214,7 @@ class Doctor(unittest.TestCase):
         (None, 8, '[FAIL] usbmux daemon running'),
         (NO_PHONE, 9, '[FAIL] phone attached: no phone is attached'),
         (TWO_PHONES, 10, '[FAIL] phone attached: several phones'),
+        (TWO_PHONES + ['--trusted-phones', '1'], 0, '[ok] an export would work'),
         (UNTRUSTED, 12, '[FAIL] trusts this computer'),
         (PENDING, 12, '[FAIL] trusts this computer'),
         (DENIED, 12, '[FAIL] trusts this computer'),
