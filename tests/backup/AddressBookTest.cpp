@@ -58,8 +58,8 @@ std::vector<std::string> ItemLabels(const devicesim::Person& p) {
   std::vector<std::string> labels;
   for (const devicesim::Item& item : p.items) {
     if (item.property == devicesim::kAddress) continue;
-    const bool account = item.property == devicesim::kInstantMessage ||
-                         item.property == devicesim::kSocialProfile;
+    const bool account =
+        item.property == devicesim::kInstantMessage || item.property == devicesim::kSocialProfile;
     labels.push_back(account ? item.service : item.label.empty() ? "<null>" : item.label);
   }
   return labels;
@@ -67,7 +67,8 @@ std::vector<std::string> ItemLabels(const devicesim::Person& p) {
 
 std::vector<std::string> SeenLabels(const SeenContact& c) {
   std::vector<std::string> labels;
-  for (const std::string& f : c.fields) labels.push_back(f.substr(f.find('|') + 1, f.rfind('|') - f.find('|') - 1));
+  for (const std::string& f : c.fields)
+    labels.push_back(f.substr(f.find('|') + 1, f.rfind('|') - f.find('|') - 1));
   return labels;
 }
 
@@ -101,21 +102,24 @@ TEST(AddressBookTest, ReadsTheColumnsTheDatabaseHasAndSkipsWhatBelongsToNoOne) {
       "CREATE TABLE ABMultiValueEntryKey (value TEXT);"
       "INSERT INTO ABMultiValueLabel VALUES ('_$!<Home>!$_');"
       "INSERT INTO ABMultiValueEntryKey VALUES ('service'), ('username'), ('City');";
-  const std::string kPeople = "CREATE TABLE ABPerson (ROWID INTEGER PRIMARY KEY, First TEXT,"
-                              " Birthday TEXT);";
+  const std::string kPeople =
+      "CREATE TABLE ABPerson (ROWID INTEGER PRIMARY KEY, First TEXT,"
+      " Birthday TEXT);";
   const struct {
     std::string sql;
     int result;
     std::vector<std::string> want;  // "id|first|birthday|fields...|addresses..."
   } table[] = {
       {kPeople + "INSERT INTO ABPerson VALUES (2, 'Ann', '0'), (5, '', 'soon'), (7, NULL, 1.5e8);",
-       0, {"2|Ann|01-01-2001 00:00:00", "5|<null>|<null>", "7|<null>|10-03-2005 02:40:00"}},
+       0,
+       {"2|Ann|01-01-2001 00:00:00", "5|<null>|<null>", "7|<null>|10-03-2005 02:40:00"}},
       // Items of people that are not there, before, between and after.
       {kPeople + kBase +
            "INSERT INTO ABPerson VALUES (3, 'A', NULL), (9, 'B', NULL);"
            "INSERT INTO ABMultiValue VALUES (1, 1, 3, 1, 'x'), (2, 3, 4, 1, 'a@b'),"
            " (3, 5, 3, NULL, 'y'), (4, 9, 22, 7, 'u'), (5, 12, 3, 1, 'z');",
-       0, {"3|A|<null>|2|_$!<Home>!$_|a@b", "9|B|<null>|3|<null>|u"}},
+       0,
+       {"3|A|<null>|2|_$!<Home>!$_|a@b", "9|B|<null>|3|<null>|u"}},
       // Accounts from their entries (none: both empty), dates, unknown properties, a null
       // value, and an address from its entries.
       {kPeople + kBase +
@@ -129,16 +133,19 @@ TEST(AddressBookTest, ReadsTheColumnsTheDatabaseHasAndSkipsWhatBelongsToNoOne) {
        {"1|A|<null>|5|Skype|ann|7|||6|_$!<Home>!$_|01-02-2001 00:00:00|6|<null>|later|0|<null>|"
         "|_$!<Home>!$_|<null>|Oslo|<null>|<null>|<null>"}},
       // Only ABPerson, with none of the optional columns.
-      {"CREATE TABLE ABPerson (ROWID INTEGER PRIMARY KEY); INSERT INTO ABPerson VALUES (4);", 0,
+      {"CREATE TABLE ABPerson (ROWID INTEGER PRIMARY KEY); INSERT INTO ABPerson VALUES (4);",
+       0,
        {"4|<null>|<null>"}},
       {"CREATE TABLE Other (x);", kVeldrakeBackupStoreUnreadable, {}},
       {kPeople + "CREATE TABLE ABMultiValue (UID INTEGER PRIMARY KEY, property INTEGER);"
                  "INSERT INTO ABPerson VALUES (1, 'A', NULL);",
-       kVeldrakeBackupStoreUnreadable, {}},
+       kVeldrakeBackupStoreUnreadable,
+       {}},
   };
   for (const auto& row : table) {
     Db db;
-    ASSERT_EQ(sqlite3_exec(db.db, row.sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << row.sql;
+    ASSERT_EQ(sqlite3_exec(db.db, row.sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << row.sql;
     const Read read = Deliver(db.db);
     EXPECT_EQ(read.result, row.result) << row.sql;
     EXPECT_EQ(read.message.empty(), row.result == 0) << read.message;

@@ -58,7 +58,8 @@ inline void Exec(sqlite3* db, const std::string& sql, const std::vector<std::str
     if (values[i] == "\x01")
       sqlite3_bind_null(statement, static_cast<int>(i + 1));
     else
-      sqlite3_bind_text(statement, static_cast<int>(i + 1), values[i].c_str(), -1, SQLITE_TRANSIENT);
+      sqlite3_bind_text(statement, static_cast<int>(i + 1), values[i].c_str(), -1,
+                        SQLITE_TRANSIENT);
   }
   EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE) << sql;
   sqlite3_finalize(statement);
@@ -73,16 +74,16 @@ inline std::string OrNull(const std::string& text) {
 // The address book's tables as the phone has them (the columns the reader uses and some
 // it does not).
 inline void CreateBookSchema(sqlite3* db) {
-  for (const char* sql : {
-           "CREATE TABLE ABPerson (ROWID INTEGER PRIMARY KEY AUTOINCREMENT, First TEXT, Last TEXT,"
-           " Middle TEXT, FirstPhonetic TEXT, MiddlePhonetic TEXT, LastPhonetic TEXT,"
-           " Organization TEXT, Department TEXT, Note TEXT, Kind INTEGER, Birthday TEXT,"
-           " JobTitle TEXT, Nickname TEXT, Prefix TEXT, Suffix TEXT)",
-           "CREATE TABLE ABMultiValue (UID INTEGER PRIMARY KEY, record_id INTEGER,"
-           " property INTEGER, identifier INTEGER, label INTEGER, value TEXT)",
-           "CREATE TABLE ABMultiValueLabel (value TEXT, UNIQUE(value))",
-           "CREATE TABLE ABMultiValueEntry (parent_id INTEGER, key INTEGER, value TEXT)",
-           "CREATE TABLE ABMultiValueEntryKey (value TEXT, UNIQUE(value))"})
+  for (const char* sql :
+       {"CREATE TABLE ABPerson (ROWID INTEGER PRIMARY KEY AUTOINCREMENT, First TEXT, Last TEXT,"
+        " Middle TEXT, FirstPhonetic TEXT, MiddlePhonetic TEXT, LastPhonetic TEXT,"
+        " Organization TEXT, Department TEXT, Note TEXT, Kind INTEGER, Birthday TEXT,"
+        " JobTitle TEXT, Nickname TEXT, Prefix TEXT, Suffix TEXT)",
+        "CREATE TABLE ABMultiValue (UID INTEGER PRIMARY KEY, record_id INTEGER,"
+        " property INTEGER, identifier INTEGER, label INTEGER, value TEXT)",
+        "CREATE TABLE ABMultiValueLabel (value TEXT, UNIQUE(value))",
+        "CREATE TABLE ABMultiValueEntry (parent_id INTEGER, key INTEGER, value TEXT)",
+        "CREATE TABLE ABMultiValueEntryKey (value TEXT, UNIQUE(value))"})
     Exec(db, sql);
 }
 
@@ -90,8 +91,11 @@ inline void CreateBookSchema(sqlite3* db) {
 inline void PutEntries(sqlite3* db, const devicesim::Item& item) {
   std::vector<std::pair<const char*, const std::string*>> entries;
   if (item.property == devicesim::kAddress)
-    entries = {{"Street", &item.street}, {"City", &item.city}, {"State", &item.state},
-               {"ZIP", &item.postalCode}, {"Country", &item.country}};
+    entries = {{"Street", &item.street},
+               {"City", &item.city},
+               {"State", &item.state},
+               {"ZIP", &item.postalCode},
+               {"Country", &item.country}};
   else
     entries = {{"service", &item.service}, {"username", &item.user}};
   for (const auto& entry : entries) {
@@ -118,16 +122,18 @@ inline void WriteBook(sqlite3* db, const devicesim::AddressBook& book) {
           OrNull(p.firstNameYomi), OrNull(p.lastNameYomi), OrNull(p.nickname), OrNull(p.suffix),
           p.hasBirthday ? Seconds(p.birthday) : kNull});
     for (const devicesim::Item& item : p.items) {
-      const bool entries =
-          item.property == devicesim::kAddress || item.property == devicesim::kInstantMessage ||
-          item.property == devicesim::kSocialProfile;
+      const bool entries = item.property == devicesim::kAddress ||
+                           item.property == devicesim::kInstantMessage ||
+                           item.property == devicesim::kSocialProfile;
       if (!item.label.empty())
         Exec(db, "INSERT OR IGNORE INTO ABMultiValueLabel (value) VALUES (?1)", {item.label});
       Exec(db,
            "INSERT INTO ABMultiValue (record_id, property, label, value) VALUES (?1, ?2,"
            " (SELECT ROWID FROM ABMultiValueLabel WHERE value = ?3), ?4)",
            {std::to_string(p.id), std::to_string(item.property), OrNull(item.label),
-            entries ? kNull : item.hasDate ? Seconds(item.date) : item.value});
+            entries        ? kNull
+            : item.hasDate ? Seconds(item.date)
+                           : item.value});
       if (entries) PutEntries(db, item);
     }
   }
@@ -175,7 +181,8 @@ inline void ExpectSameCards(std::vector<contacttest::SeenContact> got,
 inline bool MakeBackup(const std::string& dir, const std::string& spec) {
   const std::string specPath = dir + "/spec.json";
   std::ofstream(specPath) << spec;
-  const std::string script = std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/tests/backup/make_backup.py";
+  const std::string script =
+      std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/tests/backup/make_backup.py";
   const std::string command = "python3 '" + script + "' '" + dir + "' < '" + specPath + "'";
   const bool ok = std::system(command.c_str()) == 0;
   std::filesystem::remove(specPath);

@@ -58,8 +58,8 @@ std::string Cbc(const std::string& key, const std::string& plain, bool pad) {
 const std::string kKek = Hex("000102030405060708090A0B0C0D0E0F101112131415161718191A1B1C1D1E1F");
 const std::string kKeyData =
     Hex("00112233445566778899AABBCCDDEEFF000102030405060708090A0B0C0D0E0F");
-const std::string kWrapped = Hex(
-    "28C9F404C4B810F4CBCCB35CFB87F8263F5786E2D80ED326CBC7F0E71A99F43BFB988B9B7A02DD21");
+const std::string kWrapped =
+    Hex("28C9F404C4B810F4CBCCB35CFB87F8263F5786E2D80ED326CBC7F0E71A99F43BFB988B9B7A02DD21");
 
 TEST(CryptoTest, UnwrapFollowsRfc3394AndTellsAWrongKey) {
   std::string flipped = kWrapped;
@@ -143,7 +143,8 @@ TEST(CryptoTest, DecryptFileKeepsTheTrueLengthAndRefusesDamage) {
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
   }
   // Never over an existing file, never from a missing one.
-  EXPECT_EQ(DecryptFile(dir.path() + "/in0", dir.path() + "/out0", key, 0), Decrypted::kCannotWrite);
+  EXPECT_EQ(DecryptFile(dir.path() + "/in0", dir.path() + "/out0", key, 0),
+            Decrypted::kCannotWrite);
   EXPECT_EQ(DecryptFile(dir.path() + "/none", dir.path() + "/new", key, 0), Decrypted::kCannotRead);
 }
 
@@ -151,8 +152,9 @@ TEST(CryptoTest, DecryptFileKeepsTheTrueLengthAndRefusesDamage) {
 
 std::string Tlv(const std::string& tag, const std::string& value) {
   const uint32_t n = static_cast<uint32_t>(value.size());
-  return tag + std::string{static_cast<char>(n >> 24), static_cast<char>(n >> 16),
-                           static_cast<char>(n >> 8), static_cast<char>(n)} +
+  return tag +
+         std::string{static_cast<char>(n >> 24), static_cast<char>(n >> 16),
+                     static_cast<char>(n >> 8), static_cast<char>(n)} +
          value;
 }
 std::string Int(uint32_t v) {
@@ -182,9 +184,8 @@ std::string Bag(const BagParts& p, const std::string& password) {
          Tlv("WRAP", Int(0)) + Tlv("SALT", p.salt) + Tlv("ITER", Int(p.iter)) +
          Tlv("DPWT", Int(1)) + Tlv("DPIC", Int(p.dpic)) + Tlv("DPSL", p.dpsl) +
          Tlv("UUID", std::string(16, 'c')) + Tlv("CLAS", Int(3)) + Tlv("WRAP", Int(3)) +
-         Tlv("KTYP", Int(0)) + Tlv("WPKY", wrapped) +
-         Tlv("UUID", std::string(16, 'd')) + Tlv("CLAS", Int(4)) + Tlv("WRAP", Int(1)) +
-         Tlv("WPKY", std::string(40, 'w'));
+         Tlv("KTYP", Int(0)) + Tlv("WPKY", wrapped) + Tlv("UUID", std::string(16, 'd')) +
+         Tlv("CLAS", Int(4)) + Tlv("WRAP", Int(1)) + Tlv("WPKY", std::string(40, 'w'));
 }
 
 TEST(KeybagTest, ThePasswordOpensTheClassKeysAndAWrongOneIsTold) {
@@ -193,7 +194,9 @@ TEST(KeybagTest, ThePasswordOpensTheClassKeysAndAWrongOneIsTold) {
   const struct {
     std::string password;
     Keybag::Opened opened;
-  } table[] = {{"secret", Keybag::kOpened}, {"Secret", Keybag::kWrongPassword}, {"", Keybag::kWrongPassword}};
+  } table[] = {{"secret", Keybag::kOpened},
+               {"Secret", Keybag::kWrongPassword},
+               {"", Keybag::kWrongPassword}};
   for (const auto& row : table) {
     Keybag keybag;
     std::string why;
@@ -215,14 +218,14 @@ TEST(KeybagTest, BrokenKeybagsAreRefusedWithoutReadingPastThem) {
                                Tlv("UUID", "c") + Tlv("CLAS", Int(1)) + Tlv("WRAP", Int(2)) +
                                Tlv("WPKY", std::string(39, 'w'));
   const std::string table[] = {
-      good.substr(0, good.size() - 1),      // ends inside the last value
-      good.substr(0, 6),                    // ends inside a header
-      good + "WPKY",                        // a tag with no length
-      Tlv("ITER", "abc"),                   // an integer of three bytes
-      Tlv("ITER", Int(5)),                  // no salt
-      Bag(hugeCount, ""),                   // a derivation of hours
+      good.substr(0, good.size() - 1),  // ends inside the last value
+      good.substr(0, 6),                // ends inside a header
+      good + "WPKY",                    // a tag with no length
+      Tlv("ITER", "abc"),               // an integer of three bytes
+      Tlv("ITER", Int(5)),              // no salt
+      Bag(hugeCount, ""),               // a derivation of hours
       Bag(noIterations, ""),
-      shortKey,                             // a wrapped key of 39 bytes
+      shortKey,                                        // a wrapped key of 39 bytes
       std::string("SALT\xff\xff\xff\xff", 8) + "abc",  // a length far past the end
   };
   for (const std::string& bytes : table) {

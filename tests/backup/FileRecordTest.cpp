@@ -29,10 +29,13 @@ std::string Archive(Value record, Value keyHolder, uint64_t root = 1) {
 }
 
 Value Record(Value size, Value key = Null) {
-  std::vector<std::pair<std::string, Value>> members = {
-      {"$class", Value::Uid(3)}, {"RelativePath", Value::Uid(2)}, {"Size", size},
-      {"ProtectionClass", Int(3)}, {"Mode", Int(0100644)}};
-  if (!std::holds_alternative<std::monostate>(key.body())) members.push_back({"EncryptionKey", key});
+  std::vector<std::pair<std::string, Value>> members = {{"$class", Value::Uid(3)},
+                                                        {"RelativePath", Value::Uid(2)},
+                                                        {"Size", size},
+                                                        {"ProtectionClass", Int(3)},
+                                                        {"Mode", Int(0100644)}};
+  if (!std::holds_alternative<std::monostate>(key.body()))
+    members.push_back({"EncryptionKey", key});
   return Dict(members);
 }
 
@@ -46,9 +49,9 @@ TEST(FileRecordTest, ReadsSizeClassAndWrappedKeyAndRefusesWhatLies) {
   } table[] = {
       {Archive(Record(Int(1234)), Null), true, 1234, 0},
       {Archive(Record(Int(0), Value::Uid(4)), holder), true, 0, 40},
-      {Archive(Record(Int(-1)), Null), false, 0, 0},                  // a negative size
-      {Archive(Record(Str("12")), Null), false, 0, 0},                // a size of text
-      {Archive(Record(Int(5), Value::Uid(1)), holder), false, 0, 0},  // the key is the record
+      {Archive(Record(Int(-1)), Null), false, 0, 0},                   // a negative size
+      {Archive(Record(Str("12")), Null), false, 0, 0},                 // a size of text
+      {Archive(Record(Int(5), Value::Uid(1)), holder), false, 0, 0},   // the key is the record
       {Archive(Record(Int(5), Value::Uid(99)), holder), false, 0, 0},  // past $objects
       {Archive(Record(Int(5), Int(4)), holder), false, 0, 0},          // no reference
       {Archive(Record(Int(5), Value::Uid(4)),

@@ -4,7 +4,8 @@ library's reader: plistlib for the property lists and the file records, sqlite3 
 databases, hashlib and `cryptography` for the keybag and the encryption. It follows the
 published descriptions of the layout, so a reader that agrees with it agrees with them.
 
-Usage: make_backup.py OUT_DIR < spec.json; the backup goes to OUT_DIR/<udid>/.
+Usage: make_backup.py OUT_DIR < spec.json; the backup goes to OUT_DIR/<udid>/. The JSON
+is one spec, or a list of specs, each then written under OUT_DIR/<its "dir">/<udid>/.
 Spec keys (all optional):
   udid, name, version          the phone's values
   password                     encrypt with it (sha256/sha1 iteration counts: iterations)
@@ -168,9 +169,8 @@ def write_plists(folder, spec, keys, manifest_key):
             plistlib.dump(value, out, fmt=fmt)
 
 
-def main():
-    spec = json.load(sys.stdin)
-    folder = os.path.join(sys.argv[1], spec.get("udid", "00008110-000A1B2C3D4E5F60"))
+def write_backup(out, spec):
+    folder = os.path.join(out, spec.get("dir", ""), spec.get("udid", "00008110-000A1B2C3D4E5F60"))
     os.makedirs(folder, exist_ok=True)
     keys = Keys(spec["password"], spec.get("iterations", [1000, 100])) \
         if spec.get("password") else None
@@ -192,6 +192,12 @@ def main():
         if spec.get("bad_manifest_key"):
             manifest_key = manifest_key[:20]
     write_plists(folder, spec, keys, manifest_key)
+
+
+def main():
+    specs = json.load(sys.stdin)
+    for spec in specs if isinstance(specs, list) else [specs]:
+        write_backup(sys.argv[1], spec)
 
 
 if __name__ == "__main__":
