@@ -92,7 +92,12 @@ Keybag::Opened Keybag::Open(const std::string& password) {
                                       Pbkdf2(first, salt_, iterations_, false, &passcodeKey)
                                 : Pbkdf2(password, salt_, iterations_, false, &passcodeKey);
   Wipe(&first);
-  if (!derived) return kUnusable;
+  const Opened result = derived ? Unlock(passcodeKey) : kUnusable;
+  Wipe(&passcodeKey);
+  return result;
+}
+
+Keybag::Opened Keybag::Unlock(const std::string& passcodeKey) {
   Opened result = kUnusable;
   for (Class& c : classes_) {
     if ((c.wrap & kWrapByPasscode) == 0) continue;  // needs the phone's own key
@@ -103,7 +108,6 @@ Keybag::Opened Keybag::Open(const std::string& password) {
     }
     if (unwrapped == Unwrap::kOk) result = kOpened;
   }
-  Wipe(&passcodeKey);
   if (result != kOpened)
     for (Class& c : classes_) Wipe(&c.key);
   return result;

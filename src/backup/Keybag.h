@@ -41,6 +41,10 @@ class Keybag {
   // the password or the derivation fails.
   Opened Open(const std::string& password);
 
+  // The same from the password's derived key (kAesKeyBytes): unwraps every class key
+  // wrapped with it; kWrongPassword on a failed integrity check.
+  Opened Unlock(const std::string& passcodeKey);
+
   // The unwrapped key of protection class `protectionClass`, or null.
   const std::string* ClassKey(uint32_t protectionClass) const;
 
