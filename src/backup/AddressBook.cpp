@@ -47,7 +47,7 @@ std::unique_ptr<QX::Contact> ReadPerson(sqlite3_stmt* row) {
   auto contact = std::make_unique<QX::Contact>();
   contact->id = static_cast<int32_t>(sqlite3_column_int64(row, 0));
   for (int i = 0; i < kPersonColumnCount; ++i)
-    contact.get()->*kPersonColumns[i].field = NewTextFromUtf8(ColumnText(row, 1 + i), true);
+    contact.get()->*kPersonColumns[i].field = NewTextFromUtf8(ColumnUtf8(row, 1 + i), true);
   double birthday = 0;
   if (ColumnSeconds(row, kBirthdayColumn, &birthday)) contact->birthday = NewDateText(birthday);
   return contact;

@@ -105,7 +105,7 @@ char* NewItemValue(sqlite3_stmt* row, int property) {
   double seconds = 0;
   if (property == kPropertyDate && ColumnSeconds(row, kValue, &seconds))
     return NewDateText(seconds);
-  const char* text = ColumnText(row, kValue);
+  const char* text = ColumnUtf8(row, kValue);
   return NewTextFromUtf8(text != nullptr ? text : "", false);
 }
 
@@ -129,10 +129,10 @@ void ItemCursor::TakeItem(QX::Contact* contact) {
   const int property = sqlite3_column_int(row, kProperty);
   if (property == kPropertyAddress) {
     auto address = std::make_unique<QX::ContactAddressFields>();
-    address->type = NewTextFromUtf8(ColumnText(row, kLabel), true);
+    address->type = NewTextFromUtf8(ColumnUtf8(row, kLabel), true);
     for (; hasRow_ && sqlite3_column_int64(row, kRow) == item; Advance()) {
-      const char* key = ColumnText(row, kEntryKey);
-      if (key != nullptr) TakeAddressEntry(*address, key, ColumnText(row, kEntryValue));
+      const char* key = ColumnUtf8(row, kEntryKey);
+      if (key != nullptr) TakeAddressEntry(*address, key, ColumnUtf8(row, kEntryValue));
     }
     contact->addresses.push_back(address.release());
     return;
@@ -140,14 +140,14 @@ void ItemCursor::TakeItem(QX::Contact* contact) {
   auto field = std::make_unique<QX::ContactField>(KindOf(property));
   if (IsAccount(property)) {
     for (; hasRow_ && sqlite3_column_int64(row, kRow) == item; Advance()) {
-      const char* key = ColumnText(row, kEntryKey);
-      if (key != nullptr) TakeAccountEntry(*field, key, ColumnText(row, kEntryValue));
+      const char* key = ColumnUtf8(row, kEntryKey);
+      if (key != nullptr) TakeAccountEntry(*field, key, ColumnUtf8(row, kEntryValue));
     }
     // The sync route always carries both, empty or not.
     if (field->label == nullptr) field->label = NewRecordText(std::string());
     if (field->value == nullptr) field->value = NewRecordText(std::string());
   } else {
-    field->label = NewTextFromUtf8(ColumnText(row, kLabel), true);
+    field->label = NewTextFromUtf8(ColumnUtf8(row, kLabel), true);
     field->value = NewItemValue(row, property);
     while (hasRow_ && sqlite3_column_int64(row, kRow) == item) Advance();
   }

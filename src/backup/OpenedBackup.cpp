@@ -7,6 +7,7 @@
 
 #include "Crypto.h"
 #include "FileIo.h"
+#include "SqlStatement.h"
 #include "veldrake/Backup.h"
 
 namespace veldrake::backup {
@@ -133,6 +134,12 @@ int OpenedBackup::OpenManifest(const char* password, std::string* message) {
   }
   if (OpenImmutable(opened, &manifest_) != SQLITE_OK) {
     *message = path + " is no readable database";
+    return kVeldrakeBackupStoreUnreadable;
+  }
+  const Columns files(manifest_, "Files");
+  if (!files.Has("fileID") || !files.Has("domain") || !files.Has("relativePath") ||
+      !files.Has("flags") || !files.Has("file")) {
+    *message = path + " has no Files table";
     return kVeldrakeBackupStoreUnreadable;
   }
   return kVeldrakeBackupOk;

@@ -23,11 +23,14 @@ int SqlStatement::Step() {
 }
 
 Columns::Columns(sqlite3* db, const char* table) {
-  SqlStatement info(db, "SELECT name FROM pragma_table_info(?1)");
+  // Tables only: a view of the same name could run a query without end.
+  SqlStatement info(db,
+                    "SELECT name FROM pragma_table_info(?1) WHERE (SELECT type FROM sqlite_master"
+                    " WHERE name = ?1 COLLATE NOCASE) = 'table'");
   if (!info.ok()) return;
   sqlite3_bind_text(info.get(), 1, table, -1, SQLITE_STATIC);
   while (info.Step() == SQLITE_ROW) {
-    const char* name = ColumnText(info.get(), 0);
+    const char* name = ColumnUtf8(info.get(), 0);
     if (name != nullptr) names_.insert(name);
   }
 }
@@ -38,7 +41,7 @@ std::string Columns::OrNull(const char* column, const char* alias) const {
   return alias != nullptr ? std::string(alias) + "." + quoted : quoted;
 }
 
-const char* ColumnText(sqlite3_stmt* row, int column) {
+const char* ColumnUtf8(sqlite3_stmt* row, int column) {
   return reinterpret_cast<const char*>(sqlite3_column_text(row, column));
 }
 
@@ -49,7 +52,7 @@ bool ColumnSeconds(sqlite3_stmt* row, int column, double* out) {
       *out = sqlite3_column_double(row, column);
       return true;
     case SQLITE_TEXT:
-      return ParseSeconds(ColumnText(row, column), out);
+      return ParseSeconds(ColumnUtf8(row, column), out);
     default:
       return false;
   }

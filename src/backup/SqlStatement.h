@@ -29,6 +29,7 @@ class SqlStatement {
   sqlite3_stmt* statement_ = nullptr;
 };
 
+// The columns of a table (a real table: a view is read as missing).
 class Columns {
  public:
   Columns(sqlite3* db, const char* table);
@@ -43,7 +44,7 @@ class Columns {
 };
 
 // The text of a column, or null for SQL NULL.
-const char* ColumnText(sqlite3_stmt* row, int column);
+const char* ColumnUtf8(sqlite3_stmt* row, int column);
 // A column holding seconds (an integer, a real or a decimal text); false otherwise.
 bool ColumnSeconds(sqlite3_stmt* row, int column, double* out);
 

@@ -137,6 +137,11 @@ TEST(AddressBookTest, ReadsTheColumnsTheDatabaseHasAndSkipsWhatBelongsToNoOne) {
        0,
        {"4|<null>|<null>"}},
       {"CREATE TABLE Other (x);", kVeldrakeBackupStoreUnreadable, {}},
+      // A view in a table's place would be a query without end.
+      {"CREATE VIEW ABPerson AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)"
+       " SELECT x AS ROWID FROM c;",
+       kVeldrakeBackupStoreUnreadable,
+       {}},
       {kPeople + "CREATE TABLE ABMultiValue (UID INTEGER PRIMARY KEY, property INTEGER);"
                  "INSERT INTO ABPerson VALUES (1, 'A', NULL);",
        kVeldrakeBackupStoreUnreadable,
