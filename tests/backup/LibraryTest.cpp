@@ -2,7 +2,10 @@
 // make_backup.py: where a backup is, plain and encrypted, rows only in the write-ahead
 // log, passwords, damaged and hostile backups; and what an export leaves behind (nothing
 // beside the backup, no temporary folder, the backup unchanged).
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -170,6 +173,28 @@ TEST_F(LibraryTest, ListsBackupsAndRefusesToGuessAmongSeveral) {
   EXPECT_EQ(VeldrakeBackupGetData((dir.path() + "/AAA").c_str(), nullptr, VELDRAKE_BACKUP_NOTES,
                                   Collect, nullptr, nullptr),
             kVeldrakeBackupStoreMissing);
+}
+
+int Terminate(void*) {
+  raise(SIGTERM);
+  return 0;
+}
+
+// A signal in the middle of an export (here from the callback, while the decrypted copy
+// is open) still removes the private folder, and the process ends by that signal.
+TEST_F(LibraryTest, ASignalMidExportRemovesThePrivateFolder) {
+  ASSERT_TRUE(MakeBackup(tmp.path(), "{\"password\": \"pw\", " + kBook + "}"));
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    VeldrakeBackupGetData(tmp.path().c_str(), "pw", VELDRAKE_BACKUP_CONTACTS, Terminate, nullptr,
+                          nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+  EXPECT_TRUE(fs::is_empty(tmp.path() + "/private"));
 }
 
 TEST_F(LibraryTest, RefusesBadArguments) {
