@@ -93,6 +93,23 @@ TEST(AddressBookTest, GivesTheSyncRoutesCardsInThePhonesOrder) {
   }
 }
 
+// One person a line: "id|first|birthday|fields...|addresses...".
+void ExpectRead(const std::string& sql, int result, const std::vector<std::string>& want) {
+  Db db;
+  ASSERT_EQ(sqlite3_exec(db.db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+  const Read read = Deliver(db.db);
+  EXPECT_EQ(read.result, result) << sql;
+  EXPECT_EQ(read.message.empty(), result == 0) << read.message;
+  std::vector<std::string> got;
+  for (const SeenContact& c : read.seen) {
+    std::string line = std::to_string(c.id) + "|" + c.names[0] + "|" + c.names[11];
+    for (const std::string& f : c.fields) line += "|" + f;
+    for (const std::string& a : c.addresses) line += "|" + a;
+    got.push_back(line);
+  }
+  EXPECT_EQ(got, want) << sql;
+}
+
 TEST(AddressBookTest, ReadsTheColumnsTheDatabaseHasAndSkipsWhatBelongsToNoOne) {
   const std::string kBase =
       "CREATE TABLE ABMultiValue (UID INTEGER PRIMARY KEY, record_id INTEGER, property INTEGER,"
@@ -108,7 +125,7 @@ TEST(AddressBookTest, ReadsTheColumnsTheDatabaseHasAndSkipsWhatBelongsToNoOne) {
   const struct {
     std::string sql;
     int result;
-    std::vector<std::string> want;  // "id|first|birthday|fields...|addresses..."
+    std::vector<std::string> want;
   } table[] = {
       {kPeople + "INSERT INTO ABPerson VALUES (2, 'Ann', '0'), (5, '', 'soon'), (7, NULL, 1.5e8);",
        0,
@@ -147,22 +164,7 @@ TEST(AddressBookTest, ReadsTheColumnsTheDatabaseHasAndSkipsWhatBelongsToNoOne) {
        kVeldrakeBackupStoreUnreadable,
        {}},
   };
-  for (const auto& row : table) {
-    Db db;
-    ASSERT_EQ(sqlite3_exec(db.db, row.sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-        << row.sql;
-    const Read read = Deliver(db.db);
-    EXPECT_EQ(read.result, row.result) << row.sql;
-    EXPECT_EQ(read.message.empty(), row.result == 0) << read.message;
-    std::vector<std::string> got;
-    for (const SeenContact& c : read.seen) {
-      std::string line = std::to_string(c.id) + "|" + c.names[0] + "|" + c.names[11];
-      for (const std::string& f : c.fields) line += "|" + f;
-      for (const std::string& a : c.addresses) line += "|" + a;
-      got.push_back(line);
-    }
-    EXPECT_EQ(got, row.want) << row.sql;
-  }
+  for (const auto& row : table) ExpectRead(row.sql, row.result, row.want);
 }
 
 TEST(AddressBookTest, TheCallbackStopsTheExport) {
