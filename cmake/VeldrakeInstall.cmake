@@ -56,21 +56,15 @@ install(FILES ${PROJECT_BINARY_DIR}/VeldrakeConfig.cmake
               ${PROJECT_BINARY_DIR}/VeldrakeConfigVersion.cmake
         DESTINATION ${VELDRAKE_CMAKE_DIR})
 
-# veldrake.pc names the prefix the install goes to, clean (no "lib/pkgconfig/../.."), so
-# that no odd path is baked into a host's run path: the prefix is only known when
-# `cmake --install --prefix` runs, so the file is written then, from a copy made now that
-# still holds the placeholder.
+# The pkg-config files name the prefix the install goes to, clean (no
+# "lib/pkgconfig/../.."), so that no odd path is baked into a host's run path: the prefix
+# is only known when `cmake --install --prefix` runs, so each file is written then, from a
+# copy made now that still holds the placeholder.
 set(VELDRAKE_PC_PREFIX "@VELDRAKE_PC_PREFIX@")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/veldrake.pc.in ${PROJECT_BINARY_DIR}/veldrake.pc.in @ONLY)
-install(CODE "
-  cmake_path(SET VELDRAKE_PC_PREFIX NORMALIZE \"\${CMAKE_INSTALL_PREFIX}\")
-  string(REGEX REPLACE \"(.)/+$\" \"\\\\1\" VELDRAKE_PC_PREFIX \"\${VELDRAKE_PC_PREFIX}\")
-  configure_file(\"${PROJECT_BINARY_DIR}/veldrake.pc.in\" \"${PROJECT_BINARY_DIR}/veldrake.pc\" @ONLY)
-")
-install(FILES ${PROJECT_BINARY_DIR}/veldrake.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 # veldrake-backup.pc: the backup library alone (it needs no device, so no stand-in flags).
-file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/veldrake-backup.pc @ONLY CONTENT
-[[prefix=${pcfiledir}/@VELDRAKE_PC_TO_PREFIX@
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/veldrake-backup.pc.in @ONLY CONTENT
+[[prefix=@VELDRAKE_PC_PREFIX@
 libdir=${prefix}/@CMAKE_INSTALL_LIBDIR@
 includedir=${prefix}/@CMAKE_INSTALL_INCLUDEDIR@/veldrake
 
@@ -80,4 +74,11 @@ Version: @PROJECT_VERSION@
 Libs: -L${libdir} -Wl,-rpath,${libdir} -lVeldrakeBackup
 Cflags: -I${includedir}
 ]])
-install(FILES ${PROJECT_BINARY_DIR}/veldrake-backup.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(pc veldrake veldrake-backup)
+  install(CODE "
+    cmake_path(SET VELDRAKE_PC_PREFIX NORMALIZE \"\${CMAKE_INSTALL_PREFIX}\")
+    string(REGEX REPLACE \"(.)/+$\" \"\\\\1\" VELDRAKE_PC_PREFIX \"\${VELDRAKE_PC_PREFIX}\")
+    configure_file(\"${PROJECT_BINARY_DIR}/${pc}.pc.in\" \"${PROJECT_BINARY_DIR}/${pc}.pc\" @ONLY)
+  ")
+  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

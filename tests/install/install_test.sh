@@ -32,7 +32,11 @@ pcdir=$(dirname "$(find "$prefix" -name veldrake.pc)")
 pc_flags=$(PKG_CONFIG_PATH=$pcdir pkg-config --cflags --libs veldrake)
 echo "pkg-config: $pc_flags"
 # The prefix is clean: nothing like lib/pkgconfig/../..//lib reaches a host's run path.
-[[ $pc_flags != *..* && $pc_flags != *//* ]] || { echo "unclean pkg-config paths"; exit 1; }
+for pc in veldrake veldrake-backup; do
+  paths=$(PKG_CONFIG_PATH=$pcdir pkg-config --cflags --libs "$pc")
+  [[ $paths == *"-L$prefix/lib"* && $paths != *..* && $paths != *//* ]] ||
+    { echo "unclean pkg-config paths in $pc: $paths"; exit 1; }
+done
 # shellcheck disable=SC2086
 g++ -std=c++17 $flags "$source/tests/install/consumer/main.cpp" $pc_flags -o "$work/consumer-pc"
 
