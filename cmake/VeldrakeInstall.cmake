@@ -1,7 +1,8 @@
 # Install rules: the library with the headers a host needs, the MobileDevice stand-in
 # that gives a host its device handles, the programs veldrake and veldrake-devicesim,
 # the samples the built-in device serves, a CMake package (find_package(Veldrake) ->
-# Veldrake::VeldrakeForMac, Veldrake::MobileDevice) and a pkg-config file (veldrake.pc).
+# Veldrake::VeldrakeForMac, Veldrake::Backup, Veldrake::MobileDevice) and pkg-config files
+# (veldrake.pc, veldrake-backup.pc).
 #
 # Layout under the prefix: lib/ (the libraries side by side: the library finds the
 # stand-ins through $ORIGIN), bin/ (programs, which find lib/ through ../lib),
@@ -13,6 +14,11 @@ set(VELDRAKE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Veldrake)
 set(VELDRAKE_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/veldrake)
 
 install(TARGETS VeldrakeForMac EXPORT VeldrakeTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        INCLUDES DESTINATION ${VELDRAKE_HEADER_DIR})
+# libVeldrakeBackup (Veldrake::Backup), beside the first library; its header
+# veldrake/Backup.h goes with the public folders below.
+install(TARGETS VeldrakeBackup EXPORT VeldrakeTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         INCLUDES DESTINATION ${VELDRAKE_HEADER_DIR})
 install(EXPORT VeldrakeTargets NAMESPACE Veldrake:: DESTINATION ${VELDRAKE_CMAKE_DIR})
@@ -50,8 +56,29 @@ install(FILES ${PROJECT_BINARY_DIR}/VeldrakeConfig.cmake
               ${PROJECT_BINARY_DIR}/VeldrakeConfigVersion.cmake
         DESTINATION ${VELDRAKE_CMAKE_DIR})
 
-# veldrake.pc finds its prefix from its own place, so the install can be moved.
-file(RELATIVE_PATH VELDRAKE_PC_TO_PREFIX
-     /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/veldrake.pc.in ${PROJECT_BINARY_DIR}/veldrake.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/veldrake.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# The pkg-config files name the prefix the install goes to, clean (no
+# "lib/pkgconfig/../.."), so that no odd path is baked into a host's run path: the prefix
+# is only known when `cmake --install --prefix` runs, so each file is written then, from a
+# copy made now that still holds the placeholder.
+set(VELDRAKE_PC_PREFIX "@VELDRAKE_PC_PREFIX@")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/veldrake.pc.in ${PROJECT_BINARY_DIR}/veldrake.pc.in @ONLY)
+# veldrake-backup.pc: the backup library alone (it needs no device, so no stand-in flags).
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/veldrake-backup.pc.in @ONLY CONTENT
+[[prefix=@VELDRAKE_PC_PREFIX@
+libdir=${prefix}/@CMAKE_INSTALL_LIBDIR@
+includedir=${prefix}/@CMAKE_INSTALL_INCLUDEDIR@/veldrake
+
+Name: veldrake-backup
+Description: Reads the contacts and notes of a phone's local backup folder (libVeldrakeBackup)
+Version: @PROJECT_VERSION@
+Libs: -L${libdir} -Wl,-rpath,${libdir} -lVeldrakeBackup
+Cflags: -I${includedir}
+]])
+foreach(pc veldrake veldrake-backup)
+  install(CODE "
+    cmake_path(SET VELDRAKE_PC_PREFIX NORMALIZE \"\${CMAKE_INSTALL_PREFIX}\")
+    string(REGEX REPLACE \"(.)/+$\" \"\\\\1\" VELDRAKE_PC_PREFIX \"\${VELDRAKE_PC_PREFIX}\")
+    configure_file(\"${PROJECT_BINARY_DIR}/${pc}.pc.in\" \"${PROJECT_BINARY_DIR}/${pc}.pc\" @ONLY)
+  ")
+  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -1,3 +1,4 @@
+// The built-in sample device: the emulator in-process on a socket in a temporary folder.
 #include "BuiltinDevice.h"
 
 #include <sys/stat.h>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "Library.h"
+#include "Signals.h"
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"
@@ -27,7 +29,10 @@ BuiltinDevice::BuiltinDevice() = default;
 
 BuiltinDevice::~BuiltinDevice() {
   listener_.reset();  // stops serving and removes the socket file
-  if (!folder_.empty()) ::rmdir(folder_.c_str());
+  if (folder_.empty()) return;
+  ::rmdir(folder_.c_str());
+  UnregisterTemporary(socket_);
+  UnregisterTemporary(folder_);
 }
 
 std::string BuiltinDevice::SamplesDirectory() {
@@ -63,8 +68,10 @@ bool BuiltinDevice::Start(std::string* error) {
     return false;
   }
   folder_ = name.data();
-  listener_.reset(new devicesim::Listener("unix:" + folder_ + "/device.sock", std::move(book),
-                                          std::move(notes)));
+  socket_ = folder_ + "/device.sock";
+  RegisterTemporary(folder_);
+  RegisterTemporary(socket_);
+  listener_.reset(new devicesim::Listener("unix:" + socket_, std::move(book), std::move(notes)));
   if (!listener_->ok()) {
     *error = "the built-in device did not start: " + listener_->error();
     return false;

@@ -3,7 +3,7 @@
 //
 // The samples are looked for in ../share/veldrake/samples beside the executable (the
 // install layout) and then in the source tree the program was built from. The folder and
-// its socket are removed when the object goes.
+// its socket are removed when the object goes, or by a signal that ends the program.
 //
 // Ownership: owns the emulator's thread and the temporary folder. Thread contract: made
 // and destroyed on one thread; the emulator serves on its own.
@@ -36,6 +36,7 @@ class BuiltinDevice {
 
  private:
   std::string folder_;
+  std::string socket_;
   std::unique_ptr<devicesim::Listener> listener_;
 };
 

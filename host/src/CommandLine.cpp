@@ -1,66 +1,116 @@
+// Parses veldrake's command line into Options, with one message for each mistake.
 #include "CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <vector>
 
-#include "Exporter.h"
+#include "ExitCodes.h"
+#include "Messages.h"
 #include "Phones.h"
 
 namespace host {
+
+const char kSampleDevice[] = "sample";
+
 namespace {
 
-const char kExitTable[] =
-    "Exit status:\n"
-    "  0    exported\n"
-    "  1    the output could not be written\n"
-    "  2    bad command line\n"
-    "  3    libVeldrakeForMac or the built-in device's samples not found\n"
-    "  4    the sync conversation failed (GetData -1)\n"
-    "  5    no device handle, e.g. a malformed --device (GetData -5)\n"
-    "  6    the device's sync service did not start, e.g. unreachable (GetData -6)\n"
-    "  7    the device connection failed with a platform code (other GetData results)\n";
-const char kExitInterruptedRow[] = "  130  interrupted\n";
+const char kDescription[] =
+    "Exports the contacts and notes of a device through libVeldrakeForMac.\n"
+    "Without --device it exports the one attached phone that trusts this computer; with no\n"
+    "daemon or no phone there, the built-in sample device (--device sample).";
+const char kDeviceHelp[] =
+    "the device: usb (the one attached phone), usb:UDID, unix:PATH or tcp:HOST:PORT of an "
+    "emulator or bridge, or sample (the built-in device)";
 
-void AddCommonOptions(CLI::App* command, Options* options, const std::vector<std::string>& formats,
-                      const char* what) {
-  command->add_option("--device", options->device,
-                      "the device: usb (the one attached phone), usb:UDID, or unix:PATH or "
-                      "tcp:HOST:PORT of an emulator or bridge (default: the one trusted phone "
-                      "attached, else the built-in device)");
-  command->add_option("-f,--format", options->format, what)->check(CLI::IsMember(formats));
-  command->add_option("--limit", options->limit, "stop after N records")
+std::string CheckDevice(const std::string& value) {
+  if (value == kSampleDevice || !IsPhoneEndpoint(value)) return "";
+  return MalformedUdidMessage(value);
+}
+
+std::string CheckLimit(const std::string& value) {
+  return value.find_first_not_of("0123456789") == std::string::npos && value != "" &&
+                 std::stoull(value) >= 1
+             ? ""
+             : "`--limit` must be at least 1";
+}
+
+void AddExportOptions(CLI::App* command, Options* options, VeldrakeDataKind kind,
+                      const char* formatHelp, const char* outputHelp) {
+  CLI::Option* device =
+      command->add_option("--device", options->device, kDeviceHelp)->check(CheckDevice);
+  command->add_option("--backup", options->backup, "export from a backup folder instead")
+      ->excludes(device);
+  command->add_option("--password-file", options->passwordFile,
+                      "--backup: the encrypted backup's password is the first line of FILE "
+                      "(else $VELDRAKE_BACKUP_PASSWORD, else asked on the terminal)");
+  command->add_option("-f,--format", options->format, formatHelp)
+      ->transform(CLI::CheckedTransformer(FormatsOf(kind)));
+  command->add_option("-o,--output", options->output, outputHelp);
+  command->add_option("--limit", options->limit, "stop after N records")->check(CheckLimit);
+  command
+      ->add_option("--timeout", options->timeoutSeconds,
+                   "give up when the device sends nothing for SECONDS (default 60)")
       ->check(CLI::PositiveNumber);
   command->add_flag("-q,--quiet", options->quiet, "no summary line");
+  command->add_flag("-v,--verbose", options->verbose,
+                    "also show the library's and the platform's own trace lines");
+}
+
+void AddCommands(CLI::App& app, Options* options) {
+  CLI::App* contacts = app.add_subcommand("contacts", "export the address book");
+  AddExportOptions(contacts, options, kVeldrakeContacts,
+                   "vcf (vCard 3.0, the default), vcf4 (vCard 4.0), csv or json",
+                   "write to FILE, or into the folder DIR/ (made when missing)");
+  contacts->add_flag("--bom", options->bom, "csv: start with a byte order mark (for Excel)");
+  CLI::App* notes = app.add_subcommand("notes", "export the notes");
+  AddExportOptions(notes, options, kVeldrakeNotes, "json (the default), md (Markdown) or txt",
+                   "write to FILE, or with md/txt one file per note into the folder DIR/ "
+                   "(made when missing)");
+  notes->callback([options] { options->kind = kVeldrakeNotes; });
+  CLI::App* doctor =
+      app.add_subcommand("doctor", "check, step by step, whether a phone's export would work");
+  doctor->add_option("--device", options->device, "the phone: usb or usb:UDID")->check(CheckDevice);
+  doctor->add_option("--backup", options->backup, "also check a backup folder");
+  doctor->callback([options] { options->command = Options::kDoctor; });
+  CLI::App* backups = app.add_subcommand(
+      "backups", "list the backups under a folder: UDID, name, OS version, date, encrypted");
+  backups->add_option("PATH", options->backup, "a backup folder or a folder of backups")
+      ->required();
+  backups->callback([options] { options->command = Options::kBackups; });
+  AddPhoneCommands(app, &options->phone, CheckDevice);
+}
+
+// CLI11 says only "not expected" for a mistyped command: name the commands instead.
+int UnknownCommand(const CLI::App& app, const std::string& word) {
+  std::string names;
+  for (const CLI::App* command : app.get_subcommands({}))
+    names += (names.empty() ? "" : ", ") + command->get_name();
+  Say("unknown command '" + word + "': the commands are " + names + " (veldrake --help says more)");
+  return kExitUsage;
 }
 
 }  // namespace
 
 bool ParseCommandLine(int argc, char** argv, Options* options, int* status) {
-  CLI::App app{
-      "Exports the contacts and notes of a device through libVeldrakeForMac.\n"
-      "Without --device it exports the one attached phone that trusts this computer, else a\n"
-      "built-in emulated device with the sample data."};
-  app.footer(std::string(kExitTable) + kPhoneExitTable + kExitInterruptedRow);
+  CLI::App app{kDescription};
+  app.footer(ExitStatusTable());
   app.require_subcommand(1);
-  CLI::App* contacts = app.add_subcommand("contacts", "export the address book");
-  AddCommonOptions(contacts, options, {"vcf", "vcf4", "csv", "json"},
-                   "vcf (vCard 3.0, the default), vcf4 (vCard 4.0), csv or json");
-  contacts->add_option("-o,--output", options->output, "write to FILE instead of standard output");
-  CLI::App* notes = app.add_subcommand("notes", "export the notes");
-  AddCommonOptions(notes, options, {"json", "md", "txt"},
-                   "json (the default), md (Markdown) or txt");
-  notes->add_option("-o,--output", options->output,
-                    "write to FILE, or with md/txt to one file per note in the folder DIR");
-  AddPhoneCommands(app, &options->phone);
+  AddCommands(app, options);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    *status = app.exit(e) == 0 ? kExitOk : kExitUsage;
+    const bool unknownWord =
+        app.get_subcommands().empty() && e.get_exit_code() != 0 && argc > 1 && argv[1][0] != '-';
+    *status =
+        unknownWord ? UnknownCommand(app, argv[1]) : (app.exit(e) == 0 ? kExitOk : kExitUsage);
     return false;
   }
-  options->kind = notes->parsed() ? kVeldrakeNotes : kVeldrakeContacts;
-  if (options->format.empty())
-    options->format = options->kind == kVeldrakeContacts ? "vcf" : "json";
+  if (options->phone.command != PhoneRequest::kNone) options->command = Options::kPhone;
+  if (app.got_subcommand("contacts") || app.got_subcommand("notes")) {
+    const bool chosen = app.get_subcommands()[0]->count("--format") > 0;
+    if (!chosen) options->format = DefaultFormat(options->kind);
+  }
   return true;
 }
 

@@ -1,4 +1,4 @@
-// The command line of veldrake: one subcommand (contacts or notes) and its options.
+// The command line of veldrake: one subcommand and its options.
 //
 // Thread contract: pure functions.
 #ifndef VELDRAKE_HOST_COMMANDLINE_H_
@@ -7,24 +7,33 @@
 #include <cstddef>
 #include <string>
 
+#include "Formats.h"
 #include "PhoneCommands.h"
 #include "veldrake/Session.h"
 
 namespace host {
 
+// The device that is never a phone: the built-in emulator with the sample data.
+extern const char kSampleDevice[];
+
 struct Options {
+  enum Command { kExport, kPhone, kDoctor, kBackups } command = kExport;
   VeldrakeDataKind kind = kVeldrakeContacts;
-  std::string device;  // "" for the built-in device
-  std::string format;  // always set: the kind's default when none is given
+  std::string device;  // "": the one usable phone, else the built-in device
+  Format format = Format::kVCard3;
   std::string output;  // "" or "-" for standard output
   size_t limit = 0;    // 0: no limit
+  int timeoutSeconds = 60;
   bool quiet = false;
-  PhoneRequest phone;  // a phone command instead of an export
+  bool verbose = false;      // the library's and platform's own lines on standard error
+  bool bom = false;          // CSV starts with a byte order mark
+  std::string backup;        // export from this backup folder; doctor: check it; backups: list
+  std::string passwordFile;  // the backup's password is its first line
+  PhoneRequest phone;        // command kPhone
 };
 
-// True with *options filled in (an export, or options->phone.command); false when the program ends
-// here with *status (after
-// --help too), the parser's message already printed.
+// True with *options filled in; false when the program ends here with *status (after
+// --help too), the message already printed.
 bool ParseCommandLine(int argc, char** argv, Options* options, int* status);
 
 }  // namespace host

@@ -1,3 +1,4 @@
+// Contacts as one CSV table, a header row and one row per contact.
 #include "CsvWriter.h"
 
 #include <algorithm>
@@ -149,7 +150,9 @@ std::string CsvWriter::Cell(const std::string& text) {
   return out + "\"";
 }
 
-void CsvWriter::Write(std::ostream& out, const std::vector<Contact>& contacts) {
+void CsvWriter::Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom) {
+  static const char kByteOrderMark[] = "\xEF\xBB\xBF";
+  if (bom) out << kByteOrderMark;
   const Widths widths = Measure(contacts);
   Row(out, Header(widths));
   for (const Contact& c : contacts) Row(out, ContactRow(c, widths));

@@ -18,7 +18,9 @@ namespace host {
 
 class CsvWriter {
  public:
-  static void Write(std::ostream& out, const std::vector<Contact>& contacts);
+  // `bom`: the table starts with a UTF-8 byte order mark, for spreadsheet programs that
+  // otherwise read it in a legacy code page.
+  static void Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom = false);
   // One cell, quoted when it has to be.
   static std::string Cell(const std::string& text);
 };

@@ -1,3 +1,4 @@
+// The device's date texts read, and written as ISO dates and vCard forms.
 #include "Dates.h"
 
 #include <cstdio>

@@ -1,24 +1,110 @@
+// One export through the library: the record callback, the monitor beside GetData, and
+// what the result means.
 #include "Exporter.h"
 
-#include <chrono>
-#include <cstdio>
-#include <new>
+#include <sys/socket.h>
 
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <new>
+#include <thread>
+
+#include "MobileDevice/mdphone.h"
+#include "MobileDevice/mdsim.h"
 #include "Progress.h"
 #include "QX/Contact.h"
 #include "QX/Notes.h"
+#include "Signals.h"
 
 namespace host {
-
-volatile std::sig_atomic_t g_interrupted = 0;
-
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// How often the monitor looks: a Ctrl-C is honoured well within a second.
+const std::chrono::milliseconds kTick(100);
 
 // The callback has no context argument; this is the export it feeds.
 Exporter* g_current = nullptr;
-Progress* g_progress = nullptr;
+
+long long Nanos(Clock::time_point at) {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(at.time_since_epoch()).count();
+}
+
+double SecondsSince(Clock::time_point start, Clock::time_point now) {
+  return std::chrono::duration<double>(now - start).count();
+}
 
 }  // namespace
+
+// Beside GetData: draws the progress, and shuts the session's socket down on a cancel or
+// when the device has sent nothing for the quiet time.
+class Exporter::Monitor {
+ public:
+  Monitor(Exporter& exporter, void* device)
+      : exporter_(exporter),
+        device_(device),
+        progress_(exporter.settings_.kind == kVeldrakeContacts ? "contacts" : "notes",
+                  exporter.settings_.progress),
+        start_(Clock::now()),
+        lastByte_(start_),
+        thread_(&Monitor::Watch, this) {}
+
+  // Stops the thread; the outcome's cancel and time-out as seen.
+  void Stop(ExportOutcome* outcome) {
+    {
+      std::lock_guard<std::mutex> hold(lock_);
+      done_ = true;
+    }
+    wake_.notify_all();
+    thread_.join();
+    progress_.Finish();
+    outcome->cancelled = cancelled_;
+    outcome->timedOut = timedOut_;
+  }
+
+ private:
+  void Watch() {
+    std::unique_lock<std::mutex> hold(lock_);
+    while (!wake_.wait_for(hold, kTick, [this] { return done_; })) Look(Clock::now());
+  }
+
+  void Look(Clock::time_point now) {
+    const long long bytes =
+        device_ && exporter_.settings_.platformDevice ? mdsim_bytes_received(device_) : -1;
+    if (bytes != bytes_) lastByte_ = now;
+    bytes_ = bytes;
+    if (CancelRequested()) cancelled_ = true;
+    if (bytes >= 0 && now - lastByte_ >= exporter_.settings_.quietLimit) timedOut_ = true;
+    if (cancelled_ || timedOut_) ShutDown();
+    ProgressFigures figures;
+    figures.seconds = SecondsSince(start_, now);
+    figures.bytes = bytes;
+    figures.records = exporter_.count();
+    const long long first = exporter_.firstRecordNanos_.load();
+    if (first >= 0) figures.recordSeconds = static_cast<double>(Nanos(now) - first) / 1e9;
+    progress_.Draw(figures);
+  }
+
+  // Again on every tick until GetData returns: the socket may not be open yet.
+  void ShutDown() {
+    exporter_.stopped_ = true;
+    const int socket = exporter_.library_.socket ? *exporter_.library_.socket : 0;
+    if (socket > 0) ::shutdown(socket, SHUT_RDWR);
+  }
+
+  Exporter& exporter_;
+  void* device_;
+  Progress progress_;
+  const Clock::time_point start_;
+  Clock::time_point lastByte_;
+  long long bytes_ = -1;
+  bool cancelled_ = false, timedOut_ = false, done_ = false;
+  std::mutex lock_;
+  std::condition_variable wake_;
+  std::thread thread_;  // last: starts once the rest is set
+};
 
 bool ExportOutcome::Failed(VeldrakeDataKind kind) const {
   const bool stoppedContacts =
@@ -26,28 +112,38 @@ bool ExportOutcome::Failed(VeldrakeDataKind kind) const {
   return result != kVeldrakeOk && !stoppedContacts;
 }
 
-Exporter::Exporter(const Library& library, VeldrakeDataKind kind, size_t limit, bool progress)
-    : library_(library), kind_(kind), limit_(limit), progress_(progress) {}
+bool ExportOutcome::CutShort() const {
+  return platformError == MDPHONE_ERR_CONNECTION_LOST && !cancelled && !timedOut;
+}
+
+Exporter::Exporter(const Library& library, const ExportSettings& settings)
+    : library_(library), settings_(settings) {}
+
+bool Exporter::Copy(void* record) {
+  // An exception must not unwind through the library's frames.
+  try {
+    if (settings_.kind == kVeldrakeContacts) {
+      contacts_.push_back(CopyContact(*static_cast<const QX::Contact*>(record)));
+    } else {
+      notes_.push_back(CopyNote(*static_cast<const QX::Notes*>(record)));
+    }
+  } catch (const std::bad_alloc&) {
+    outOfMemory_ = stopped_ = true;
+    return false;
+  }
+  return true;
+}
 
 int Exporter::OnRecord(void* record) {
   Exporter& self = *g_current;
-  if (g_interrupted || self.stopped_) {
+  if (CancelRequested() || self.stopped_ || !self.Copy(record)) {
     self.stopped_ = true;
     return kStopDelivery;
   }
-  // An exception must not unwind through the library's frames.
-  try {
-    if (self.kind_ == kVeldrakeContacts) {
-      self.contacts_.push_back(CopyContact(*static_cast<const QX::Contact*>(record)));
-    } else {
-      self.notes_.push_back(CopyNote(*static_cast<const QX::Notes*>(record)));
-    }
-  } catch (const std::bad_alloc&) {
-    self.outOfMemory_ = self.stopped_ = true;
-    return kStopDelivery;
-  }
-  if (g_progress) g_progress->Record(self.count());
-  if (self.limit_ != 0 && self.count() >= self.limit_) {
+  long long none = -1;
+  self.firstRecordNanos_.compare_exchange_strong(none, Nanos(Clock::now()));
+  const size_t count = ++self.count_;
+  if (self.settings_.limit != 0 && count >= self.settings_.limit) {
     self.stopped_ = true;
     return kStopDelivery;
   }
@@ -55,16 +151,16 @@ int Exporter::OnRecord(void* record) {
 }
 
 ExportOutcome Exporter::Run(void* device) {
-  Progress progress(kind_ == kVeldrakeContacts ? "contacts" : "notes", progress_);
+  const Cancellable cancellable;
   g_current = this;
-  g_progress = &progress;
   ExportOutcome outcome;
-  const auto start = std::chrono::steady_clock::now();
+  const auto start = Clock::now();
+  Monitor monitor(*this, device);
   outcome.result =
-      library_.getData(kind_, nullptr, device, reinterpret_cast<void*>(&Exporter::OnRecord));
-  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  progress.Finish();
-  g_progress = nullptr;
+      library_.getData(settings_.kind, nullptr, device, reinterpret_cast<void*>(&OnRecord));
+  monitor.Stop(&outcome);
+  outcome.seconds = SecondsSince(start, Clock::now());
+  outcome.platformError = device && settings_.platformDevice ? mdphone_last_error(device) : 0;
   g_current = nullptr;
   // Library output goes to standard output with printf; have it out before ours.
   std::fflush(stdout);

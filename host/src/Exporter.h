@@ -3,10 +3,16 @@
 // GetData runs the whole conversation and lends each record to a callback that copies it;
 // afterwards DisContectDeviceAndProtocol closes what GetData left open: after every result
 // but kVeldrakeConversationFailed (a failed conversation, or a contact export the host
-// stopped, which the library has closed itself). A limit or an interrupt makes the
-// callback answer kStopDelivery; the library then stops delivering — a note export still
-// returns kVeldrakeOk with the session open, a contact export returns
-// kVeldrakeConversationFailed with it closed — and the host tells the two apart by kind.
+// stopped, which the library has closed itself). A limit or a cancel makes the callback
+// answer kStopDelivery; the library then stops delivering — a note export still returns
+// kVeldrakeOk with the session open, a contact export returns kVeldrakeConversationFailed
+// with it closed — and the host tells the two apart by kind.
+//
+// While GetData runs, a monitor thread draws the progress and gets the thread back when
+// the person presses Ctrl-C or the device sends nothing for the quiet time: it shuts the
+// session's socket down, the cancel the library documents. After GetData the platform is
+// asked whether the device ended the conversation early (mdphone_last_error), since a
+// contact export cut short returns 0 with the records so far.
 //
 // Ownership: the copies belong to the Exporter. Thread contract: the library keeps one
 // session per process and offers no context pointer to its callback, so one Exporter
@@ -14,73 +20,74 @@
 #ifndef VELDRAKE_HOST_EXPORTER_H_
 #define VELDRAKE_HOST_EXPORTER_H_
 
-#include <csignal>
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <string>
 #include <vector>
 
+#include "ExitCodes.h"
 #include "Library.h"
 #include "Records.h"
 
 namespace host {
 
-// Set by a signal handler: the next record is answered with kStopDelivery.
-extern volatile std::sig_atomic_t g_interrupted;
-
 // The record callback's answer that stops the delivery.
 constexpr int kStopDelivery = -1;
+
+struct ExportSettings {
+  VeldrakeDataKind kind = kVeldrakeContacts;
+  size_t limit = 0;  // 0: no limit
+  bool progress = false;
+  std::chrono::seconds quietLimit{60};  // no byte for this long: the device stopped
+  bool platformDevice = true;           // the device handle is the platform's (not a backup's)
+};
 
 struct ExportOutcome {
   int result = kVeldrakeOk;    // GetData's: a VeldrakeResult or a platform code
   int closeResult = 0;         // DisContectDeviceAndProtocol's, when called
   bool closed = false;         // whether the host called it
-  bool stoppedByHost = false;  // the limit was reached or an interrupt came
+  bool stoppedByHost = false;  // the limit was reached, or a cancel or time-out came
+  bool cancelled = false;      // the person pressed Ctrl-C
+  bool timedOut = false;       // the device sent nothing for the quiet time
   bool outOfMemory = false;    // a copy failed; the export was stopped
+  int platformError = 0;       // mdphone_last_error after GetData
   double seconds = 0;
 
   // Whether the export failed; a contact export the host stopped ends in
   // kVeldrakeConversationFailed and is no failure.
   bool Failed(VeldrakeDataKind kind) const;
+  // The device closed the conversation before its end and the host did not ask it to.
+  bool CutShort() const;
 };
 
 class Exporter {
  public:
-  Exporter(const Library& library, VeldrakeDataKind kind, size_t limit, bool progress);
+  Exporter(const Library& library, const ExportSettings& settings);
 
   ExportOutcome Run(void* device);
 
   std::vector<Contact>& contacts() { return contacts_; }
   std::vector<Note>& notes() { return notes_; }
-  size_t count() const { return kind_ == kVeldrakeContacts ? contacts_.size() : notes_.size(); }
+  size_t count() const { return count_.load(); }
 
   // The exit status and one-line message for a GetData result that is not success.
   static int ExitStatus(int result);
   static std::string Describe(int result);
 
  private:
+  class Monitor;
   static int OnRecord(void* record);
+  bool Copy(void* record);
 
   const Library& library_;
-  VeldrakeDataKind kind_;
-  size_t limit_;  // 0: no limit
-  bool progress_;
-  bool stopped_ = false;
+  ExportSettings settings_;
+  std::atomic<bool> stopped_{false};
   bool outOfMemory_ = false;
+  std::atomic<size_t> count_{0};
+  std::atomic<long long> firstRecordNanos_{-1};  // steady clock, when the first came
   std::vector<Contact> contacts_;
   std::vector<Note> notes_;
-};
-
-// Exit statuses of the command-line host.
-enum ExitStatus : int {
-  kExitOk = 0,
-  kExitOutput = 1,        // the output could not be written
-  kExitUsage = 2,         // bad command line
-  kExitSetup = 3,         // library or built-in device missing
-  kExitConversation = 4,  // kVeldrakeConversationFailed
-  kExitNoDevice = 5,      // kVeldrakeNoDevice
-  kExitService = 6,       // kVeldrakeServiceNotStarted
-  kExitPlatform = 7,      // any other GetData result: the platform's failure code
-  kExitInterrupted = 130,
 };
 
 }  // namespace host

@@ -1,3 +1,4 @@
+// Contacts and notes as JSON arrays, through nlohmann::json for the escaping.
 #include "JsonWriter.h"
 
 #include "Dates.h"

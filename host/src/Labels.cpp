@@ -1,3 +1,4 @@
+// The device's standard labels and what they become in each format.
 #include "Labels.h"
 
 #include <map>

@@ -1,3 +1,4 @@
+// Finds libVeldrakeForMac beside the program and looks up the entry points a host calls.
 #include "Library.h"
 
 #include <dlfcn.h>
@@ -15,6 +16,9 @@
 #ifndef VELDRAKE_INSTALL_LIBDIR
 #define VELDRAKE_INSTALL_LIBDIR "lib"
 #endif
+#ifndef VELDRAKE_BACKUP_SONAME
+#define VELDRAKE_BACKUP_SONAME "libVeldrakeBackup.so.0"
+#endif
 #ifndef VELDRAKE_MULTIARCH
 #define VELDRAKE_MULTIARCH ""
 #endif
@@ -24,6 +28,7 @@ namespace {
 
 // The decorated name of `int DisContectDeviceAndProtocol()`, as the library exports it.
 const char kDisconnectSymbol[] = "_Z27DisContectDeviceAndProtocolv";
+const char* const kBackupFiles[] = {"libVeldrakeBackup.so", VELDRAKE_BACKUP_SONAME};
 
 }  // namespace
 
@@ -71,8 +76,32 @@ bool Library::Load(std::string* error) {
   }
   getData = reinterpret_cast<GetDataFunction>(::dlsym(handle, "GetData"));
   disconnect = reinterpret_cast<DisconnectFunction>(::dlsym(handle, kDisconnectSymbol));
+  socket = static_cast<int*>(::dlsym(handle, "iSocket"));
   if (getData == nullptr || disconnect == nullptr) {
     *error = path_ + " does not export " + (getData == nullptr ? "GetData" : kDisconnectSymbol);
+    return false;
+  }
+  return true;
+}
+
+bool BackupLibrary::Load(const Library& main, std::string* error) {
+  const size_t slash = main.path().rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : main.path().substr(0, slash);
+  void* handle = nullptr;
+  for (const char* file : kBackupFiles) {
+    const std::string path = folder + "/" + file;
+    if (::access(path.c_str(), F_OK) == 0 && (handle = ::dlopen(path.c_str(), RTLD_NOW))) break;
+  }
+  if (handle == nullptr) {
+    *error = "backup library not found (libVeldrakeBackup.so beside " + main.path() + ")";
+    return false;
+  }
+  list = reinterpret_cast<decltype(list)>(::dlsym(handle, "VeldrakeBackupList"));
+  getData = reinterpret_cast<decltype(getData)>(::dlsym(handle, "VeldrakeBackupGetData"));
+  lastMessage =
+      reinterpret_cast<decltype(lastMessage)>(::dlsym(handle, "VeldrakeBackupLastMessage"));
+  if (list == nullptr || getData == nullptr || lastMessage == nullptr) {
+    *error = "the backup library beside " + main.path() + " lacks its entry points";
     return false;
   }
   return true;

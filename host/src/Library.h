@@ -3,8 +3,8 @@
 // The library is looked for beside the running executable first, then in ../lib/<arch>
 // and ../lib (the install layout: programs in bin/, libraries in lib/), and is opened with
 // dlopen. Only the exported surface is used: GetData under its plain name and
-// DisContectDeviceAndProtocol under its decorated name. The library stays loaded for the
-// life of the process (its session state is process-wide anyway).
+// DisContectDeviceAndProtocol under its decorated name, and the session variable iSocket. The
+// library stays loaded for the life of the process (its session state is process-wide anyway).
 //
 // Thread contract: Load once, from one thread; the library's own calls must follow one
 // another (the library keeps one session per process).
@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "veldrake/Backup.h"
 #include "veldrake/Session.h"
 
 namespace host {
@@ -35,9 +36,23 @@ class Library {
   const std::string& path() const { return path_; }
   GetDataFunction getData = nullptr;
   DisconnectFunction disconnect = nullptr;
+  // The session's socket (iSocket), for the cancel a host may make from another thread.
+  int* socket = nullptr;
 
  private:
   std::string path_;
+};
+
+// libVeldrakeBackup, the library that reads a phone's backup folder, loaded the same way
+// from the folder libVeldrakeForMac was loaded from (include/veldrake/Backup.h).
+class BackupLibrary {
+ public:
+  // False with *error ("backup library not found ...") when it or a symbol is missing.
+  bool Load(const Library& main, std::string* error);
+
+  decltype(&VeldrakeBackupList) list = nullptr;
+  decltype(&VeldrakeBackupGetData) getData = nullptr;
+  decltype(&VeldrakeBackupLastMessage) lastMessage = nullptr;
 };
 
 }  // namespace host

@@ -1,3 +1,4 @@
+// Notes as Markdown or text, in one document or one file each with a safe name.
 #include "NotesWriter.h"
 
 #include "Dates.h"

@@ -1,3 +1,4 @@
+// A file written whole or not at all, through a temporary beside it.
 #include "OutputFile.h"
 
 #include <fcntl.h>
@@ -5,8 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <memory>
+#include <vector>
+
+#include "Signals.h"
 
 namespace host {
 namespace {
@@ -26,25 +31,49 @@ std::string BaseOf(const std::string& path) {
   return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-mode_t FileMode() {
+// As many links as the system itself follows before it gives up.
+const int kMaxLinks = 40;
+const mode_t kPermissionBits = 07777;
+
+// The mode of the file `path` replaces, else the usual one for a new file.
+mode_t FileMode(const std::string& path) {
+  struct stat st;
+  if (::stat(path.c_str(), &st) == 0) return st.st_mode & kPermissionBits;
   const mode_t mask = ::umask(0);
   ::umask(mask);
   return 0666 & ~mask;
+}
+
+// The file a chain of symbolic links ends at (which may not exist yet).
+std::string FollowLinks(std::string path) {
+  for (int i = 0; i < kMaxLinks; ++i) {
+    struct stat st;
+    if (::lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return path;
+    std::vector<char> target(static_cast<size_t>(st.st_size > 0 ? st.st_size : PATH_MAX) + 1);
+    const ssize_t n = ::readlink(path.c_str(), target.data(), target.size() - 1);
+    if (n < 0) return path;
+    const std::string next(target.data(), static_cast<size_t>(n));
+    path = next[0] == '/' ? next : DirectoryOf(path) + "/" + next;
+  }
+  return path;
 }
 
 }  // namespace
 
 OutputFile::~OutputFile() {
   if (fd_ >= 0) ::close(fd_);
-  if (!temp_.empty()) ::unlink(temp_.c_str());
+  if (temp_.empty()) return;
+  ::unlink(temp_.c_str());
+  UnregisterTemporary(temp_);
 }
 
-bool OutputFile::Open(const std::string& path, std::string* error) {
+bool OutputFile::Open(const std::string& named, std::string* error) {
   struct stat st;
-  if (::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
-    *error = path + ": is a directory";
+  if (::stat(named.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+    *error = named + ": is a directory";
     return false;
   }
+  const std::string path = FollowLinks(named);
   path_ = path;
   std::string pattern = DirectoryOf(path) + "/." + BaseOf(path) + ".XXXXXX";
   std::unique_ptr<char[]> name(new char[pattern.size() + 1]);
@@ -55,7 +84,8 @@ bool OutputFile::Open(const std::string& path, std::string* error) {
     return false;
   }
   temp_ = name.get();
-  ::fchmod(fd_, FileMode());
+  RegisterTemporary(temp_);
+  ::fchmod(fd_, FileMode(path));
   return true;
 }
 
@@ -79,6 +109,7 @@ bool OutputFile::Commit(const std::string& content, std::string* error) {
     *error = Reason(path_);
     return false;
   }
+  UnregisterTemporary(temp_);
   temp_.clear();
   return true;
 }
@@ -113,6 +144,7 @@ bool OutputFile::CommitAll(const std::string& directory,
       *error = Reason(out->path_);
       return false;
     }
+    UnregisterTemporary(out->temp_);
     out->temp_.clear();
   }
   return true;

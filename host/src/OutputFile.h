@@ -2,9 +2,10 @@
 //
 // Open creates a temporary file beside the target (so the final rename stays on one file
 // system), Commit writes the content, flushes it to disk and renames it over the target;
-// a file never committed is removed by the destructor. The final file gets the usual
-// permissions (0666 less the umask). Open is meant to run before any slow work, so a
-// target that cannot be written fails at once.
+// a file never committed is removed by the destructor, and by a signal that ends the
+// program (Signals.h). A file replaced keeps its permissions; a new one gets the usual
+// (0666 less the umask). A symbolic link is followed: its target is written, the link stays. Open
+// is meant to run before any slow work, so a target that cannot be written fails at once.
 //
 // Ownership: owns its temporary file. Thread contract: one thread per object.
 #ifndef VELDRAKE_HOST_OUTPUTFILE_H_

@@ -1,9 +1,11 @@
+// The subcommands devices, pair and enable-sync.
 #include "PhoneCommands.h"
 
 #include <cstdio>
 #include <vector>
 
-#include "Exporter.h"
+#include "ExitCodes.h"
+#include "Messages.h"
 #include "Phones.h"
 
 namespace host {
@@ -14,10 +16,6 @@ const char* const kHeader[] = {"UDID", "NAME",    "MODEL",       "VERSION",
                                "LINK", "TRUSTED", "CONTACT SYNC"};
 const size_t kColumns = sizeof kHeader / sizeof kHeader[0];
 const char kGap[] = "  ";
-
-void Say(const std::string& line) {
-  std::fprintf(stderr, "veldrake: %s\n", line.c_str());
-}
 
 // Characters, not bytes, so that names in any script line up.
 size_t Width(const std::string& text) {
@@ -71,10 +69,16 @@ int Failed(int code) {
   return failure.status;
 }
 
-// The phone's name and UDID, or "the phone" when it cannot be told which.
-std::string Describe(const std::string& udid) {
+// The phone's name and UDID into *label: 0, or the code that says why there is none.
+int Locate(const std::string& udid, std::string* label) {
   mdphone_info phone{};
-  return FindPhone(udid, &phone) ? PhoneLabel(phone) : "the phone";
+  const int found = LocatePhone(udid, &phone);
+  if (found == 0) *label = PhoneLabel(phone);
+  return found;
+}
+
+std::string ExportHint(const std::string& device) {
+  return "export with `veldrake contacts" + (device.empty() ? "" : " --device " + device) + "`";
 }
 
 int Devices() {
@@ -90,17 +94,26 @@ int Devices() {
 
 int Pair(const std::string& device) {
   const std::string udid = PhoneUdid(device);
-  Say("asking " + Describe(udid) + " to trust this computer: unlock it and tap Trust when it asks");
+  std::string label;
+  const int found = Locate(udid, &label);
+  if (found != 0) return Failed(found);
+  Say("asking " + label + " to trust this computer: unlock it and tap Trust when it asks");
   const int result = mdphone_pair(udid.empty() ? nullptr : udid.c_str());
+  if (result == MDPHONE_ALREADY_PAIRED) {
+    Say(label + " is already paired: it trusts this computer; " + ExportHint(device));
+    return kExitOk;
+  }
   if (result != 0) return Failed(result);
-  Say("paired: the phone trusts this computer; export with `veldrake contacts" +
-      (device.empty() ? "" : " --device " + device) + "`");
+  Say("paired: the phone trusts this computer; " + ExportHint(device));
   return kExitOk;
 }
 
 int EnableSync(const std::string& device) {
   const std::string udid = PhoneUdid(device);
-  Say("turning on contact sync with a computer on " + Describe(udid) +
+  std::string label;
+  const int found = Locate(udid, &label);
+  if (found != 0) return Failed(found);
+  Say("turning on contact sync with a computer on " + label +
       ": this changes a setting on your phone");
   const int result = mdphone_enable_contact_sync(udid.empty() ? nullptr : udid.c_str());
   if (result != 0) return Failed(result);
@@ -110,7 +123,8 @@ int EnableSync(const std::string& device) {
 
 }  // namespace
 
-void AddPhoneCommands(CLI::App& app, PhoneRequest* request) {
+void AddPhoneCommands(CLI::App& app, PhoneRequest* request,
+                      const std::function<std::string(const std::string&)>& checkDevice) {
   const auto add = [&app, request](const char* name, const char* help,
                                    PhoneRequest::Command command) {
     CLI::App* sub = app.add_subcommand(name, help);
@@ -125,8 +139,8 @@ void AddPhoneCommands(CLI::App& app, PhoneRequest* request) {
           PhoneRequest::kEnableSync);
   for (CLI::App* command : {pair, enableSync})
     command->add_option("--device", request->device, kDeviceHelp)
-        ->check([](const std::string& value) {
-          return IsPhoneEndpoint(value) ? std::string() : std::string("not usb or usb:UDID");
+        ->check([checkDevice](const std::string& value) {
+          return IsPhoneEndpoint(value) ? checkDevice(value) : std::string("not usb or usb:UDID");
         });
 }
 

@@ -1,7 +1,7 @@
 // PhoneCommands: the subcommands that look after real phones rather than export them.
 //   devices      lists the attached phones: UDID, name, model, OS version, USB or network,
 //                whether it trusts this computer, whether contact sync with a computer is on
-//   pair         asks a phone to trust this computer
+//   pair         asks a phone to trust this computer (says so when it already does)
 //   enable-sync  turns contact sync with a computer on (a setting on the person's phone)
 // Each prints one line on standard error saying what happened or what to do, and returns
 // the exit status (Phones.h).
@@ -11,6 +11,7 @@
 #define VELDRAKE_HOST_PHONECOMMANDS_H_
 
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <string>
 
 namespace host {
@@ -22,7 +23,9 @@ struct PhoneRequest {
 };
 
 // Adds the subcommands to `app`; parsing fills *request, which must outlive the parse.
-void AddPhoneCommands(CLI::App& app, PhoneRequest* request);
+// `checkDevice` validates --device ("" when it is fine, else the message).
+void AddPhoneCommands(CLI::App& app, PhoneRequest* request,
+                      const std::function<std::string(const std::string&)>& checkDevice);
 
 // Runs a chosen command; the exit status.
 int RunPhoneCommand(const PhoneRequest& request);

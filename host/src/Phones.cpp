@@ -1,14 +1,20 @@
+// Real phones as the command-line host meets them: choosing one, checking it, and one line
+// for every way it can fail.
 #include "Phones.h"
 
+#include <cctype>
 #include <cstdlib>
 
-#include "Exporter.h"
+#include "veldrake/Session.h"
 
 namespace host {
 namespace {
 
 const char kUsb[] = "usb";
 const char kUsbPrefix[] = "usb:";
+// The two forms of a phone's UDID: 40 hex digits, or 8 and 16 joined by a hyphen.
+const size_t kLegacyUdidLength = 40;
+const size_t kUdidHead = 8, kUdidTail = 16;
 // Phones keep no notes for a computer since this major version.
 const int kFirstVersionWithoutNotesStore = 11;
 
@@ -34,23 +40,28 @@ std::string DeviceOption(const std::string& udid) {
 
 }  // namespace
 
-const char kPhoneExitTable[] =
-    "  8    no usbmux daemon is running\n"
-    "  9    no phone is attached\n"
-    "  10   several phones are attached: choose one with --device usb:UDID\n"
-    "  11   no attached phone has that UDID\n"
-    "  12   the phone does not trust this computer: veldrake pair\n"
-    "  13   the phone is locked with a passcode\n"
-    "  14   the phone refused to start its sync service\n"
-    "  15   the secure connection to the phone failed\n"
-    "  16   the phone went away during the export\n"
-    "  17   pairing waits for Trust to be tapped on the phone\n"
-    "  18   the phone was told not to trust this computer\n"
-    "  19   contact sync with a computer is off on the phone: veldrake enable-sync\n"
-    "  20   the phone keeps no notes for a computer (iCloud)\n";
-
 bool IsPhoneEndpoint(const std::string& endpoint) {
   return endpoint == kUsb || endpoint.compare(0, sizeof kUsbPrefix - 1, kUsbPrefix) == 0;
+}
+
+bool IsWellFormedUdid(const std::string& udid) {
+  const auto hex = [&udid](size_t from, size_t count) {
+    for (size_t i = from; i < from + count; ++i)
+      if (!std::isxdigit(static_cast<unsigned char>(udid[i]))) return false;
+    return true;
+  };
+  if (udid.size() == kLegacyUdidLength) return hex(0, kLegacyUdidLength);
+  return udid.size() == kUdidHead + 1 + kUdidTail && udid[kUdidHead] == '-' && hex(0, kUdidHead) &&
+         hex(kUdidHead + 1, kUdidTail);
+}
+
+std::string MalformedUdidMessage(const std::string& endpoint) {
+  if (!IsPhoneEndpoint(endpoint) || endpoint == kUsb) return "";
+  const std::string udid = PhoneUdid(endpoint);
+  if (IsWellFormedUdid(udid)) return "";
+  return "'" + udid +
+         "' is not a phone's UDID (40 hex digits, or 8 and 16 joined by '-'): see "
+         "`veldrake devices`";
 }
 
 std::string PhoneUdid(const std::string& endpoint) {
@@ -78,16 +89,23 @@ std::string PhoneLabel(const mdphone_info& phone) {
   return phone.name[0] == '\0' ? phone.udid : std::string(phone.name) + " (" + phone.udid + ")";
 }
 
-bool FindPhone(const std::string& udid, mdphone_info* phone) {
+int LocatePhone(const std::string& udid, mdphone_info* phone) {
   std::vector<mdphone_info> phones;
-  if (ListPhones(&phones) != 0) return false;
+  const int listed = ListPhones(&phones);
+  if (listed != 0) return listed;
+  if (phones.empty()) return MDPHONE_ERR_NO_DEVICE;
+  if (udid.empty() && phones.size() > 1) return MDPHONE_ERR_SEVERAL_DEVICES;
   for (const mdphone_info& candidate : phones) {
-    if (udid.empty() ? phones.size() == 1 : udid == candidate.udid) {
+    if (udid.empty() || udid == candidate.udid) {
       *phone = candidate;
-      return true;
+      return 0;
     }
   }
-  return false;
+  return MDPHONE_ERR_UDID_NOT_FOUND;
+}
+
+bool FindPhone(const std::string& udid, mdphone_info* phone) {
+  return LocatePhone(udid, phone) == 0;
 }
 
 bool DescribePhoneError(int code, PhoneFailure* failure) {
@@ -135,13 +153,18 @@ bool DescribePhoneError(int code, PhoneFailure* failure) {
       return true;
     case MDPHONE_ERR_CONNECTION_LOST:
       *failure = {kExitConnectionLost,
-                  "the phone went away during the export: plug it in, keep it unlocked, and "
-                  "run the command again"};
+                  "the phone went away during the export; nothing was written: plug it in, "
+                  "keep it unlocked, and run the command again"};
       return true;
     case MDPHONE_ERR_PAIRING_PENDING:
       *failure = {kExitPairingPending,
                   "the phone asks whether to trust this computer: unlock it, tap Trust, then "
                   "run `veldrake pair` again"};
+      return true;
+    case MDPHONE_ERR_SETTING_REFUSED:
+      *failure = {kExitSettingRefused,
+                  "the phone refused to change the setting: unlock it, check that no "
+                  "device management profile forbids sync with a computer, and try again"};
       return true;
     case MDPHONE_ERR_PAIRING_DENIED:
       *failure = {kExitPairingDenied,
@@ -153,12 +176,15 @@ bool DescribePhoneError(int code, PhoneFailure* failure) {
   }
 }
 
-std::string ChooseDefaultDevice(std::string* notice) {
-  const std::string fallback = ": exporting the built-in sample device";
+bool ChooseDefaultDevice(std::string* endpoint, std::string* notice, PhoneFailure* failure) {
+  const std::string fallback = ": exporting the built-in sample device (--device sample)";
+  endpoint->clear();
   std::vector<mdphone_info> phones;
-  if (ListPhones(&phones) != 0) {
-    *notice = "no --device and no usbmux daemon running" + fallback;
-    return "";
+  const int listed = ListPhones(&phones);
+  if (listed != 0 || phones.empty()) {
+    *notice = std::string("no --device and ") +
+              (listed != 0 ? "no usbmux daemon running" : "no phone attached") + fallback;
+    return true;
   }
   const mdphone_info* chosen = nullptr;
   int trusted = 0;
@@ -169,18 +195,11 @@ std::string ChooseDefaultDevice(std::string* notice) {
   }
   if (trusted == 1) {
     *notice = "exporting " + PhoneLabel(*chosen);
-    return kUsbPrefix + std::string(chosen->udid);
+    *endpoint = kUsbPrefix + std::string(chosen->udid);
+    return true;
   }
-  if (phones.empty()) {
-    *notice = "no --device and no phone attached" + fallback;
-  } else if (trusted == 0) {
-    *notice =
-        "no --device and no attached phone trusts this computer (see `veldrake pair`)" + fallback;
-  } else {
-    *notice = "no --device and " + std::to_string(trusted) +
-              " trusted phones attached (choose one with --device usb:UDID)" + fallback;
-  }
-  return "";
+  return !DescribePhoneError(trusted == 0 ? MDPHONE_ERR_NOT_PAIRED : MDPHONE_ERR_SEVERAL_DEVICES,
+                             failure);
 }
 
 PhoneExport::PhoneExport(bool contacts, const std::string& endpoint)
@@ -189,6 +208,8 @@ PhoneExport::PhoneExport(bool contacts, const std::string& endpoint)
 bool PhoneExport::Check(PhoneFailure* failure) {
   // A phone that cannot be found stops the export too, with its own reason.
   known_ = FindPhone(udid_, &phone_);
+  if (known_ && phone_.locked == MDPHONE_YES)
+    return !DescribePhoneError(MDPHONE_ERR_PASSCODE_LOCKED, failure);
   if (!contacts_ || !known_ || phone_.contacts_sync != MDPHONE_NO) return true;
   *failure = {kExitContactSyncOff,
               "contact sync with a computer is off on " + PhoneName(phone_, known_) +
@@ -199,20 +220,14 @@ bool PhoneExport::Check(PhoneFailure* failure) {
 
 bool PhoneExport::Explain(int result, const void* device, PhoneFailure* failure) const {
   if (DescribePhoneError(result, failure)) return true;
-  if (result == kVeldrakeNoDevice) {
-    *failure = {kExitNoDevice, "usb:" + udid_ +
-                                   " is not a phone's UDID: choose one with --device usb:UDID "
-                                   "(attached: " +
-                                   AttachedList() + ")"};
-    return true;
-  }
   const int reason = mdphone_last_error(device);
   if (DescribePhoneError(reason, failure)) return true;
   if (contacts_ || result != kVeldrakeConversationFailed || reason != 0) return false;
   *failure = {kExitNoNotesStore,
               PhoneName(phone_, known_) +
                   " keeps no notes for a computer to read (no notes store; since iOS 11 notes "
-                  "live in iCloud or only on the phone): export them from iCloud.com"};
+                  "live in iCloud or only on the phone): export them from a backup of the "
+                  "phone (veldrake notes --backup PATH)"};
   return true;
 }
 
@@ -221,10 +236,12 @@ std::string PhoneExport::Warning(size_t count) const {
   if (contacts_)
     return "warning: " + PhoneName(phone_, known_) +
            " sent no contacts: a phone whose contacts are kept in iCloud has none to sync "
-           "with a computer; export them from iCloud.com instead";
+           "with a computer; export them from iCloud.com, or from a backup of the phone "
+           "(veldrake contacts --backup PATH)";
   if (known_ && std::atoi(phone_.version) >= kFirstVersionWithoutNotesStore)
     return "warning: " + PhoneName(phone_, known_) + " sent no notes: since iOS 11 notes " +
-           "live in iCloud or only on the phone; export them from iCloud.com instead";
+           "live in iCloud or only on the phone; export them from a backup of the phone " +
+           "(veldrake notes --backup PATH)";
   return "";
 }
 

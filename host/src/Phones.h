@@ -13,44 +13,33 @@
 #include <string>
 #include <vector>
 
+#include "ExitCodes.h"
 #include "MobileDevice/mdphone.h"
 
 namespace host {
-
-// Exit statuses of the phone failures, after those of an export (0-7).
-enum PhoneExitStatus : int {
-  kExitNoDaemon = 8,
-  kExitNoPhone = 9,
-  kExitSeveralPhones = 10,
-  kExitUnknownUdid = 11,
-  kExitNotTrusted = 12,
-  kExitLocked = 13,
-  kExitServiceRefused = 14,
-  kExitTlsFailed = 15,
-  kExitConnectionLost = 16,
-  kExitPairingPending = 17,
-  kExitPairingDenied = 18,
-  kExitContactSyncOff = 19,
-  kExitNoNotesStore = 20,
-};
-
-// The rows of the exit status table that belong to phones, for the usage footer.
-extern const char kPhoneExitTable[];
 
 struct PhoneFailure {
   int status = 0;
   std::string message;  // one line, without the program's name
 };
 
-// "usb" (the one attached phone) or "usb:UDID".
+// "usb" (the one attached phone) or "usb:UDID" (well formed or not).
 bool IsPhoneEndpoint(const std::string& endpoint);
+// A phone's UDID as phones have them: 40 hex digits, or 8 and 16 joined by '-'.
+bool IsWellFormedUdid(const std::string& udid);
+// "" for an endpoint that is not "usb:UDID" with a malformed UDID, else the one message
+// every command gives for it.
+std::string MalformedUdidMessage(const std::string& endpoint);
 // The UDID of "usb:UDID"; "" for "usb" or any other endpoint.
 std::string PhoneUdid(const std::string& endpoint);
 
 // The attached phones into *phones: 0, or MDPHONE_ERR_NO_DAEMON.
 int ListPhones(std::vector<mdphone_info>* phones);
 
-// The phone with `udid` ("" for the only attached one) into *phone; false when there is none.
+// The phone with `udid` ("" for the only attached one) into *phone: 0, or the
+// MDPHONE_ERR_* code that says why there is none (no daemon, no phone, several, unknown).
+int LocatePhone(const std::string& udid, mdphone_info* phone);
+// The same, true when found.
 bool FindPhone(const std::string& udid, mdphone_info* phone);
 
 // "Ann's iPhone (UDID)", or the UDID alone when the phone keeps its name back.
@@ -59,17 +48,19 @@ std::string PhoneLabel(const mdphone_info& phone);
 // The failure for an MDPHONE_ERR_* code; false for any other code.
 bool DescribePhoneError(int code, PhoneFailure* failure);
 
-// The device to export when the person names none: "usb:UDID" for the one attached phone
-// that trusts this computer; otherwise "" (the built-in sample device) with *notice saying
-// why.
-std::string ChooseDefaultDevice(std::string* notice);
+// The device to export when the person names none, into *endpoint: "usb:UDID" for the
+// one attached phone that trusts this computer; "" (the built-in sample device) only when
+// no daemon runs or no phone is attached, with *notice saying so. False with *failure
+// when phones are attached but none can be chosen (none trusted, several trusted).
+bool ChooseDefaultDevice(std::string* endpoint, std::string* notice, PhoneFailure* failure);
 
 // One export from a real phone: what to refuse before it, and how to explain its end.
 class PhoneExport {
  public:
   PhoneExport(bool contacts, const std::string& endpoint);
 
-  // False with *failure when the export cannot work: contact sync with a computer is off.
+  // False with *failure when the export cannot work: the phone is locked, or contact sync
+  // with a computer is off.
   bool Check(PhoneFailure* failure);
   // After GetData, whatever its result: the failure the phone caused, read from `device`
   // (a phone unplugged during a contact export can end it with 0 and the records so far).

@@ -1,21 +1,55 @@
+// The export's progress line: what it says and how it is drawn on a terminal.
 #include "Progress.h"
 
 #include <cstdio>
 
 namespace host {
+namespace {
 
-Progress::Progress(std::string noun, bool enabled)
-    : noun_(std::move(noun)), enabled_(enabled), start_(std::chrono::steady_clock::now()) {}
+// A rate over less time than this says nothing a person could use.
+const double kShortestRateSpan = 0.5;
+const double kKilo = 1000;
 
-void Progress::Record(size_t count) {
+std::string Bytes(double bytes) {
+  static const char* const kUnits[] = {"B", "kB", "MB", "GB"};
+  size_t unit = 0;
+  while (bytes >= kKilo && unit + 1 < sizeof kUnits / sizeof kUnits[0]) {
+    bytes /= kKilo;
+    ++unit;
+  }
+  char text[32];
+  std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, kUnits[unit]);
+  return text;
+}
+
+}  // namespace
+
+Progress::Progress(std::string noun, bool enabled) : noun_(std::move(noun)), enabled_(enabled) {}
+
+std::string Progress::Line(const ProgressFigures& figures, const std::string& noun) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.1f s", figures.seconds);
+  std::string line = text;
+  if (figures.bytes >= 0) {
+    line += "  " + Bytes(static_cast<double>(figures.bytes)) + " received";
+    if (figures.seconds >= kShortestRateSpan)
+      line += " (" + Bytes(static_cast<double>(figures.bytes) / figures.seconds) + "/s)";
+  }
+  if (figures.records > 0) {
+    line += "  " + std::to_string(figures.records) + " " + noun;
+    if (figures.recordSeconds >= kShortestRateSpan) {
+      std::snprintf(text, sizeof text, " (%.0f/s)",
+                    static_cast<double>(figures.records) / figures.recordSeconds);
+      line += text;
+    }
+  }
+  return line;
+}
+
+void Progress::Draw(const ProgressFigures& figures) {
   if (!enabled_) return;
-  const auto now = std::chrono::steady_clock::now();
-  if (drawn_ && now - last_ < std::chrono::milliseconds(100)) return;
-  last_ = now;
   drawn_ = true;
-  const double seconds = std::chrono::duration<double>(now - start_).count();
-  std::fprintf(stderr, "\r\033[Kreceived %zu %s (%.0f/s)", count, noun_.c_str(),
-               seconds > 0 ? static_cast<double>(count) / seconds : 0.0);
+  std::fprintf(stderr, "\r\033[K%s", Line(figures, noun_).c_str());
   std::fflush(stderr);
 }
 

@@ -1,3 +1,4 @@
+// Contacts as vCard 3.0 or 4.0: properties, escaping and folding.
 #include "VCardWriter.h"
 
 #include <algorithm>
@@ -20,6 +21,8 @@ struct VCardWriter::Line {
 namespace {
 
 constexpr size_t kMaxOctets = 75;
+// The device's standard label of an anniversary date, which vCard 4.0 has a property for.
+const char kAnniversaryLabel[] = "_$!<Anniversary>!$_";
 
 std::string Lower(std::string s) {
   for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -222,8 +225,10 @@ void VCardWriter::WriteField(const Field& field, int* group) {
       line.value = Escape(value);
       break;
     case QX::kFieldDate: {
-      line.name = "X-ABDATE";
-      labelled = !label.empty();
+      const bool anniversary = v4 && label == kAnniversaryLabel && !anniversaryWritten_;
+      anniversaryWritten_ = anniversaryWritten_ || anniversary;
+      line.name = anniversary ? "ANNIVERSARY" : "X-ABDATE";
+      labelled = !label.empty() && !anniversary;
       std::optional<CivilDate> date = ParseDeviceDate(value);
       line.value = date ? (v4 ? Date4(*date) : IsoDate(*date)) : Escape(value);
       break;
@@ -259,6 +264,7 @@ void VCardWriter::WriteAddress(const Address& address, int* group) {
 void VCardWriter::Write(const Contact& c) {
   const bool v4 = version_ == kVCard4;
   auto text = [](const Text& t) { return Escape(t.value_or("")); };
+  anniversaryWritten_ = false;
   out_ << "BEGIN:VCARD\r\n";
   out_ << (v4 ? "VERSION:4.0\r\n" : "VERSION:3.0\r\n");
   Emit({"",

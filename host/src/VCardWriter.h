@@ -40,6 +40,7 @@ class VCardWriter {
 
   std::ostream& out_;
   Version version_;
+  bool anniversaryWritten_ = false;  // vCard 4.0 allows one ANNIVERSARY per card
 };
 
 }  // namespace host

@@ -12,6 +12,8 @@
 #include "Dates.h"
 #include "Exporter.h"
 #include "NotesWriter.h"
+#include "Phones.h"
+#include "Progress.h"
 #include "QX/Contact.h"
 #include "QX/Notes.h"
 #include "Records.h"
@@ -121,6 +123,39 @@ TEST(NotesWriter, FileNamesAreSafeUniqueAndShort) {
   EXPECT_TRUE(utf8::is_valid(cut.begin(), cut.end()));
 }
 
+TEST(Udid, OneRuleForEveryCommand) {
+  const struct {
+    const char* endpoint;
+    bool malformed;
+  } kCases[] = {
+      {"usb", false},
+      {"unix:/tmp/x", false},
+      {"usb:00008110-000A1B2C3D4E5F60", false},
+      {"usb:0123456789abcdef0123456789ABCDEF01234567", false},
+      {"usb:1234", true},
+      {"usb:", true},
+      {"usb:00008110_000A1B2C3D4E5F60", true},
+      {"usb:00008110-000A1B2C3D4E5F6G", true},
+      {"usb:0123456789abcdef0123456789ABCDEF0123456", true},
+  };
+  for (const auto& c : kCases)
+    EXPECT_EQ(!MalformedUdidMessage(c.endpoint).empty(), c.malformed) << c.endpoint;
+}
+
+TEST(Progress, ShowsWhatIsKnownWithRatesOverTheTimeTheyCover) {
+  const struct {
+    ProgressFigures figures;
+    const char* line;
+  } kCases[] = {
+      {{0.2, -1, 0, 0}, "0.2 s"},
+      {{0.2, 300, 0, 0}, "0.2 s  300 B received"},
+      {{2.0, 3000000, 0, 0}, "2.0 s  3.0 MB received (1.5 MB/s)"},
+      {{10.0, -1, 500, 0.1}, "10.0 s  500 contacts"},
+      {{10.0, 1500, 500, 2.0}, "10.0 s  1.5 kB received (150 B/s)  500 contacts (250/s)"},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(Progress::Line(c.figures, "contacts"), c.line);
+}
+
 // A stand-in for the library: delivers three records, then behaves as the library does
 // when the host stops (contacts: the session closed; notes: done, the session open).
 int g_result = kVeldrakeOk;
@@ -164,7 +199,10 @@ TEST(Exporter, ClosesAfterEveryResultButAFailedConversationAndTellsAStopFromAFai
   for (const auto& c : kCases) {
     g_result = c.result;
     g_disconnects = 0;
-    Exporter exporter(library, c.kind, c.limit, false);
+    ExportSettings settings;
+    settings.kind = c.kind;
+    settings.limit = c.limit;
+    Exporter exporter(library, settings);
     const ExportOutcome outcome = exporter.Run(nullptr);
     SCOPED_TRACE(testing::Message() << "kind " << c.kind << " result " << c.result);
     EXPECT_EQ(exporter.count(), c.count);

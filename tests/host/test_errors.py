@@ -48,13 +48,16 @@ class Failures(unittest.TestCase):
             (['contacts', '--format', 'xml'], 2, 'xml'),
             (['notes', '--format', 'vcf'], 2, 'vcf'),
             ([], 2, 'subcommand'),
-            (['contacts', '--limit', '0'], 2, 'limit'),
+            (['export'], 2, "unknown command 'export': the commands are contacts, notes"),
+            (['contacts', '--limit', '0'], 2, '`--limit` must be at least 1'),
             (['pair', '--device', 'tcp:localhost:1'], 2, 'usb:UDID'),
             # No usbmux daemon answers the tests.
             (['devices'], 8, 'no usbmux daemon is running: start it'),
             (['contacts', '--device', 'usb'], 8, 'sudo apt-get install usbmuxd'),
-            (['notes', '--device', 'usb:1234'], 5, "usb:1234 is not a phone's UDID"),
         ]
+        # A malformed UDID: one rule, one message, one status for every command.
+        for command in ('contacts', 'notes', 'pair', 'enable-sync', 'doctor'):
+            cases.append(([command, '--device', 'usb:1234'], 2, "'1234' is not a phone's UDID"))
         for args, status, message in cases:
             with self.subTest(args=args):
                 self.assertFails(hosttest.veldrake(*args), status, message)

@@ -30,6 +30,8 @@ NO_NOTES_STORE = ['--no-notes-store']
 PENDING = ['--untrusted', '--trust-dialog', 'pending']
 DENIED = ['--untrusted', '--trust-dialog', 'deny']
 DETACH = ['--generate-contacts', '500', '--detach-after-bytes', '4000']
+SERVICE_TLS_FAILURE = ['--service-tls-failure']
+PLAIN_SERVICE = ['--no-service-tls']
 
 
 class Daemon:
@@ -96,10 +98,22 @@ class Faults(unittest.TestCase):
         (REFUSED, ['contacts', '--device', 'usb'], 14, 'refused to start its sync service'),
         (TLS_FAILURE, ['contacts', '--device', 'usb'], 15, 'secure connection'),
         (DETACH, ['contacts', '--device', 'usb'], 16, 'went away during the export'),
+        (['--generate-contacts', '2000', '--detach-after-bytes', '60000'],
+         ['contacts', '--device', 'usb'], 16, 'nothing was written'),
+        (['--generate-notes', '500', '--detach-after-bytes', '30000'],
+         ['notes', '--device', 'usb'], 16, 'went away during the export'),
         (PENDING, ['pair'], 17, 'tap Trust, then run `veldrake pair` again'),
         (DENIED, ['pair', '--device', 'usb'], 18, 'told not to trust this computer'),
         (SYNC_OFF, ['contacts', '--device', 'usb'], 19, '`veldrake enable-sync`'),
         (NO_NOTES_STORE, ['notes', '--device', 'usb'], 20, 'iCloud'),
+        # Without --device a phone that is there but cannot be used is an error, never
+        # a silent substitute.
+        (UNTRUSTED, ['contacts'], 12, 'run `veldrake pair`'),
+        (TWO_PHONES, ['contacts'], 10, 'choose one with --device usb:UDID'),
+        (LOCKED, ['contacts'], 13, 'locked with a passcode'),
+        # No phone or daemon: nothing is asked of it.
+        (None, ['pair'], 8, 'no usbmux daemon is running'),
+        (NO_PHONE, ['enable-sync'], 9, 'no phone is attached'),
     ]
 
     def test_each_fault_has_its_line_and_exit_status(self):
@@ -143,17 +157,17 @@ class Phones(unittest.TestCase):
             self.assertEqual((chosen.returncode, chosen.stdout), (0, expected), chosen.stderr)
             self.assertIn(udid, chosen.stderr)
 
-    def test_without_a_usable_phone_the_sample_device_is_exported_with_a_line_saying_why(self):
-        for source, why in ((None, 'no usbmux daemon'), (NO_PHONE, 'no phone attached'),
-                            (UNTRUSTED, 'trusts this computer'),
-                            (TWO_PHONES, '2 trusted phones')):
+    def test_without_a_daemon_or_phone_the_sample_device_is_exported_with_a_line_saying_why(self):
+        for source, args, why in ((None, [], 'no usbmux daemon'), (NO_PHONE, [], 'no phone attached'),
+                                  ([], ['--device', 'sample'], None)):
             with self.subTest(why=why), Daemon(source) as daemon:
-                run = daemon.veldrake('contacts', '-q')
+                run = daemon.veldrake('contacts', '-q', *args)
                 self.assertEqual(run.returncode, 0, run.stderr)
                 self.assertIn('BEGIN:VCARD', run.stdout)
-                self.assertEqual(len(run.stderr.splitlines()), 1, run.stderr)
-                self.assertIn(why, run.stderr)
-                self.assertIn('exporting the built-in sample device', run.stderr)
+                self.assertEqual(len(run.stderr.splitlines()), 1 if why else 0, run.stderr)
+                if why:
+                    self.assertIn(why, run.stderr)
+                    self.assertIn('exporting the built-in sample device', run.stderr)
 
     def test_pairing_waits_for_trust_then_the_phone_exports(self):
         with Daemon(PENDING) as daemon:
@@ -167,6 +181,9 @@ class Phones(unittest.TestCase):
             phone, = daemon.phones().values()
             self.assertEqual(phone['TRUSTED'], 'yes')
             self.assertEqual(daemon.veldrake('contacts', '--device', 'usb').returncode, 0)
+            again = daemon.veldrake('pair')
+            self.assertEqual(again.returncode, 0, again.stderr)
+            self.assertIn('already paired', again.stderr)
 
     def test_contact_sync_is_switched_on_only_when_asked(self):
         with Daemon(SYNC_OFF) as daemon:
@@ -189,6 +206,41 @@ class Phones(unittest.TestCase):
         self.assertEqual((run.returncode, run.stdout.strip()), (0, '[]'), run.stderr)
         self.assertIn('warning', run.stderr)
         self.assertIn('iCloud', run.stderr)
+
+
+class Doctor(unittest.TestCase):
+    # emulator options, exit status, the line that must be there
+    TABLE = [
+        (None, 8, '[FAIL] usbmux daemon running'),
+        (NO_PHONE, 9, '[FAIL] phone attached: no phone is attached'),
+        (TWO_PHONES, 10, '[FAIL] phone attached: several phones'),
+        (TWO_PHONES + ['--trusted-phones', '1'], 0, '[ok] an export would work'),
+        (UNTRUSTED, 12, '[FAIL] trusts this computer'),
+        (PENDING, 12, '[FAIL] trusts this computer'),
+        (DENIED, 12, '[FAIL] trusts this computer'),
+        (LOCKED, 13, 'locked with a passcode'),
+        (SYNC_OFF, 19, '[FAIL] contact sync with a computer: off'),
+        (REFUSED, 14, 'refused to start its sync service'),
+        # A phone whose session TLS fails is listed as not trusting us or fails at TLS:
+        # either way the remedy is to pair again.
+        (TLS_FAILURE, (12, 15), 'veldrake pair'),
+        (SERVICE_TLS_FAILURE, 15, 'secure connection'),
+        (DETACH, 16, 'went away'),
+        (PLAIN_SERVICE, 0, '[ok] the sync service starts (without TLS)'),
+        ([], 0, '[ok] the sync service starts (with TLS)'),
+        ([], 0, '[ok] contacts served: 2'),
+        (ICLOUD, 0, '[note] contacts served: none'),
+        (NO_NOTES_STORE, 0, '[note] notes store: none'),
+        ([], 0, '[ok] an export would work'),
+    ]
+
+    def test_each_condition_has_its_line_and_exit_status(self):
+        for source, status, line in self.TABLE:
+            with self.subTest(source=source, line=line), Daemon(source) as daemon:
+                run = daemon.veldrake('doctor')
+                self.assertIn(run.returncode, status if isinstance(status, tuple) else (status,),
+                              run.stdout + run.stderr)
+                self.assertIn(line, run.stdout)
 
 
 if __name__ == '__main__':

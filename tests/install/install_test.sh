@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the build into a temporary prefix, builds a small host against it with
-# find_package(Veldrake) and with pkg-config, runs both against an installed
+# find_package(Veldrake) (linking Veldrake::VeldrakeForMac alone) and with pkg-config, runs both against an installed
 # veldrake-devicesim, and runs the installed veldrake on its built-in device.
 # Arguments: BUILD_DIR SOURCE_DIR [EXTRA_CXX_FLAGS]
 set -euo pipefail
@@ -31,6 +31,12 @@ cmake --build "$work/consumer" >>"$work/consumer.log"
 pcdir=$(dirname "$(find "$prefix" -name veldrake.pc)")
 pc_flags=$(PKG_CONFIG_PATH=$pcdir pkg-config --cflags --libs veldrake)
 echo "pkg-config: $pc_flags"
+# The prefix is clean: nothing like lib/pkgconfig/../..//lib reaches a host's run path.
+for pc in veldrake veldrake-backup; do
+  paths=$(PKG_CONFIG_PATH=$pcdir pkg-config --cflags --libs "$pc")
+  [[ $paths == *"-L$prefix/lib"* && $paths != *..* && $paths != *//* ]] ||
+    { echo "unclean pkg-config paths in $pc: $paths"; exit 1; }
+done
 # shellcheck disable=SC2086
 g++ -std=c++17 $flags "$source/tests/install/consumer/main.cpp" $pc_flags -o "$work/consumer-pc"
 
@@ -48,7 +54,7 @@ for program in "$work/consumer/consumer" "$work/consumer-pc"; do
   devicesim_pid=
 done
 
-cards=$("$prefix/bin/veldrake" contacts --quiet | grep -c '^BEGIN:VCARD')
+cards=$("$prefix/bin/veldrake" contacts --device sample --quiet | grep -c '^BEGIN:VCARD')
 echo "installed veldrake exported $cards cards"
 [[ $cards -eq 17 ]]
 echo "install test passed"

@@ -1,0 +1,70 @@
+// Reads a backup's password from a file, the environment or the terminal without echo.
+#include "Password.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+namespace host {
+
+const char kPasswordVariable[] = "VELDRAKE_BACKUP_PASSWORD";
+
+namespace {
+
+const char kPrompt[] = "Backup password: ";
+
+void StripLineEnd(std::string* line) {
+  while (!line->empty() && (line->back() == '\n' || line->back() == '\r')) line->pop_back();
+}
+
+// The prompt on standard error, the answer from standard input with echo off.
+std::string Prompt() {
+  if (::isatty(STDIN_FILENO) != 1) return "";
+  termios saved{};
+  const bool terminal = ::tcgetattr(STDIN_FILENO, &saved) == 0;
+  if (terminal) {
+    termios quiet = saved;
+    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+  }
+  ssize_t ignored = ::write(STDERR_FILENO, kPrompt, sizeof kPrompt - 1);
+  std::string answer;
+  char c;
+  while (::read(STDIN_FILENO, &c, 1) == 1 && c != '\n') answer += c;
+  if (terminal) ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+  ignored = ::write(STDERR_FILENO, "\n", 1);
+  (void)ignored;
+  StripLineEnd(&answer);
+  return answer;
+}
+
+}  // namespace
+
+bool ReadPassword(const std::string& passwordFile, std::string* password, std::string* error) {
+  if (!passwordFile.empty()) {
+    std::ifstream in(passwordFile);
+    if (!in) {
+      *error = passwordFile + ": " + std::strerror(errno);
+      return false;
+    }
+    std::getline(in, *password);
+    StripLineEnd(password);
+    return true;
+  }
+  const char* variable = std::getenv(kPasswordVariable);
+  *password = variable != nullptr ? variable : Prompt();
+  return true;
+}
+
+void Forget(std::string* secret) {
+  volatile char* bytes = &(*secret)[0];
+  for (size_t i = 0; i < secret->size(); ++i) bytes[i] = '\0';
+  secret->clear();
+}
+
+}  // namespace host

@@ -1,0 +1,70 @@
+// POSIX file helpers.
+#include "FileIo.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <vector>
+
+namespace veldrake::backup {
+namespace {
+
+constexpr size_t kCopyChunk = 1 << 20;
+
+}  // namespace
+
+Fd::~Fd() {
+  if (fd_ >= 0) close(fd_);
+}
+
+int CreatePrivateFile(const std::string& path) {
+  return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+}
+
+bool WriteAll(int fd, const void* data, size_t size) {
+  const char* at = static_cast<const char*>(data);
+  while (size > 0) {
+    const ssize_t n = write(fd, at, size);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    at += n;
+    size -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+ssize_t ReadFull(int fd, void* data, size_t size) {
+  char* at = static_cast<char*>(data);
+  size_t got = 0;
+  while (got < size) {
+    const ssize_t n = read(fd, at + got, size - got);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return -1;
+    if (n == 0) break;
+    got += static_cast<size_t>(n);
+  }
+  return static_cast<ssize_t>(got);
+}
+
+bool CopyToPrivateFile(const std::string& from, const std::string& to) {
+  Fd in(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  if (in.get() < 0) return false;
+  Fd out(CreatePrivateFile(to));
+  if (out.get() < 0) return false;
+  std::vector<char> buffer(kCopyChunk);
+  for (;;) {
+    const ssize_t got = ReadFull(in.get(), buffer.data(), buffer.size());
+    if (got < 0) return false;
+    if (got > 0 && !WriteAll(out.get(), buffer.data(), static_cast<size_t>(got))) return false;
+    if (static_cast<size_t>(got) < buffer.size()) return true;
+  }
+}
+
+bool IsPlainFile(const std::string& path) {
+  struct stat st;
+  return lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+}  // namespace veldrake::backup

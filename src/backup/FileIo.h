@@ -1,0 +1,43 @@
+// FileIo: the few POSIX file operations the backup layer needs, retried on EINTR, and the
+// private copies it makes (mode 0600, never over an existing file, never through a link).
+//
+// Thread contract: pure functions and one-owner objects; any thread.
+#ifndef VELDRAKE_BACKUP_FILEIO_H_
+#define VELDRAKE_BACKUP_FILEIO_H_
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <string>
+
+namespace veldrake::backup {
+
+// Owns one file descriptor (-1: none).
+class Fd {
+ public:
+  explicit Fd(int fd) : fd_(fd) {}
+  ~Fd();
+  Fd(const Fd&) = delete;
+  Fd& operator=(const Fd&) = delete;
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+// A new private file for writing: O_CREAT | O_EXCL | O_NOFOLLOW, mode 0600.
+int CreatePrivateFile(const std::string& path);
+
+bool WriteAll(int fd, const void* data, size_t size);
+// Up to `size` bytes, fewer only at the end of the file; -1 on an error.
+ssize_t ReadFull(int fd, void* data, size_t size);
+
+// Copies the regular file `from` into a new private file `to`; false on any failure.
+bool CopyToPrivateFile(const std::string& from, const std::string& to);
+
+// True when `path` is a regular file, not reached through a symbolic link at its last step.
+bool IsPlainFile(const std::string& path);
+
+}  // namespace veldrake::backup
+
+#endif  // VELDRAKE_BACKUP_FILEIO_H_

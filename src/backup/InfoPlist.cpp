@@ -1,0 +1,58 @@
+// Info.plist through libplist's XML reader.
+#include "InfoPlist.h"
+
+#include <plist/plist.h>
+
+#include <memory>
+
+#include "BackupFolder.h"
+#include "prop/mg_gmtime64_s.h"
+
+namespace veldrake::backup {
+namespace {
+
+// Info.plist carries the phone's installed applications too, but no icons.
+constexpr size_t kInfoLimit = 16u << 20;
+
+struct PlistFree {
+  void operator()(plist_t node) const { plist_free(node); }
+};
+
+std::string String(plist_t dict, const char* key) {
+  plist_t node = plist_dict_get_item(dict, key);
+  if (node == nullptr || plist_get_node_type(node) != PLIST_STRING) return "";
+  char* value = nullptr;
+  plist_get_string_val(node, &value);
+  std::string text = value != nullptr ? value : "";
+  free(value);
+  return text;
+}
+
+// The first of two keys that holds a text.
+std::string Either(plist_t dict, const char* key, const char* other) {
+  std::string text = String(dict, key);
+  return text.empty() ? String(dict, other) : text;
+}
+
+}  // namespace
+
+bool ReadInfoPlist(const std::string& path, InfoValues* out) {
+  std::string xml;
+  if (!ReadSmallFile(path, kInfoLimit, &xml) || xml.size() > UINT32_MAX) return false;
+  plist_t raw = nullptr;
+  plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &raw);
+  std::unique_ptr<void, PlistFree> root(raw);
+  if (!root || plist_get_node_type(raw) != PLIST_DICT) return false;
+  out->udid = Either(raw, "Unique Identifier", "Target Identifier");
+  out->name = Either(raw, "Device Name", "Display Name");
+  out->version = String(raw, "Product Version");
+  plist_t date = plist_dict_get_item(raw, "Last Backup Date");
+  if (date != nullptr && plist_get_node_type(date) == PLIST_DATE) {
+    int32_t seconds = 0, micros = 0;
+    plist_get_date_val(date, &seconds, &micros);
+    out->date = static_cast<int64_t>(seconds) + static_cast<int64_t>(kSecondsFrom1970To2001);
+  }
+  return true;
+}
+
+}  // namespace veldrake::backup

@@ -1,0 +1,24 @@
+// NotesRoute: which of the backup's two note stores holds the notes, opened and handed to
+// the note side (BackupNotes.h): the modern NoteStore.sqlite when the backup has one,
+// otherwise the legacy notes.sqlite of phones before iOS 9.
+//
+// Thread contract: the caller's thread.
+#ifndef VELDRAKE_BACKUP_NOTESROUTE_H_
+#define VELDRAKE_BACKUP_NOTESROUTE_H_
+
+#include <string>
+
+#include "Warnings.h"
+#include "veldrake/RecordCallback.h"
+
+namespace veldrake::backup {
+
+class OpenedBackup;
+
+// A VeldrakeBackupResult; kVeldrakeBackupStoreMissing when neither store is there.
+int DeliverBackupNotes(OpenedBackup& backup, VeldrakeRecordCallback callback,
+                       const Warnings& warnings, std::string* message);
+
+}  // namespace veldrake::backup
+
+#endif  // VELDRAKE_BACKUP_NOTESROUTE_H_

@@ -1,0 +1,94 @@
+"""veldrake on a phone's backup written by veldrake-devicesim --write-backup: the same
+records as the sync route, every way to give the password (and none leaking), the list
+of backups, and each backup failure's status."""
+import json
+import os
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+import hosttest
+
+DEMO = os.path.join(hosttest.SAMPLES, 'vcards', 'veldrake_demo.vcf')
+NOTES = os.path.join(hosttest.SAMPLES, 'notes.json')
+SOURCE = ['--contacts', DEMO, '--notes', NOTES]
+SECRET = 'correct horse battery'
+FAST_KEYS = ['--backup-iterations', '10', '--backup-sha1-iterations', '10']
+
+
+class Backups(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.mkdtemp(prefix='veldrake-backups-')
+        cls.secret = os.path.join(cls.folder, 'secret.txt')
+        with open(cls.secret, 'w') as out:
+            out.write(SECRET + '\n')
+        cls.plain = os.path.join(cls.folder, 'plain')
+        cls.locked = os.path.join(cls.folder, 'locked')
+        for folder, extra in ((cls.plain, []), (cls.locked, ['--password-file', cls.secret])):
+            subprocess.run([hosttest.DEVICESIM, *SOURCE, '--write-backup', folder, *FAST_KEYS,
+                            *extra], check=True, capture_output=True, env=hosttest.ENV,
+                           timeout=hosttest.TIMEOUT)
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(cls.folder)
+
+    def run_veldrake(self, *args, password=None):
+        env = dict(hosttest.ENV)
+        env.pop('VELDRAKE_BACKUP_PASSWORD', None)
+        if password is not None:
+            env['VELDRAKE_BACKUP_PASSWORD'] = password
+        run = hosttest.veldrake(*args, env=env)
+        self.assertNotIn(SECRET, run.stdout + run.stderr)
+        return run
+
+    def test_a_backup_gives_what_the_phone_sends(self):
+        for kind, fmt in (('contacts', 'json'), ('notes', 'json'), ('contacts', 'vcf')):
+            with self.subTest(kind=kind, fmt=fmt):
+                synced = hosttest.export(kind, SOURCE, '--format', fmt)
+                for args, password in (([self.plain], None),
+                                       ([self.locked, '--password-file', self.secret], None),
+                                       ([self.locked], SECRET)):
+                    run = self.run_veldrake(kind, '--format', fmt, '-q', '--backup', *args,
+                                            password=password)
+                    self.assertEqual(run.returncode, 0, run.stderr)
+                    if fmt == 'json':
+                        self.assertEqual(json.loads(run.stdout), json.loads(synced))
+                    else:
+                        self.assertEqual(run.stdout, synced)
+
+    def test_each_backup_failure_has_its_status(self):
+        wrong = os.path.join(self.folder, 'wrong.txt')
+        with open(wrong, 'w') as out:
+            out.write('not it\n')
+        cases = [
+            (['contacts', '--backup', self.folder + '/nothing'], None, 21),
+            (['contacts', '--backup', hosttest.SAMPLES], None, 21),
+            (['notes', '--backup', self.locked], None, 22),
+            (['notes', '--backup', self.locked, '--password-file', wrong], None, 23),
+            (['contacts', '--backup', self.locked], 'not it', 23),
+            (['contacts', '--backup', self.plain, '--device', 'usb'], None, 2),
+        ]
+        for args, password, status in cases:
+            with self.subTest(args=args):
+                run = self.run_veldrake(*args, password=password)
+                self.assertEqual(run.returncode, status, run.stderr)
+                self.assertEqual(run.stdout, '')
+
+    def test_backups_are_listed(self):
+        run = self.run_veldrake('backups', self.plain)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        header, row = run.stdout.splitlines()
+        self.assertEqual(header.split()[:3], ['UDID', 'NAME', 'VERSION'])
+        self.assertTrue(row.startswith('00008110-000A1B2C3D4E5F60'), row)
+        self.assertTrue(row.rstrip().endswith('no'), row)
+        locked = self.run_veldrake('backups', self.locked).stdout.splitlines()[1]
+        self.assertTrue(locked.rstrip().endswith('yes'), locked)
+        doctor = self.run_veldrake('doctor', '--backup', self.locked)
+        self.assertIn('complete, encrypted', doctor.stdout)
+
+
+if __name__ == '__main__':
+    unittest.main()
