@@ -57,6 +57,12 @@ std::string NotesQuery(sqlite3* db, int* failure) {
   return sql + " ORDER BY n.Z_PK";
 }
 
+std::string SizeText(size_t bytes) {
+  constexpr size_t kMiB = size_t{1} << 20;
+  if (bytes % kMiB == 0) return std::to_string(bytes / kMiB) + " MiB";
+  return std::to_string(bytes) + " bytes";
+}
+
 // One row: delivered, skipped with a warning, or the callback's stop.
 int DeliverRow(sqlite3_stmt* row, VeldrakeRecordCallback callback, const Warnings& warnings,
                size_t bodyCap) {
@@ -77,8 +83,8 @@ int DeliverRow(sqlite3_stmt* row, VeldrakeRecordCallback callback, const Warning
         InflateNoteBody(static_cast<const uint8_t*>(blob), bytes, bodyCap, &inflated);
     NoteBody body;
     if (status == Inflated::kTooLarge) {
-      warnings.Say(NoteName(id, storedTitle) + " has a body larger than " +
-                   std::to_string(bodyCap >> 20) + " MiB once inflated; skipped");
+      warnings.Say(NoteName(id, storedTitle) + " has a body larger than " + SizeText(bodyCap) +
+                   " once inflated; skipped");
       return kVeldrakeBackupOk;
     }
     if (status != Inflated::kOk ||
