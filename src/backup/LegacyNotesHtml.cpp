@@ -85,10 +85,11 @@ class HtmlLines {
  public:
   void Text(const std::string& text) {
     for (char c : text) {
-      if (c == '\n' || c == '\r' || c == '\t') c = ' ';
-      if (c == ' ' && line_.empty() && !started_) continue;  // leading blanks of a block
+      // Line breaks in the source are layout, not text: the editor wrote lines as blocks.
+      // Spaces and tabs the person typed stay as they are.
+      if (c == '\r' || (c == '\n' && !started_)) continue;
       Start();
-      line_ += c;
+      line_ += c == '\n' ? ' ' : c;
     }
   }
   void Tag(const std::string& tag);

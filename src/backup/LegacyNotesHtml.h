@@ -4,8 +4,10 @@
 // level), links as [text](url) and images or embedded objects as "[attachment]".
 //
 // Blocks (div, p, li, headings, ...) and <br> end lines; other tags are dropped, the
-// common entities and numeric references decoded. The HTML is untrusted: the reader is a
-// single forward pass with bounded look-ahead, whatever the nesting. One thread.
+// common entities and numeric references decoded. Spaces are kept as typed (the old
+// editor wrote what the person typed); line breaks in the source are not text. The HTML is
+// untrusted: the reader is a single forward pass with bounded look-ahead, whatever the nesting. One
+// thread.
 #ifndef VELDRAKE_BACKUP_LEGACYNOTESHTML_H_
 #define VELDRAKE_BACKUP_LEGACYNOTESHTML_H_
 

@@ -24,7 +24,7 @@ TEST(NoteHtml, RendersLegacyBodies) {
       {"T<div><img src=\"x.jpg\"></div>", "T", "[attachment]"},
       {"T<br>&#233;&#x1F600;&bogus;&#0;&", "T", "\xC3\xA9\xF0\x9F\x98\x80&bogus;\xEF\xBF\xBD&"},
       {"<head><title>x</title><style>p{}</style></head>T<br>x", "T", "x"},
-      {"T<!-- <br> hidden --><br>\n  spaced\ttext", "T", "spaced text"},
+      {"T<!-- <br> hidden --><br>\r\n  spaced\ttext\nwrapped", "T", "  spaced\ttext wrapped"},
       {"T<br>abc<div", "T", "abc"},
       {"", "", ""},
       // Ten levels deep: indented as the eighth, the deepest we indent.
