@@ -28,7 +28,8 @@ void RenderBody(const uint8_t* data, size_t size) {
   NoteBody body;
   if (!ParseNoteBody(data, size, &body)) return;
   std::string title, content;
-  RenderNoteBody(body, &title, &content);
+  if (!RenderNoteBody(body, kFuzzCap, &title, &content)) return;
+  Require(content.size() <= kFuzzCap);
   Require(title.find('\n') == std::string::npos);
   // Without runs (and so without attachments' placeholders) the text comes back as stored,
   // bytes that are not UTF-8 replaced and NULs dropped.

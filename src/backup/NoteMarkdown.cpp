@@ -1,9 +1,9 @@
-// Splits the text into pieces of one run each, then lines, then renders every line.
+// Renders as it walks the text: one line is built at a time, so what is held beside the
+// body is the output and one line, whatever the runs and lines of a crafted body.
 #include "NoteMarkdown.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <vector>
 
 #include "NoteText.h"
 
@@ -15,15 +15,6 @@ constexpr char32_t kObjectReplacement = 0xFFFC;
 constexpr int32_t kMaxIndent = 8;  // deeper levels render at this one
 const char kIndentUnit[] = "    ";
 const char kFence[] = "```";
-
-enum class PieceKind { kText, kNewline, kAttachment };
-
-// Consecutive characters of one run, or one newline, or one attachment character.
-struct Piece {
-  PieceKind kind = PieceKind::kText;
-  size_t run = kNoRun;
-  std::string text;
-};
 
 // Walks the runs by UTF-16 position: the run covering the unit at `position`.
 class RunCursor {
@@ -44,93 +35,6 @@ class RunCursor {
   size_t index_ = 0;
   uint64_t end_ = 0;
 };
-
-std::vector<Piece> SplitPieces(const NoteBody& body) {
-  std::vector<Piece> pieces;
-  RunCursor cursor(body.runs);
-  uint64_t position = 0;
-  size_t at = 0;
-  while (at < body.text.size()) {
-    const DecodedChar c = DecodeUtf8(body.text, at);
-    at += c.bytes;
-    const size_t run = cursor.At(position);
-    position += c.point > 0xFFFF ? 2 : 1;
-    if (c.point == 0) continue;  // a NUL would end the record's text early
-    PieceKind kind = PieceKind::kText;
-    if (c.point == U'\n') kind = PieceKind::kNewline;
-    if (c.point == kObjectReplacement) kind = PieceKind::kAttachment;
-    if (kind != PieceKind::kText || pieces.empty() || pieces.back().kind != PieceKind::kText ||
-        pieces.back().run != run) {
-      pieces.push_back(Piece{kind, run, {}});
-    }
-    if (kind == PieceKind::kText) AppendUtf8(c.point, &pieces.back().text);
-  }
-  return pieces;
-}
-
-// One line: pieces [first, last) and the run that gives it its paragraph style.
-struct Line {
-  size_t first = 0, last = 0;
-  size_t styleRun = kNoRun;
-};
-
-std::vector<Line> SplitLines(const std::vector<Piece>& pieces) {
-  std::vector<Line> lines;
-  size_t start = 0;
-  for (size_t i = 0; i <= pieces.size(); ++i) {
-    const bool end = i == pieces.size();
-    if (!end && pieces[i].kind != PieceKind::kNewline) continue;
-    Line line{start, i, kNoRun};
-    if (start < i)
-      line.styleRun = pieces[start].run;
-    else if (!end)
-      line.styleRun = pieces[i].run;
-    lines.push_back(line);
-    start = i + 1;
-  }
-  return lines;
-}
-
-std::string AttachmentText(const NoteRun* run) {
-  if (run == nullptr || run->attachmentType.empty()) return "[attachment]";
-  return "[attachment: " + run->attachmentType + "]";
-}
-
-std::string LinkTarget(const std::string& link) {
-  if (link.find_first_of(" ()<>") == std::string::npos) return link;
-  return "<" + link + ">";
-}
-
-// Renders line's pieces: text as is, links as [text](url), attachments as placeholders.
-// `plain` keeps only the text (titles, monospaced blocks).
-std::string RenderInline(const NoteBody& body, const std::vector<Piece>& pieces, const Line& line,
-                         bool plain) {
-  std::string out;
-  const auto runOf = [&](size_t i) -> const NoteRun* {
-    return pieces[i].run == kNoRun ? nullptr : &body.runs[pieces[i].run];
-  };
-  size_t i = line.first;
-  while (i < line.last) {
-    const NoteRun* run = runOf(i);
-    if (pieces[i].kind == PieceKind::kAttachment) {
-      if (!plain) out += AttachmentText(run);
-      ++i;
-      continue;
-    }
-    if (plain || run == nullptr || run->link.empty()) {
-      out += pieces[i++].text;
-      continue;
-    }
-    const std::string& link = run->link;
-    out += '[';
-    while (i < line.last && pieces[i].kind == PieceKind::kText && runOf(i) != nullptr &&
-           runOf(i)->link == link) {
-      out += pieces[i++].text;
-    }
-    out += "](" + LinkTarget(link) + ")";
-  }
-  return out;
-}
 
 // Per-level counters of numbered items, reset whenever a list is left.
 class ListCounters {
@@ -167,36 +71,124 @@ std::string HeadingPrefix(int32_t paragraph) {
   return "";
 }
 
+std::string LinkTarget(const std::string& link) {
+  if (link.find_first_of(" ()<>") == std::string::npos) return link;
+  return "<" + link + ">";
+}
+
+class Renderer {
+ public:
+  Renderer(const NoteBody& body, size_t limit, std::string* title, std::string* content)
+      : body_(body), limit_(limit), title_(title), content_(content) {
+    title_->clear();
+    content_->clear();
+  }
+
+  // One character of the text and the run it belongs to; false past the limit.
+  bool Add(char32_t point, size_t run) {
+    if (point == U'\n') return EndLine(run);
+    if (!started_) StartLine(run);
+    const NoteRun* look = Look(run);
+    if (point == kObjectReplacement) {
+      CloseLink();
+      if (!plain_) line_ += AttachmentText(look);
+    } else {
+      const std::string& link = plain_ || look == nullptr ? Strings(0) : Strings(look->link);
+      if (&link != openLink_ &&
+          link != *openLink_) {  // the address first: no text compare per character
+        CloseLink();
+        if (!link.empty()) line_ += '[';
+        openLink_ = &link;
+      }
+      AppendUtf8(point, &line_);
+    }
+    return content_->size() + line_.size() <= limit_;
+  }
+
+  bool Finish() {
+    if (!EndLine(kNoRun)) return false;
+    if (fenced_) Emit(kFence);
+    return content_->size() <= limit_;
+  }
+
+ private:
+  const NoteRun* Look(size_t run) const { return run == kNoRun ? nullptr : &body_.runs[run]; }
+  const std::string& Strings(uint32_t index) const { return body_.strings[index]; }
+
+  std::string AttachmentText(const NoteRun* run) const {
+    if (run == nullptr || run->attachmentType == 0) return "[attachment]";
+    return "[attachment: " + Strings(run->attachmentType) + "]";
+  }
+
+  // The first character of a line decides its look: its run's paragraph style.
+  void StartLine(size_t run) {
+    started_ = true;
+    styleRun_ = run;
+    const NoteRun* look = Look(run);
+    mono_ = look != nullptr && look->paragraph == kParagraphMonospaced;
+    plain_ = lines_ == 0 || mono_;
+  }
+
+  void CloseLink() {
+    if (!openLink_->empty()) line_ += "](" + LinkTarget(*openLink_) + ")";
+    openLink_ = &Strings(0);
+  }
+
+  void Emit(const std::string& line) {
+    if (emitted_++ != 0) *content_ += '\n';
+    *content_ += line;
+  }
+
+  // Ends the current line at a newline of run `run` (or at the end, kNoRun).
+  bool EndLine(size_t run) {
+    if (!started_) StartLine(run);  // an empty line takes the newline's style
+    CloseLink();
+    if (lines_++ == 0) {
+      title_->swap(line_);
+    } else {
+      const NoteRun* look = Look(styleRun_);
+      if (mono_ != fenced_) Emit(kFence);
+      fenced_ = mono_;
+      if (look == nullptr || mono_ || line_.empty() || !IsListItem(*look)) {
+        counters_.Reset();
+        if (look != nullptr && !mono_ && !line_.empty())
+          line_.insert(0, HeadingPrefix(look->paragraph));
+      } else {
+        line_.insert(0, counters_.Prefix(*look));
+      }
+      Emit(line_);
+    }
+    line_.clear();
+    started_ = false;
+    return content_->size() <= limit_;
+  }
+
+  const NoteBody& body_;
+  const size_t limit_;
+  std::string* title_;
+  std::string* content_;
+  std::string line_;
+  const std::string* openLink_ = &body_.strings[0];
+  size_t lines_ = 0, emitted_ = 0, styleRun_ = kNoRun;
+  bool started_ = false, mono_ = false, plain_ = true, fenced_ = false;
+  ListCounters counters_;
+};
+
 }  // namespace
 
-void RenderNoteBody(const NoteBody& body, std::string* title, std::string* content) {
-  const std::vector<Piece> pieces = SplitPieces(body);
-  const std::vector<Line> lines = SplitLines(pieces);
-  *title = RenderInline(body, pieces, lines.front(), true);
-  std::vector<std::string> out;
-  ListCounters counters;
-  bool fenced = false;
-  for (size_t n = 1; n < lines.size(); ++n) {
-    const Line& line = lines[n];
-    const NoteRun* run = line.styleRun == kNoRun ? nullptr : &body.runs[line.styleRun];
-    const bool mono = run != nullptr && run->paragraph == kParagraphMonospaced;
-    if (mono != fenced) out.push_back(kFence);
-    fenced = mono;
-    std::string text = RenderInline(body, pieces, line, mono);
-    if (run == nullptr || mono || text.empty() || !IsListItem(*run)) {
-      counters.Reset();
-      if (run != nullptr && !mono && !text.empty()) text = HeadingPrefix(run->paragraph) + text;
-    } else {
-      text = counters.Prefix(*run) + text;
-    }
-    out.push_back(std::move(text));
+bool RenderNoteBody(const NoteBody& body, size_t limit, std::string* title, std::string* content) {
+  Renderer renderer(body, limit, title, content);
+  RunCursor cursor(body.runs);
+  uint64_t position = 0;
+  for (size_t at = 0; at < body.text.size();) {
+    const DecodedChar c = DecodeUtf8(body.text, at);
+    at += c.bytes;
+    const size_t run = cursor.At(position);
+    position += c.point > 0xFFFF ? 2 : 1;
+    // A NUL would end the record's text early.
+    if (c.point != 0 && !renderer.Add(c.point, run)) return false;
   }
-  if (fenced) out.push_back(kFence);
-  content->clear();
-  for (size_t i = 0; i < out.size(); ++i) {
-    if (i != 0) *content += '\n';
-    *content += out[i];
-  }
+  return renderer.Finish();
 }
 
 }  // namespace veldrake::backup

@@ -19,8 +19,10 @@
 
 namespace veldrake::backup {
 
-// The body's title (its first line, plain) and the rest of it rendered.
-void RenderNoteBody(const NoteBody& body, std::string* title, std::string* content);
+// The body's title (its first line, plain) and the rest of it rendered; false (with both
+// unspecified) when the rendered content would pass `limit` bytes, which bounds what
+// markup a crafted body of many short styled lines can make us write.
+bool RenderNoteBody(const NoteBody& body, size_t limit, std::string* title, std::string* content);
 
 }  // namespace veldrake::backup
 

@@ -132,19 +132,33 @@ bool ParseParagraph(Reader message, NoteRun* run) {
   });
 }
 
-bool ParseAttachment(Reader message, NoteRun* run) {
-  run->attachment = true;
-  return EachField(message, [run](uint32_t field, uint32_t wire, Reader& r) {
+// The index of `text` in `strings`: the last entry when it repeats it, else a new one.
+uint32_t Intern(std::vector<std::string>* strings, std::string text) {
+  if (text.empty()) return 0;
+  if (text != strings->back()) strings->push_back(std::move(text));
+  return static_cast<uint32_t>(strings->size() - 1);
+}
+
+// A run as read, its texts still its own until the run is known to be kept.
+struct ReadRun {
+  NoteRun run;
+  std::string link, type;
+};
+
+bool ParseAttachment(Reader message, ReadRun* read) {
+  read->run.attachment = true;
+  return EachField(message, [read](uint32_t field, uint32_t wire, Reader& r) {
     Reader inner(nullptr, nullptr);
     if (field != kAttachmentType || wire != kLengthDelimited) return r.Skip(wire);
     if (!r.Bytes(&inner)) return false;
-    run->attachmentType = inner.Text();
+    read->type = inner.Text();
     return true;
   });
 }
 
-bool ParseRun(Reader message, NoteRun* run) {
-  return EachField(message, [run](uint32_t field, uint32_t wire, Reader& r) {
+bool ParseRun(Reader message, ReadRun* read) {
+  NoteRun* run = &read->run;
+  return EachField(message, [run, read](uint32_t field, uint32_t wire, Reader& r) {
     Reader inner(nullptr, nullptr);
     int32_t length = 0;
     if (field == kRunLength) {
@@ -155,8 +169,8 @@ bool ParseRun(Reader message, NoteRun* run) {
     if (wire != kLengthDelimited) return r.Skip(wire);
     if (!r.Bytes(&inner)) return false;
     if (field == kRunParagraph) return ParseParagraph(inner, run);
-    if (field == kRunAttachment) return ParseAttachment(inner, run);
-    if (field == kRunLink) run->link = inner.Text();
+    if (field == kRunAttachment) return ParseAttachment(inner, read);
+    if (field == kRunLink) read->link = inner.Text();
     return true;
   });
 }
@@ -168,8 +182,13 @@ bool ParseNote(Reader message, NoteBody* body) {
     if (!r.Bytes(&inner)) return false;
     if (field == kNoteText) body->text = inner.Text();
     if (field != kNoteRun) return true;
-    body->runs.emplace_back();
-    return ParseRun(inner, &body->runs.back());
+    ReadRun read;
+    if (!ParseRun(inner, &read)) return false;
+    if (read.run.length == 0 || body->runs.size() >= kMaxNoteRuns) return true;
+    read.run.link = Intern(&body->strings, std::move(read.link));
+    read.run.attachmentType = Intern(&body->strings, std::move(read.type));
+    body->runs.push_back(read.run);
+    return true;
   });
 }
 
@@ -188,8 +207,7 @@ bool Submessage(Reader message, uint32_t wanted, Reader* out) {
 }  // namespace
 
 bool ParseNoteBody(const uint8_t* data, size_t size, NoteBody* body) {
-  body->text.clear();
-  body->runs.clear();
+  *body = NoteBody();
   Reader document(nullptr, nullptr), note(nullptr, nullptr);
   if (data == nullptr) return false;
   if (!Submessage(Reader(data, data + size), kStoreDocument, &document)) return false;

@@ -28,21 +28,29 @@ enum NoteParagraph : int32_t {
   kParagraphChecklist = 103,
 };
 
-// One attribute run: `length` UTF-16 code units of the text and how they look.
+// One attribute run: `length` UTF-16 code units of the text and how they look. Kept
+// small, since a hostile body may hold a run every few bytes.
 struct NoteRun {
   uint64_t length = 0;
   int32_t paragraph = kParagraphBody;
   int32_t indent = 0;
-  bool checklist = false;  // the paragraph is a checklist item
-  bool done = false;       // ... and it is ticked
-  std::string link;        // empty: not a link
-  bool attachment = false;
-  std::string attachmentType;  // the attachment's type identifier, may be empty
+  bool checklist = false;       // the paragraph is a checklist item
+  bool done = false;            // ... and it is ticked
+  bool attachment = false;      // the run is an attachment's U+FFFC
+  uint32_t link = 0;            // the link's index in NoteBody::strings; 0: not a link
+  uint32_t attachmentType = 0;  // the attachment's type identifier, the same way
 };
 
+// Runs past this many are ignored (their text stays, its look is dropped): far more than
+// any note a person writes, and it bounds what a crafted body can make us hold.
+constexpr size_t kMaxNoteRuns = size_t{1} << 20;
+
 struct NoteBody {
-  std::string text;  // UTF-8 as stored (not validated here)
-  std::vector<NoteRun> runs;
+  std::string text;           // UTF-8 as stored (not validated here)
+  std::vector<NoteRun> runs;  // runs of length 0 are left out
+  // The links' and types' texts; [0] is the empty "none", and a run repeating its
+  // predecessor's text shares its entry.
+  std::vector<std::string> strings{std::string()};
 };
 
 // Fills `body` from the NoteStoreProto message in `data`; false when the bytes are not a

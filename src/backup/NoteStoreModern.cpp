@@ -63,6 +63,24 @@ std::string SizeText(size_t bytes) {
   return std::to_string(bytes) + " bytes";
 }
 
+enum class BodyRead { kOk, kTooLarge, kDamaged };
+
+// Inflates, parses and renders one body; the rendered text is held to the same cap as
+// the inflated bytes.
+BodyRead ReadBody(const void* blob, size_t bytes, size_t cap, std::string* title,
+                  std::string* content) {
+  std::string inflated;
+  const Inflated status = InflateNoteBody(static_cast<const uint8_t*>(blob), bytes, cap, &inflated);
+  if (status == Inflated::kTooLarge) return BodyRead::kTooLarge;
+  NoteBody body;
+  if (status != Inflated::kOk ||
+      !ParseNoteBody(reinterpret_cast<const uint8_t*>(inflated.data()), inflated.size(), &body)) {
+    return BodyRead::kDamaged;
+  }
+  inflated = std::string();  // the parsed body holds the text now
+  return RenderNoteBody(body, cap, title, content) ? BodyRead::kOk : BodyRead::kTooLarge;
+}
+
 // One row: delivered, skipped with a warning, or the callback's stop.
 int DeliverRow(sqlite3_stmt* row, VeldrakeRecordCallback callback, const Warnings& warnings,
                size_t bodyCap) {
@@ -76,24 +94,16 @@ int DeliverRow(sqlite3_stmt* row, VeldrakeRecordCallback callback, const Warning
   if (date == -1) date = ColumnDate(row, kCreated);
   std::string title, content;
   const void* blob = sqlite3_column_blob(row, kData);
-  if (blob != nullptr) {
-    std::string inflated;
-    const auto bytes = static_cast<size_t>(sqlite3_column_bytes(row, kData));
-    const Inflated status =
-        InflateNoteBody(static_cast<const uint8_t*>(blob), bytes, bodyCap, &inflated);
-    NoteBody body;
-    if (status == Inflated::kTooLarge) {
-      warnings.Say(NoteName(id, storedTitle) + " has a body larger than " + SizeText(bodyCap) +
-                   " once inflated; skipped");
-      return kVeldrakeBackupOk;
-    }
-    if (status != Inflated::kOk ||
-        !ParseNoteBody(reinterpret_cast<const uint8_t*>(inflated.data()), inflated.size(), &body)) {
-      warnings.Say(NoteName(id, storedTitle) + " has a damaged body; skipped");
-      return kVeldrakeBackupOk;
-    }
-    inflated = std::string();  // the parsed body holds the text now
-    RenderNoteBody(body, &title, &content);
+  const auto bytes = static_cast<size_t>(sqlite3_column_bytes(row, kData));
+  const BodyRead read =
+      blob == nullptr ? BodyRead::kOk : ReadBody(blob, bytes, bodyCap, &title, &content);
+  if (read == BodyRead::kTooLarge) {
+    warnings.Say(NoteName(id, storedTitle) + " is larger than " + SizeText(bodyCap) + "; skipped");
+    return kVeldrakeBackupOk;
+  }
+  if (read == BodyRead::kDamaged) {
+    warnings.Say(NoteName(id, storedTitle) + " has a damaged body; skipped");
+    return kVeldrakeBackupOk;
   }
   return LendNote(callback, storedTitle.empty() ? title : storedTitle, content, date);
 }

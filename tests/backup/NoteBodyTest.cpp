@@ -28,7 +28,7 @@ std::pair<std::string, std::string> Render(const std::vector<Run>& runs) {
   NoteBody body;
   EXPECT_TRUE(Parse(notefix::EncodeNote(runs), &body));
   std::pair<std::string, std::string> out;
-  RenderNoteBody(body, &out.first, &out.second);
+  EXPECT_TRUE(RenderNoteBody(body, kNoteBodyCap, &out.first, &out.second));
   return out;
 }
 
@@ -200,13 +200,26 @@ TEST(NoteBody, RunsThatDoNotFitTheTextKeepEveryCharacter) {
     NoteBody body;
     ASSERT_TRUE(Parse(BytesField(2, BytesField(3, note)), &body));
     std::string title, content;
-    RenderNoteBody(body, &title, &content);
+    ASSERT_TRUE(RenderNoteBody(body, kNoteBodyCap, &title, &content));
     EXPECT_EQ(title, "T");
     std::string stripped;
     for (char ch : content)
       if (std::string("[]()u- ").find(ch) == std::string::npos) stripped += ch;
     EXPECT_EQ(stripped, "ab" + kEmoji + "c\xEF\xBF\xBD" + "d") << content;
   }
+}
+
+// Markup is bounded too: many short bulleted lines may render past the body's own size.
+TEST(NoteBody, RenderingStopsAtItsLimit) {
+  std::vector<notefix::Run> runs = {{"T\n"}};
+  for (int i = 0; i < 100; ++i) runs.push_back(Styled("a\n", kParagraphDotted, 8));
+  NoteBody body;
+  ASSERT_TRUE(Parse(notefix::EncodeNote(runs), &body));
+  const size_t rendered = 100 * std::string("                                - a\n").size();
+  std::string title, content;
+  EXPECT_TRUE(RenderNoteBody(body, rendered, &title, &content));
+  EXPECT_EQ(content.size(), rendered);  // the last line's newline ends an empty line
+  EXPECT_FALSE(RenderNoteBody(body, rendered - 1, &title, &content));
 }
 
 TEST(NoteInflate, CapsAndRefusesDamagedStreams) {
