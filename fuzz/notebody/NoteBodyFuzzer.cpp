@@ -54,7 +54,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   RenderBody(data, size);
 
   std::string title, content;
-  RenderLegacyNoteHtml(std::string(reinterpret_cast<const char*>(data), size), &title, &content);
-  Require(title.find('\n') == std::string::npos);
+  if (RenderLegacyNoteHtml(std::string(reinterpret_cast<const char*>(data), size), kFuzzCap, &title,
+                           &content))
+    Require(title.find('\n') == std::string::npos && content.size() <= kFuzzCap);
   return 0;
 }

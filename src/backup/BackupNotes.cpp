@@ -19,7 +19,7 @@ int DeliverModernNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warni
 
 int DeliverLegacyNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings) {
   try {
-    return ReadLegacyNotes(db, callback, warnings);
+    return ReadLegacyNotes(db, callback, warnings, kNoteBodyCap);
   } catch (const std::bad_alloc&) {
     return kVeldrakeBackupNoMemory;
   }

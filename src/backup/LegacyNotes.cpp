@@ -36,9 +36,26 @@ std::string LegacyQuery(sqlite3* db) {
   return sql + " ORDER BY n.Z_PK";
 }
 
+// One row: delivered, skipped with a warning, or the callback's stop.
+int DeliverRow(sqlite3_stmt* row, VeldrakeRecordCallback callback, const Warnings& warnings,
+               size_t bodyCap) {
+  const int64_t id = sqlite3_column_int64(row, kId);
+  const std::string stored = ColumnText(row, kTitle);
+  std::string title, content;
+  if (static_cast<size_t>(sqlite3_column_bytes(row, kBody)) > bodyCap ||
+      !RenderLegacyNoteHtml(ColumnText(row, kBody), bodyCap, &title, &content)) {
+    warnings.Say(TooLarge(id, stored, bodyCap));
+    return kVeldrakeBackupOk;
+  }
+  int64_t date = ColumnDate(row, kModified);
+  if (date == -1) date = ColumnDate(row, kCreated);
+  return LendNote(callback, stored.empty() ? title : stored, content, date);
+}
+
 }  // namespace
 
-int ReadLegacyNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings) {
+int ReadLegacyNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings,
+                    size_t bodyCap) {
   const std::string sql = LegacyQuery(db);
   if (sql.empty()) return kVeldrakeBackupStoreUnreadable;
   sqlite3_stmt* raw = nullptr;
@@ -47,12 +64,7 @@ int ReadLegacyNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings
   std::unique_ptr<sqlite3_stmt, StatementCloser> statement(raw);
   int status = SQLITE_ROW;
   while ((status = sqlite3_step(raw)) == SQLITE_ROW) {
-    std::string title, content;
-    RenderLegacyNoteHtml(ColumnText(raw, kBody), &title, &content);
-    const std::string stored = ColumnText(raw, kTitle);
-    int64_t date = ColumnDate(raw, kModified);
-    if (date == -1) date = ColumnDate(raw, kCreated);
-    const int result = LendNote(callback, stored.empty() ? title : stored, content, date);
+    const int result = DeliverRow(raw, callback, warnings, bodyCap);
     if (result != kVeldrakeBackupOk) return result;
   }
   return status == SQLITE_DONE ? kVeldrakeBackupOk : StoreFailure(status);

@@ -2,6 +2,8 @@
 #ifndef VELDRAKE_BACKUP_LEGACYNOTES_H_
 #define VELDRAKE_BACKUP_LEGACYNOTES_H_
 
+#include <cstddef>
+
 #include "Warnings.h"
 #include "veldrake/RecordCallback.h"
 
@@ -9,7 +11,10 @@ struct sqlite3;
 
 namespace veldrake::backup {
 
-int ReadLegacyNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings);
+// As DeliverLegacyNotes, a body or its rendered text past `bodyCap` bytes being skipped
+// with a warning (a parameter so a test need not write 64 MiB).
+int ReadLegacyNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings,
+                    size_t bodyCap);
 
 }  // namespace veldrake::backup
 

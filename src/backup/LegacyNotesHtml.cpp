@@ -93,10 +93,13 @@ class HtmlLines {
     }
   }
   void Tag(const std::string& tag);
-  std::vector<std::string> Finish() {
-    EndLine(false);
-    return std::move(lines_);
+  HtmlLines(std::string* title, std::string* content) : title_(title), content_(content) {
+    title_->clear();
+    content_->clear();
   }
+  // The lines so far, the current one included: what the output holds.
+  size_t Size() const { return content_->size() + line_.size(); }
+  void Finish() { EndLine(false); }
 
  private:
   struct List {
@@ -110,7 +113,7 @@ class HtmlLines {
     line_ += prefix_;
   }
   void EndLine(bool always) {
-    if (always || started_) lines_.push_back(line_);
+    if (always || started_) Emit();
     line_.clear();
     prefix_.clear();
     started_ = false;
@@ -137,7 +140,19 @@ class HtmlLines {
     linkStart_ = std::string::npos;
   }
 
-  std::vector<std::string> lines_;
+  // The first line is the title; the others go into the content, one '\n' between two.
+  void Emit() {
+    if (lines_++ == 0) {
+      title_->swap(line_);
+      return;
+    }
+    if (lines_ > 2) *content_ += '\n';
+    *content_ += line_;
+  }
+
+  std::string* title_;
+  std::string* content_;
+  size_t lines_ = 0;
   std::string line_, prefix_, href_;
   bool started_ = false;
   size_t linkStart_ = std::string::npos;
@@ -181,12 +196,14 @@ size_t SkipElement(const std::string& lowerHtml, const std::string& name, size_t
 
 }  // namespace
 
-void RenderLegacyNoteHtml(const std::string& html, std::string* title, std::string* content) {
-  HtmlLines lines;
+bool RenderLegacyNoteHtml(const std::string& html, size_t limit, std::string* title,
+                          std::string* content) {
+  HtmlLines lines(title, content);
   const std::string lower = Lower(html);
   std::string text;
   size_t at = 0;
   while (at < html.size()) {
+    if (lines.Size() > limit) return false;
     const char c = html[at];
     if (c == '&' && DecodeEntity(html, &at, &text)) continue;
     if (c != '<') {
@@ -203,25 +220,17 @@ void RenderLegacyNoteHtml(const std::string& html, std::string* title, std::stri
     }
     const size_t end = html.find('>', at);
     if (end == std::string::npos) break;  // a tag cut off at the end: nothing more to show
-    const std::string tag = html.substr(at, end - at + 1);
+    const std::string tag = lower.substr(at, end - at + 1);
+    lines.Tag(html.substr(at, end - at + 1));
     at = end + 1;
-    lines.Tag(tag);
-    for (const char* skipped : {"style", "script", "head"}) {
-      const std::string name(skipped);
-      if (Lower(tag).compare(0, name.size() + 1, "<" + name) == 0)
-        at = SkipElement(lower, name, at);
+    for (const char* skipped : {"<style", "<script", "<head"}) {
+      if (tag.compare(0, std::strlen(skipped), skipped) == 0)
+        at = SkipElement(lower, skipped + 1, at);
     }
   }
   lines.Text(text);
-  std::vector<std::string> out = lines.Finish();
-  title->clear();
-  content->clear();
-  if (out.empty()) return;
-  *title = out[0];
-  for (size_t i = 1; i < out.size(); ++i) {
-    if (i != 1) *content += '\n';
-    *content += out[i];
-  }
+  lines.Finish();
+  return lines.Size() <= limit;
 }
 
 }  // namespace veldrake::backup

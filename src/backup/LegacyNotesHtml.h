@@ -11,11 +11,14 @@
 #ifndef VELDRAKE_BACKUP_LEGACYNOTESHTML_H_
 #define VELDRAKE_BACKUP_LEGACYNOTESHTML_H_
 
+#include <cstddef>
 #include <string>
 
 namespace veldrake::backup {
 
-void RenderLegacyNoteHtml(const std::string& html, std::string* title, std::string* content);
+// False (title and content unspecified) when the content would pass `limit` bytes.
+bool RenderLegacyNoteHtml(const std::string& html, size_t limit, std::string* title,
+                          std::string* content);
 
 }  // namespace veldrake::backup
 

@@ -42,6 +42,13 @@ std::string NoteName(int64_t id, const std::string& title) {
   return name + "\"";
 }
 
+std::string TooLarge(int64_t id, const std::string& title, size_t cap) {
+  constexpr size_t kMiB = size_t{1} << 20;
+  const std::string size =
+      cap % kMiB == 0 ? std::to_string(cap / kMiB) + " MiB" : std::to_string(cap) + " bytes";
+  return NoteName(id, title) + " is larger than " + size + "; skipped";
+}
+
 bool TableColumns(sqlite3* db, const char* table, std::set<std::string>* columns) {
   columns->clear();
   sqlite3_stmt* raw = nullptr;

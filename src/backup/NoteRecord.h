@@ -30,6 +30,9 @@ std::string ColumnText(sqlite3_stmt* statement, int column);
 // so the warning stays one line.
 std::string NoteName(int64_t id, const std::string& title);
 
+// The warning for a note whose body or rendered text passes `cap` bytes.
+std::string TooLarge(int64_t id, const std::string& title, size_t cap);
+
 // The names of `table`'s columns (none when the table is missing); false on a database
 // error.
 bool TableColumns(sqlite3* db, const char* table, std::set<std::string>* columns);

@@ -57,12 +57,6 @@ std::string NotesQuery(sqlite3* db, int* failure) {
   return sql + " ORDER BY n.Z_PK";
 }
 
-std::string SizeText(size_t bytes) {
-  constexpr size_t kMiB = size_t{1} << 20;
-  if (bytes % kMiB == 0) return std::to_string(bytes / kMiB) + " MiB";
-  return std::to_string(bytes) + " bytes";
-}
-
 enum class BodyRead { kOk, kTooLarge, kDamaged };
 
 // Inflates, parses and renders one body; the rendered text is held to the same cap as
@@ -98,7 +92,7 @@ int DeliverRow(sqlite3_stmt* row, VeldrakeRecordCallback callback, const Warning
   const BodyRead read =
       blob == nullptr ? BodyRead::kOk : ReadBody(blob, bytes, bodyCap, &title, &content);
   if (read == BodyRead::kTooLarge) {
-    warnings.Say(NoteName(id, storedTitle) + " is larger than " + SizeText(bodyCap) + "; skipped");
+    warnings.Say(TooLarge(id, storedTitle, bodyCap));
     return kVeldrakeBackupOk;
   }
   if (read == BodyRead::kDamaged) {

@@ -33,10 +33,21 @@ TEST(NoteHtml, RendersLegacyBodies) {
   };
   for (const auto& c : cases) {
     std::string title, content;
-    RenderLegacyNoteHtml(c.html, &title, &content);
+    ASSERT_TRUE(RenderLegacyNoteHtml(c.html, 1 << 20, &title, &content));
     EXPECT_EQ(title, c.title) << c.html;
     EXPECT_EQ(content, c.content) << c.html;
   }
+}
+
+// Markup is bounded too: a short item can render longer than its HTML.
+TEST(NoteHtml, RenderingStopsAtItsLimit) {
+  std::string html = "T";
+  for (int i = 0; i < 50; ++i) html += "<ol><li>a</li>";
+  std::string title, content;
+  ASSERT_TRUE(RenderLegacyNoteHtml(html, 1 << 20, &title, &content));
+  EXPECT_GT(content.size(), html.size());
+  EXPECT_TRUE(RenderLegacyNoteHtml(html, content.size(), &title, &content));
+  EXPECT_FALSE(RenderLegacyNoteHtml(html, content.size() - 1, &title, &content));
 }
 
 }  // namespace

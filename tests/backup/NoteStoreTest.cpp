@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "BackupNotes.h"
+#include "LegacyNotes.h"
 #include "NoteFixtures.h"
 #include "NoteStoreModern.h"
 #include "veldrake/Backup.h"
@@ -165,7 +166,8 @@ TEST_F(NoteStore, LegacyStoresOfEachGenerationDeliverTheSameNotes) {
                  "Trip<div>Pack <b>tent</b></div><ul><li>map</li></ul>");
     InsertLegacy(db.get(), generation, 2, "Gone", 1, "1", "Gone");
     InsertLegacy(db.get(), generation, 1, "Old", 0, "NULL", "Old<br>text");
-    ASSERT_EQ(DeliverLegacyNotes(db.get(), notefix::Collect, warnings_), kVeldrakeBackupOk);
+    InsertLegacy(db.get(), generation, 4, "Long", 0, "1", "Long<br>" + std::string(kTestCap, 'x'));
+    ASSERT_EQ(ReadLegacyNotes(db.get(), notefix::Collect, warnings_, kTestCap), kVeldrakeBackupOk);
     const std::vector<Delivered>& got = notefix::Collected();
     ASSERT_EQ(got.size(), 2u);
     EXPECT_EQ(got[0].subject, "Old");
@@ -174,7 +176,8 @@ TEST_F(NoteStore, LegacyStoresOfEachGenerationDeliverTheSameNotes) {
     EXPECT_EQ(got[1].subject, "Trip");
     EXPECT_EQ(got[1].content, "Pack tent\n- map");
     EXPECT_EQ(got[1].date, 300);
-    EXPECT_TRUE(lines_.empty());
+    EXPECT_EQ(lines_,
+              std::vector<std::string>{"note 4 \"Long\" is larger than 4096 bytes; skipped"});
   }
 }
 
