@@ -136,7 +136,7 @@ class HtmlLines {
     }
     if (linkStart_ == std::string::npos || linkStart_ == line_.size()) return;
     line_.insert(linkStart_, "[");
-    line_ += "](" + href_ + ")";
+    line_ += "](" + LinkTarget(href_) + ")";
     linkStart_ = std::string::npos;
   }
 

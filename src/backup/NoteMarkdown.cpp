@@ -71,11 +71,6 @@ std::string HeadingPrefix(int32_t paragraph) {
   return "";
 }
 
-std::string LinkTarget(const std::string& link) {
-  if (link.find_first_of(" ()<>") == std::string::npos) return link;
-  return "<" + link + ">";
-}
-
 class Renderer {
  public:
   Renderer(const NoteBody& body, size_t limit, std::string* title, std::string* content)

@@ -55,6 +55,14 @@ void AppendUtf8(char32_t point, std::string* out) {
   }
 }
 
+std::string LinkTarget(const std::string& url) {
+  std::string target;
+  for (char c : url)
+    if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) target += c;
+  if (target.find_first_of(" ()<>") == std::string::npos) return target;
+  return "<" + target + ">";
+}
+
 std::string ValidUtf8(const std::string& text) {
   std::string out;
   out.reserve(text.size());

@@ -25,6 +25,11 @@ void AppendUtf8(char32_t point, std::string* out);
 // `text` with every byte that starts no valid sequence replaced by U+FFFD.
 std::string ValidUtf8(const std::string& text);
 
+// A link's target as it goes between "](" and ")": control characters (a line break would
+// cut the link apart) dropped, and in <...> when it holds spaces, parentheses or angle
+// brackets.
+std::string LinkTarget(const std::string& url);
+
 }  // namespace veldrake::backup
 
 #endif  // VELDRAKE_BACKUP_NOTETEXT_H_

@@ -21,6 +21,7 @@ TEST(NoteHtml, RendersLegacyBodies) {
       {"T<div>see <a href=\"http://x.org/?a=1&amp;b=2\">here</a>.</div>", "T",
        "see [here](http://x.org/?a=1&b=2)."},
       {"T<div><A HREF='u'></a>empty link</div>", "T", "empty link"},
+      {"T<br><a href='a\nb (c)'>x</a>", "T", "[x](<ab (c)>)"},
       {"T<div><img src=\"x.jpg\"></div>", "T", "[attachment]"},
       {"T<br>&#233;&#x1F600;&bogus;&#0;&", "T", "\xC3\xA9\xF0\x9F\x98\x80&bogus;\xEF\xBF\xBD&"},
       {"<head><title>x</title><style>p{}</style></head>T<br>x", "T", "x"},
