@@ -81,8 +81,14 @@ std::string Attribute(const std::string& tag, const char* name) {
   return "";
 }
 
+// The lines of the body as they are found: the first becomes the title, the others the
+// content.
 class HtmlLines {
  public:
+  HtmlLines(std::string* title, std::string* content) : title_(title), content_(content) {
+    title_->clear();
+    content_->clear();
+  }
   void Text(const std::string& text) {
     for (char c : text) {
       // Line breaks in the source are layout, not text: the editor wrote lines as blocks.
@@ -93,10 +99,6 @@ class HtmlLines {
     }
   }
   void Tag(const std::string& tag);
-  HtmlLines(std::string* title, std::string* content) : title_(title), content_(content) {
-    title_->clear();
-    content_->clear();
-  }
   // The lines so far, the current one included: what the output holds.
   size_t Size() const { return content_->size() + line_.size(); }
   void Finish() { EndLine(false); }
