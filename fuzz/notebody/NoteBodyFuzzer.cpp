@@ -34,8 +34,11 @@ void RenderBody(const uint8_t* data, size_t size) {
   // Without runs (and so without attachments' placeholders) the text comes back as stored,
   // bytes that are not UTF-8 replaced and NULs dropped.
   std::string expected;
-  for (char c : ValidUtf8(body.text))
-    if (c != '\0') expected += c;
+  for (size_t at = 0; at < body.text.size();) {
+    const DecodedChar c = DecodeUtf8(body.text, at);
+    at += c.bytes;
+    if (c.point != 0) AppendUtf8(c.point, &expected);
+  }
   if (!body.runs.empty() || expected.find(kAttachmentChar) != std::string::npos) return;
   const size_t newline = expected.find('\n');
   Require(newline == std::string::npos ? title == expected && content.empty()

@@ -11,12 +11,29 @@
 
 namespace veldrake::backup {
 
+namespace {
+
+// The record text the sync route makes of the same characters: through the property-list
+// layer's wide-to-narrow conversion, so both routes give the same bytes under any locale
+// the host sets. A byte that is not UTF-8 becomes U+FFFD.
+char* NewNoteText(const std::string& utf8) {
+  std::wstring wide;
+  wide.reserve(utf8.size());
+  for (size_t at = 0; at < utf8.size();) {
+    const DecodedChar c = DecodeUtf8(utf8, at);
+    at += c.bytes;
+    wide.push_back(static_cast<wchar_t>(c.point));
+  }
+  return NewRecordText(prop::toUtf8(wide));
+}
+
+}  // namespace
+
 int LendNote(VeldrakeRecordCallback callback, const std::string& subject,
              const std::string& content, int64_t dateModified) {
   QX::Notes note;
-  // Texts from a backup may hold any bytes; the host is promised UTF-8.
-  note.subject = NewRecordText(ValidUtf8(subject));
-  note.content = NewRecordText(ValidUtf8(content));
+  note.subject = NewNoteText(subject);
+  note.content = NewNoteText(content);
   note.dateModified = dateModified;
   return callback(&note) == PListNoteAnalysis::kHostStops ? kVeldrakeBackupStopped
                                                           : kVeldrakeBackupOk;

@@ -63,19 +63,4 @@ std::string LinkTarget(const std::string& url) {
   return "<" + target + ">";
 }
 
-std::string ValidUtf8(const std::string& text) {
-  std::string out;
-  out.reserve(text.size());
-  for (size_t at = 0; at < text.size();) {
-    const DecodedChar c = DecodeUtf8(text, at);
-    if (c.point == kReplacementChar) {
-      AppendUtf8(c.point, &out);
-    } else {
-      out.append(text, at, c.bytes);
-    }
-    at += c.bytes;
-  }
-  return out;
-}
-
 }  // namespace veldrake::backup

@@ -22,9 +22,6 @@ DecodedChar DecodeUtf8(const std::string& text, size_t at);
 // Appends `point` as UTF-8; surrogates and values past U+10FFFF become U+FFFD.
 void AppendUtf8(char32_t point, std::string* out);
 
-// `text` with every byte that starts no valid sequence replaced by U+FFFD.
-std::string ValidUtf8(const std::string& text);
-
 // A link's target as it goes between "](" and ")": control characters (a line break would
 // cut the link apart) dropped, and in <...> when it holds spaces, parentheses or angle
 // brackets.
