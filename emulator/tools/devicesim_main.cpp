@@ -16,6 +16,7 @@
 #include "devicesim/AddressBook.h"
 #include "devicesim/Device.h"
 #include "devicesim/NoteStore.h"
+#include "devicesim/backup/BackupCommand.h"
 #include "devicesim/phone/PhoneOptions.h"
 
 namespace {
@@ -31,7 +32,8 @@ struct Options {
   size_t generateContacts = 0, generateNotes = 0, batch = 100;
   uint32_t seed = 1;
   bool once = false;
-  devicesim::phone::PhoneOptions phone;  // --usbmuxd and the phones behind it
+  devicesim::phone::PhoneOptions phone;     // --usbmuxd and the phones behind it
+  devicesim::backup::BackupCommand backup;  // --write-backup and its options
 };
 
 void DeclareOptions(CLI::App& app, Options& o) {
@@ -48,6 +50,7 @@ void DeclareOptions(CLI::App& app, Options& o) {
       ->check(CLI::PositiveNumber);
   app.add_flag("--once", o.once, "serve one connection, then exit");
   devicesim::phone::AddPhoneOptions(app, o.phone);
+  devicesim::backup::AddBackupOptions(app, o.backup);
 }
 
 bool IsDirectory(const std::string& path) {
@@ -142,5 +145,7 @@ int main(int argc, char** argv) {
     std::cerr << "veldrake-devicesim: " << error << "\n";
     return kExitBadInput;
   }
+  if (!options.backup.dir.empty())
+    return devicesim::backup::RunBackupCommand(options.backup, book, store);
   return Serve(options, std::move(book), std::move(store));
 }

@@ -1,0 +1,289 @@
+"""veldrake-devicesim --write-backup, checked with independent readers (backup_oracle.py).
+Usage: check_backup.py PATH-TO-veldrake-devicesim"""
+import datetime
+import os
+import shutil
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from cryptography.hazmat.primitives.keywrap import InvalidUnwrap
+
+import backup_oracle as oracle
+
+DEVICESIM = sys.argv.pop(1) if len(sys.argv) > 1 else "veldrake-devicesim"
+UDID = "00008110-000A1B2C3D4E5F60"
+HOME, NOTES = "HomeDomain", "AppDomainGroup-group.com.apple.notes"
+BOOK = "Library/AddressBook/AddressBook.sqlitedb"
+PASSWORD = "correct horse ⚡ battery"
+
+VCARDS = """BEGIN:VCARD
+VERSION:3.0
+N:Doe;Jane;Q;;Jr.
+ORG:Acme;Sales
+TITLE:Boss
+NOTE:Likes tea
+BDAY:1990-01-02
+TEL;type=CELL:+1 555 0100
+EMAIL;type=WORK:jane@example.com
+ADR;type=HOME:;;1 Main St;Springfield;IL;62701;USA
+IMPP;X-SERVICE-TYPE=Skype;type=HOME:skype:jane.doe
+END:VCARD
+BEGIN:VCARD
+VERSION:3.0
+N:Ström;Åsa;;;
+TEL;type=WORK:+46 8 123
+URL:https://example.se
+X-SOCIALPROFILE;type=twitter;x-user=asa:https://twitter.com/asa
+END:VCARD
+BEGIN:VCARD
+VERSION:3.0
+N:Third;Tom;;;
+END:VCARD
+"""
+NOTES_JSON = """[
+ {"subject": "Shopping", "content": "milk & eggs\\n\\n<b>not bold</b> 🥚", "modified": 700000000},
+ {"subject": "Ünïcode 𝄞", "content": "one line", "modified": "2023-04-05T06:07:08Z"}
+]"""
+NOTES_EXPECTED = [("Shopping", "milk & eggs\n\n<b>not bold</b> 🥚", 700000000.0),
+                  ("Ünïcode 𝄞", "one line", 702367628.0)]
+
+
+def since_2001(y, m, d):
+    return (datetime.datetime(y, m, d) - datetime.datetime(2001, 1, 1)).total_seconds()
+
+
+class BackupCase(unittest.TestCase):
+    def setUp(self):
+        self.tmp = tempfile.mkdtemp()
+        self.vcf = os.path.join(self.tmp, "book.vcf")
+        self.notes = os.path.join(self.tmp, "notes.json")
+        with open(self.vcf, "w", encoding="utf-8") as f:
+            f.write(VCARDS)
+        with open(self.notes, "w", encoding="utf-8") as f:
+            f.write(NOTES_JSON)
+        self.opened = []
+
+    def tearDown(self):
+        for backup in self.opened:
+            backup.close()
+        shutil.rmtree(self.tmp)
+
+    def run_sim(self, out, *extra, password=None):
+        args = [DEVICESIM, "--contacts", self.vcf, "--notes", self.notes, "--write-backup", out]
+        if password is not None:
+            path = os.path.join(self.tmp, "password")
+            with open(path, "w", encoding="utf-8") as f:
+                f.write(password + "\nsecond line is not the password\n")
+            args += ["--password-file", path, "--backup-iterations", "7",
+                     "--backup-sha1-iterations", "3"]
+        return subprocess.run(args + list(extra), capture_output=True, text=True, timeout=60)
+
+    def write(self, *extra, password=None):
+        out = tempfile.mkdtemp(dir=self.tmp)
+        done = self.run_sim(out, *extra, password=password)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(os.listdir(out), [UDID], "nothing but the backup beside it")
+        backup = oracle.Backup(os.path.join(out, UDID), password)
+        self.opened.append(backup)
+        return backup
+
+
+class LayoutTest(BackupCase):
+    def test_every_row_names_its_file_and_folders(self):
+        for password in (None, PASSWORD):
+            with self.subTest(encrypted=password is not None):
+                backup = self.write(password=password)
+                listed = {(d, p): flags for _, d, p, flags, _ in backup.rows}
+                on_disk = set()
+                for name in os.listdir(backup.folder):
+                    if len(name) == 2:
+                        on_disk |= {f"{name}/{f}" for f in os.listdir(os.path.join(backup.folder, name))}
+                expected = set()
+                for file_id, domain, path, flags, blob in backup.rows:
+                    self.assertEqual(file_id, oracle.file_id(domain, path))
+                    record = oracle.mbfile(blob)
+                    self.assertEqual((record["$classname"], record["RelativePath"]), ("MBFile", path))
+                    self.assertEqual(record["Mode"] & 0o170000, 0o100000 if flags == 1 else 0o040000)
+                    self.assertEqual("EncryptionKey" in record, flags == 1 and password is not None)
+                    if "EncryptionKey" in record:
+                        stored = record["EncryptionKey"]
+                        self.assertEqual((len(stored), int.from_bytes(stored[:4], "little")),
+                                         (44, record["ProtectionClass"]))
+                    if flags == 1:
+                        expected.add(f"{file_id[:2]}/{file_id}")
+                        parent = path.rpartition("/")[0]
+                        self.assertEqual(listed.get((domain, parent)), 2, f"folder of {path}")
+                self.assertEqual(on_disk, expected)
+
+    def test_property_lists(self):
+        backup = self.write("--device-name", "Åsa's phone", "--backup-os", "16.1")
+        with open(os.path.join(backup.folder, "Info.plist"), "rb") as f:
+            self.assertTrue(f.read().startswith(b"<?xml"))
+        info = oracle.load_plist(os.path.join(backup.folder, "Info.plist"))
+        status = oracle.load_plist(os.path.join(backup.folder, "Status.plist"))
+        lockdown = backup.manifest["Lockdown"]
+        table = [
+            (info, "Device Name", "Åsa's phone"), (info, "Unique Identifier", UDID),
+            (info, "Target Identifier", UDID), (info, "Product Version", "16.1"),
+            (status, "SnapshotState", "finished"), (status, "Version", "3.3"),
+            (status, "BackupState", "new"), (backup.manifest, "Version", "10.0"),
+            (backup.manifest, "IsEncrypted", False), (lockdown, "UniqueDeviceID", UDID),
+            (lockdown, "ProductVersion", "16.1"), (lockdown, "DeviceName", "Åsa's phone"),
+        ]
+        for plist, key, value in table:
+            with self.subTest(key=key):
+                self.assertEqual(plist[key], value)
+        for path in ("Status.plist", "Manifest.plist"):
+            with open(os.path.join(backup.folder, path), "rb") as f:
+                self.assertEqual(f.read(8), b"bplist00")
+        self.assertIn("BackupKeyBag", backup.manifest)
+        self.assertNotIn("ManifestKey", backup.manifest)
+        self.assertEqual(status["UUID"], info["GUID"])
+
+    def test_existing_backup_is_kept_unless_replaced(self):
+        out = tempfile.mkdtemp(dir=self.tmp)
+        self.assertEqual(self.run_sim(out).returncode, 0)
+        first = oracle.load_plist(os.path.join(out, UDID, "Status.plist"))["UUID"]
+        for extra, code, replaced in (((), 2, False), (("--replace",), 0, True)):
+            with self.subTest(extra=extra):
+                self.assertEqual(self.run_sim(out, *extra).returncode, code)
+                now = oracle.load_plist(os.path.join(out, UDID, "Status.plist"))["UUID"]
+                self.assertEqual(now != first, replaced)
+                self.assertEqual(os.listdir(out), [UDID])
+
+
+class AddressBookTest(BackupCase):
+    PEOPLE = [  # ROWID, First, Last, Middle, Suffix, Organization, Department, JobTitle, Note
+        (1, "Jane", "Doe", "Q", "Jr.", "Acme", "Sales", "Boss", "Likes tea"),
+        (2, "Åsa", "Ström", None, None, None, None, None, None),
+        (3, "Tom", "Third", None, None, None, None, None, None),
+    ]
+    ITEMS = [  # record, property, identifier, label, value, entries
+        (1, 3, 0, "_$!<Mobile>!$_", "+1 555 0100", {}),
+        (1, 4, 1, "_$!<Work>!$_", "jane@example.com", {}),
+        (1, 5, 2, "_$!<Home>!$_", None, {"Street": "1 Main St", "City": "Springfield",
+                                          "State": "IL", "ZIP": "62701", "Country": "USA"}),
+        (1, 13, 3, "_$!<Home>!$_", None, {"service": "Skype", "username": "jane.doe"}),
+        (2, 3, 0, "_$!<Work>!$_", "+46 8 123", {}),
+        (2, 22, 1, "_$!<HomePage>!$_", "https://example.se", {}),
+        (2, 46, 2, None, None, {"service": "twitter", "username": "asa",
+                                "url": "https://twitter.com/asa"}),
+    ]
+
+    def rows(self, db):
+        people = db.execute("SELECT ROWID, First, Last, Middle, Suffix, Organization, Department,"
+                            " JobTitle, Note FROM ABPerson ORDER BY ROWID").fetchall()
+        items = []
+        for uid, record, prop, ident, label, value in db.execute(
+                "SELECT m.UID, record_id, property, identifier, l.value, m.value FROM ABMultiValue m"
+                " LEFT JOIN ABMultiValueLabel l ON l.ROWID = m.label ORDER BY m.UID"):
+            entries = dict(db.execute(
+                "SELECT k.value, e.value FROM ABMultiValueEntry e JOIN ABMultiValueEntryKey k"
+                " ON k.ROWID = e.key WHERE parent_id = ?", (uid,)).fetchall())
+            items.append((record, prop, ident, label, value, entries))
+        return people, items
+
+    def test_people_and_items(self):
+        for password in (None, PASSWORD):
+            with self.subTest(encrypted=password is not None):
+                db = self.write(password=password).database(HOME, BOOK, ("-wal", "-shm"))
+                self.assertEqual(self.rows(db), (self.PEOPLE, self.ITEMS))
+                birthday = db.execute("SELECT Birthday FROM ABPerson WHERE ROWID = 1").fetchone()[0]
+                self.assertEqual(float(birthday), since_2001(1990, 1, 2))
+                self.assertEqual(db.execute("PRAGMA journal_mode").fetchone()[0], "wal")
+                db.close()
+
+    def test_last_people_only_in_the_write_ahead_log(self):
+        for wal_people in (0, 1, 3, 5):
+            with self.subTest(wal_people=wal_people):
+                backup = self.write("--wal-people", str(wal_people))
+                main_only = os.path.join(backup.scratch, f"main-{wal_people}.sqlitedb")
+                with open(main_only, "wb") as f:
+                    f.write(backup.content(HOME, BOOK))
+                db = sqlite3.connect(main_only)
+                in_main = db.execute("SELECT count(*) FROM ABPerson").fetchone()[0]
+                db.close()
+                full = backup.database(HOME, BOOK, ("-wal", "-shm"))
+                self.assertEqual(in_main, max(0, 3 - wal_people))
+                self.assertEqual(self.rows(full), (self.PEOPLE, self.ITEMS))
+                full.close()
+
+
+class NotesTest(BackupCase):
+    def test_modern_store_by_os_generation(self):
+        # OS version -> the column a note's creation date is in
+        for version, created in (("9.3", "ZCREATIONDATE1"), ("14.8", "ZCREATIONDATE1"),
+                                 ("15.0", "ZCREATIONDATE3"), ("17.5", "ZCREATIONDATE3")):
+            with self.subTest(version=version):
+                db = self.write("--backup-os", version).database(NOTES, "NoteStore.sqlite")
+                columns = {row[1] for row in db.execute("PRAGMA table_info(ZICCLOUDSYNCINGOBJECT)")}
+                self.assertEqual("ZCREATIONDATE3" in columns, created == "ZCREATIONDATE3")
+                notes = db.execute(
+                    f"SELECT n.ZTITLE1, n.{created}, n.ZMODIFICATIONDATE1, d.ZDATA, f.ZTITLE2"
+                    " FROM ZICCLOUDSYNCINGOBJECT n JOIN ZICNOTEDATA d ON d.Z_PK = n.ZNOTEDATA"
+                    " JOIN ZICCLOUDSYNCINGOBJECT f ON f.Z_PK = n.ZFOLDER"
+                    " JOIN Z_PRIMARYKEY e ON e.Z_ENT = n.Z_ENT AND e.Z_NAME = 'ICNote'"
+                    " WHERE n.ZMARKEDFORDELETION = 0 ORDER BY n.Z_PK").fetchall()
+                self.assertEqual(len(notes), len(NOTES_EXPECTED))
+                for (title, born, modified, data, folder), (subject, content, when) in zip(
+                        notes, NOTES_EXPECTED):
+                    text, runs = oracle.note_body(data)
+                    self.assertEqual((title, born, modified, folder), (subject, when, when, "Notes"))
+                    self.assertEqual(text, subject + "\n" + content)
+                    self.assertEqual(sum(length for length, _ in runs), len(text.encode("utf-16-le")) // 2)
+                    self.assertEqual(len(runs), text.count("\n") + 1)
+                    self.assertEqual([style for _, style in runs[:2]], [0, None])
+                db.close()
+
+    def test_legacy_store_before_ios_9(self):
+        backup = self.write("--backup-os", "8.4")
+        self.assertNotIn(NOTES, {domain for _, domain, _, _, _ in backup.rows})
+        db = backup.database(HOME, "Library/Notes/notes.sqlite")
+        notes = db.execute("SELECT n.ZTITLE, n.ZMODIFICATIONDATE, n.ZDELETEDFLAG, b.ZCONTENT FROM ZNOTE n"
+                           " JOIN ZNOTEBODY b ON b.Z_PK = n.ZBODY ORDER BY n.Z_PK").fetchall()
+        expected = [("Shopping", 700000000.0, 0,
+                     "Shopping<div>milk &amp; eggs</div><div><br></div>"
+                     "<div>&lt;b&gt;not bold&lt;/b&gt; 🥚</div>"),
+                    ("Ünïcode 𝄞", 702367628.0, 0, "Ünïcode 𝄞<div>one line</div>")]
+        self.assertEqual(notes, expected)
+        db.close()
+
+
+class EncryptionTest(BackupCase):
+    def test_keybag_and_password(self):
+        out = tempfile.mkdtemp(dir=self.tmp)
+        done = self.run_sim(out, password=PASSWORD)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        backup = oracle.Backup(os.path.join(out, UDID), PASSWORD)
+        self.opened.append(backup)
+        head = backup.head
+        for tag, size in (("SALT", 20), ("DPSL", 20), ("ITER", 4), ("DPIC", 4), ("TYPE", 4)):
+            with self.subTest(tag=tag):
+                self.assertEqual(len(head[tag]), size)
+        self.assertEqual((int.from_bytes(head["DPIC"], "big"), int.from_bytes(head["ITER"], "big"),
+                          int.from_bytes(head["TYPE"], "big")), (7, 3, 1))
+        self.assertTrue(backup.manifest["IsEncrypted"])
+        manifest_key = backup.manifest["ManifestKey"]
+        self.assertEqual((len(manifest_key), int.from_bytes(manifest_key[:4], "little")), (44, 4))
+        entries = oracle.parse_tlv(backup.manifest["BackupKeyBag"])[len(head):]
+        self.assertEqual([tag for tag, _ in entries[:5]], ["UUID", "CLAS", "WRAP", "KTYP", "WPKY"])
+        for tag, expected in (("WRAP", {(2).to_bytes(4, "big")}), ("KTYP", {bytes(4)})):
+            self.assertEqual({value for t, value in entries if t == tag}, expected, tag)
+        self.assertEqual({len(value) for t, value in entries if t == "WPKY"}, {40})
+        self.assertEqual(sorted(backup.keys), list(range(1, 12)))
+        for wrong in ("", "correct horse", PASSWORD + " "):
+            with self.subTest(wrong=wrong), self.assertRaises(InvalidUnwrap):
+                oracle.class_keys(backup.manifest["BackupKeyBag"], wrong)
+        secret = PASSWORD.encode()
+        self.assertNotIn(PASSWORD, done.stdout + done.stderr)
+        for root, _, files in os.walk(out):
+            for name in files:
+                with open(os.path.join(root, name), "rb") as f:
+                    self.assertNotIn(secret, f.read(), name)
+
+
+if __name__ == "__main__":
+    unittest.main()
