@@ -29,6 +29,8 @@ class RunCursor {
     }
     return index_ < runs_.size() ? index_ : kNoRun;
   }
+  // Where the run At last answered ends (no end past the last run).
+  uint64_t End() const { return index_ < runs_.size() ? end_ : UINT64_MAX; }
 
  private:
   const std::vector<NoteRun>& runs_;
@@ -97,6 +99,21 @@ class Renderer {
       }
       AppendUtf8(point, &line_);
     }
+    return content_->size() + line_.size() <= limit_;
+  }
+
+  // Characters [from, to) of `text`, all of run `run`, valid UTF-8 without a newline, NUL
+  // or attachment: the same as adding them one by one, in one append.
+  bool AddSpan(const std::string& text, size_t from, size_t to, size_t run) {
+    if (!started_) StartLine(run);
+    const NoteRun* look = Look(run);
+    const std::string& link = plain_ || look == nullptr ? Strings(0) : Strings(look->link);
+    if (&link != openLink_ && link != *openLink_) {
+      CloseLink();
+      if (!link.empty()) line_ += '[';
+      openLink_ = &link;
+    }
+    line_.append(text, from, to - from);
     return content_->size() + line_.size() <= limit_;
   }
 
@@ -169,6 +186,25 @@ class Renderer {
   ListCounters counters_;
 };
 
+// How far from `at` the text runs on in one run (ending at UTF-16 position `runEnd`) with
+// nothing but valid characters that render as themselves; advances `position` with it.
+size_t PlainSpan(const std::string& text, size_t at, uint64_t runEnd, uint64_t* position) {
+  while (at < text.size() && *position < runEnd) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte < 0x80) {
+      if (byte == '\n' || byte == 0) break;
+      ++at;
+      ++*position;
+      continue;
+    }
+    const DecodedChar c = DecodeUtf8(text, at);
+    if (c.bytes == 1 || c.point == kObjectReplacement) break;  // not UTF-8, or an attachment
+    at += c.bytes;
+    *position += c.point > 0xFFFF ? 2 : 1;
+  }
+  return at;
+}
+
 }  // namespace
 
 bool RenderNoteBody(const NoteBody& body, size_t limit, std::string* title, std::string* content) {
@@ -176,9 +212,16 @@ bool RenderNoteBody(const NoteBody& body, size_t limit, std::string* title, std:
   RunCursor cursor(body.runs);
   uint64_t position = 0;
   for (size_t at = 0; at < body.text.size();) {
+    const size_t run = cursor.At(position);
+    // Most of a note is plain text: whole spans of it go in at once.
+    const size_t end = PlainSpan(body.text, at, cursor.End(), &position);
+    if (end > at) {
+      if (!renderer.AddSpan(body.text, at, end, run)) return false;
+      at = end;
+      continue;
+    }
     const DecodedChar c = DecodeUtf8(body.text, at);
     at += c.bytes;
-    const size_t run = cursor.At(position);
     position += c.point > 0xFFFF ? 2 : 1;
     // A NUL would end the record's text early.
     if (c.point != 0 && !renderer.Add(c.point, run)) return false;
