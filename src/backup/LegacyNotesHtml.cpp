@@ -176,7 +176,7 @@ void HtmlLines::Tag(const std::string& tag) {
     closing ? EndLine(false) : OpenItem();
   } else if (name.size() == 2 && name[0] == 'h' && name[1] >= '1' && name[1] <= '6') {
     EndLine(false);
-    if (!closing) prefix_ = std::string(std::min(name[1] - '0', 3), '#') + " ";
+    if (!closing) prefix_ = std::string(static_cast<size_t>(std::min(name[1] - '0', 3)), '#') + " ";
   } else if (name == "div" || name == "p" || name == "blockquote" || name == "pre" ||
              name == "tr" || name == "table") {
     EndLine(false);

@@ -29,7 +29,8 @@ std::string BytesField(uint32_t field, const std::string& bytes) {
 
 uint64_t Utf16Units(const std::string& utf8) {
   uint64_t units = 0;
-  for (unsigned char c : utf8) {
+  for (const char ch : utf8) {
+    const auto c = static_cast<unsigned char>(ch);
     if ((c & 0xC0) != 0x80) ++units;
     if (c >= 0xF0) ++units;
   }
@@ -44,7 +45,8 @@ std::string EncodeRun(const Run& run) {
   if (run.style >= 0) paragraph += VarintField(1, static_cast<uint64_t>(run.style));
   if (run.indent > 0) paragraph += VarintField(4, static_cast<uint64_t>(run.indent));
   if (run.checked >= 0)
-    paragraph += BytesField(5, BytesField(1, "0123456789abcdef") + VarintField(2, run.checked));
+    paragraph += BytesField(
+        5, BytesField(1, "0123456789abcdef") + VarintField(2, static_cast<uint64_t>(run.checked)));
   if (!paragraph.empty()) out += BytesField(2, paragraph);
   out += BytesField(3, BytesField(1, "Helvetica"));  // a font the reader skips
   if (!run.link.empty()) out += BytesField(9, run.link);

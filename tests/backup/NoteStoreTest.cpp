@@ -46,7 +46,10 @@ std::string Blob(const std::string& bytes) {
   if (bytes.empty()) return "NULL";
   static const char kHex[] = "0123456789abcdef";
   std::string out = "x'";
-  for (unsigned char c : bytes) out += {kHex[c >> 4], kHex[c & 15]};
+  for (const char ch : bytes) {
+    const auto c = static_cast<unsigned char>(ch);
+    out += {kHex[c >> 4], kHex[c & 15]};
+  }
   return out + "'";
 }
 
