@@ -168,12 +168,14 @@ void Relay::Close() {
   // The relay forwards what the library sent last (its goodbye) and stops at the end of
   // the library's stream; a device that will not take it is cut off after a short wait.
   shutdown(library_end_, SHUT_RDWR);
-  {
-    std::unique_lock<std::mutex> hold(lock_);
-    ended_.wait_for(hold, kDrainTime, [this] { return done_; });
+  if (thread_.joinable()) {  // not when the thread could not be started
+    {
+      std::unique_lock<std::mutex> hold(lock_);
+      ended_.wait_for(hold, kDrainTime, [this] { return done_; });
+    }
+    stream_->Interrupt();
+    thread_.join();
   }
-  stream_->Interrupt();
-  thread_.join();
   stream_.reset();
   close(relay_end_);
   close(library_end_);
