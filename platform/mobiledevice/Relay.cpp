@@ -20,7 +20,11 @@ namespace {
 // Larger than the largest TLS record, so one read drains a record and nothing decrypted
 // waits inside the TLS layer where poll cannot see it; large enough that a plain copy
 // costs the export nothing it would notice.
-constexpr size_t kRelayChunk = 64 * 1024;
+constexpr size_t kRelayChunk = 256 * 1024;
+
+// Room in the socket pair for several of the device's replies, so that the relay and the
+// library each wake once per many kilobytes rather than per few.
+constexpr int kPairBuffer = 1024 * 1024;
 
 // The library's closing message, and a bound above its frame's length: longer frames are
 // followed but not kept.
@@ -89,6 +93,10 @@ int Relay::Start(std::unique_ptr<DeviceStream> stream, const std::shared_ptr<Out
                  int failure, std::unique_ptr<Relay>& out) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return failure;
+  for (int end : ends) {
+    setsockopt(end, SOL_SOCKET, SO_SNDBUF, &kPairBuffer, sizeof kPairBuffer);
+    setsockopt(end, SOL_SOCKET, SO_RCVBUF, &kPairBuffer, sizeof kPairBuffer);
+  }
   // Nothing below may throw through the C interface: a thread or the memory for the relay
   // that cannot be had is a failed start.
   try {
