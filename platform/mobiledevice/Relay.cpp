@@ -26,10 +26,9 @@ constexpr size_t kRelayChunk = 256 * 1024;
 // library each wake once per many kilobytes rather than per few.
 constexpr int kPairBuffer = 1024 * 1024;
 
-// The library's closing message, and a bound above its frame's length: longer frames are
-// followed but not kept.
-const char kClosingMarker[] = "DLMessageDisconnect";
-constexpr size_t kLongestClosingFrame = 4096;
+// A bound above the length of the frames watched for (a goodbye, a refusal): longer frames
+// are followed but not kept.
+constexpr size_t kLongestWatchedFrame = 4096;
 
 constexpr std::chrono::milliseconds kDrainTime{200};
 
@@ -66,7 +65,7 @@ void PlainStream::Interrupt() {
   shutdown(fd_, SHUT_RDWR);
 }
 
-void ClosingWatch::Feed(const char* data, size_t size) {
+void FrameWatch::Feed(const char* data, size_t size) {
   while (size > 0 && !seen_) {
     if (header_used_ < sizeof header_) {
       header_[header_used_++] = static_cast<unsigned char>(*data++);
@@ -74,7 +73,7 @@ void ClosingWatch::Feed(const char* data, size_t size) {
       if (header_used_ < sizeof header_) continue;
       remaining_ = (size_t{header_[0]} << 24) | (size_t{header_[1]} << 16) |
                    (size_t{header_[2]} << 8) | size_t{header_[3]};
-      keeping_ = remaining_ <= kLongestClosingFrame;
+      keeping_ = remaining_ <= kLongestWatchedFrame;
       frame_.clear();
     }
     const size_t take = remaining_ < size ? remaining_ : size;
@@ -83,7 +82,7 @@ void ClosingWatch::Feed(const char* data, size_t size) {
     size -= take;
     remaining_ -= take;
     if (remaining_ == 0) {
-      seen_ = keeping_ && frame_.find(kClosingMarker) != std::string::npos;
+      seen_ = keeping_ && frame_.find(marker_) != std::string::npos;
       header_used_ = 0;
     }
   }
@@ -134,8 +133,8 @@ void Relay::Run() {
   }
   // Recorded before the library can see the end of the stream, so a host that asks right
   // after GetData returns gets it. The device went first only if the library had not yet
-  // said goodbye and nobody here is closing the connection.
-  if (device_ended && !closing_ && !watch_.seen()) {
+  // said goodbye, the device had not refused the sync, and nobody here is closing.
+  if (device_ended && !closing_ && !goodbye_.seen() && !refusal_.seen()) {
     outcome_->last_error = MDPHONE_ERR_CONNECTION_LOST;
   }
   stream_->Interrupt();
@@ -153,6 +152,7 @@ bool Relay::DeviceToLibrary(char* buffer, size_t size, bool& device_ended) {
     return false;
   }
   outcome_->bytes_received += got;
+  refusal_.Feed(buffer, static_cast<size_t>(got));
   // A library end shut down by a host's cancel is no loss: the copy just stops.
   return SendAll(relay_end_, buffer, static_cast<size_t>(got));
 }
@@ -161,7 +161,7 @@ bool Relay::LibraryToDevice(char* buffer, size_t size, bool& device_ended) {
   const ssize_t n = recv(relay_end_, buffer, size, 0);
   if (n < 0 && errno == EINTR) return true;
   if (n <= 0) return false;  // the library's end was shut down or closed
-  watch_.Feed(buffer, static_cast<size_t>(n));
+  goodbye_.Feed(buffer, static_cast<size_t>(n));
   if (!stream_->Send(buffer, static_cast<size_t>(n))) {
     device_ended = true;
     return false;

@@ -57,10 +57,11 @@ class PlainStream : public DeviceStream {
   int fd_;
 };
 
-// Follows the library's outgoing frames (a 32-bit big-endian length, then the payload)
-// and notes when one of them is the closing message.
-class ClosingWatch {
+// Follows one direction's frames (a 32-bit big-endian length, then the payload) and notes
+// when a short one carries `marker`. Long frames (records) are skipped, not searched.
+class FrameWatch {
  public:
+  explicit FrameWatch(const char* marker) : marker_(marker) {}
   void Feed(const char* data, size_t size);
   bool seen() const { return seen_; }
 
@@ -70,6 +71,7 @@ class ClosingWatch {
   size_t remaining_ = 0;  // payload bytes of the current frame still to come
   bool keeping_ = false;  // the current frame is short enough to be the closing message
   std::string frame_;
+  const char* marker_;
   bool seen_ = false;
 };
 
@@ -92,14 +94,23 @@ class Relay {
 
  private:
   Relay(std::unique_ptr<DeviceStream> stream, const std::shared_ptr<Outcome>& outcome)
-      : stream_(std::move(stream)), outcome_(outcome) {}
+      : stream_(std::move(stream)),
+        outcome_(outcome),
+        goodbye_(kClosingMessage),
+        refusal_(kRefusalMessage) {}
+
+  static constexpr const char* kClosingMessage = "DLMessageDisconnect";
+  static constexpr const char* kRefusalMessage = "SDMessageRefuseToSyncDataClassWithComputer";
   void Run();
   bool DeviceToLibrary(char* buffer, size_t size, bool& device_ended);
   bool LibraryToDevice(char* buffer, size_t size, bool& device_ended);
 
   std::unique_ptr<DeviceStream> stream_;
   std::shared_ptr<Outcome> outcome_;
-  ClosingWatch watch_;  // the relay thread's own
+  // The relay thread's own: the library's goodbye, and a device's refusal to sync (after
+  // which a phone ends the conversation itself; that is an answer, not a loss).
+  FrameWatch goodbye_;
+  FrameWatch refusal_;
   int library_end_ = -1;
   int relay_end_ = -1;
   std::thread thread_;

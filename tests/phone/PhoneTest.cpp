@@ -132,15 +132,16 @@ std::string UsbOf(const PhoneConfig& phone) {
   return "usb:" + phone.udid;
 }
 
-// What the listener's device side sent in its last conversation. The listener records a
-// conversation once the device has seen its end, which may come just after GetData returns.
-long long SentBy(const devicesim::Listener& listener) {
+// What the listener's device side sent in its `nth` conversation (from 1). The listener
+// records a conversation once the device has seen its end, which may come just after
+// GetData returns.
+long long SentBy(const devicesim::Listener& listener, size_t nth) {
   const auto deadline = std::chrono::steady_clock::now() + kBound;
-  while (listener.transcripts().empty() && std::chrono::steady_clock::now() < deadline) {
+  while (listener.transcripts().size() < nth && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   const auto transcripts = listener.transcripts();
-  return transcripts.empty() ? -1 : static_cast<long long>(transcripts.back().bytesSent);
+  return transcripts.size() < nth ? -1 : static_cast<long long>(transcripts[nth - 1].bytesSent);
 }
 
 class PhoneTest : public ::testing::Test {
@@ -173,11 +174,12 @@ TEST_F(PhoneTest, ExportsMatchThePlainSocketWithAndWithoutTls) {
                             devicesim::GenerateAddressBook(kPeople, kSeed),
                             devicesim::GenerateNotes(kNoteCount, kSeed), Batches());
   ASSERT_TRUE(plain.ok()) << plain.error();
+  size_t conversations = 0;
   for (int kind : {kVeldrakeContacts, kVeldrakeNotes}) {
     const Outcome expected = Export(kind, plain.endpoint());
     ASSERT_EQ(expected.result, 0);
     ASSERT_EQ(expected.records.size(), kind == kVeldrakeContacts ? kPeople : kNoteCount);
-    EXPECT_EQ(expected.bytes, SentBy(plain));
+    EXPECT_EQ(expected.bytes, SentBy(plain, ++conversations));
     for (bool tls : {true, false}) {
       SCOPED_TRACE(std::string(kind == kVeldrakeContacts ? "contacts" : "notes") +
                    (tls ? " over TLS" : " in the clear"));
@@ -300,7 +302,7 @@ class AnyDevice {
   // What the device's side sent in its one conversation; -1 for a phone, which keeps no count.
   long long sent() {
     if (inProcess_) return static_cast<long long>(inProcess_->wait().bytesSent);
-    return listener_ ? SentBy(*listener_) : -1;
+    return listener_ ? SentBy(*listener_, 1) : -1;
   }
 
  private:

@@ -28,19 +28,6 @@ void CopyCut(char (&field)[N], const std::string& text) {
   field[n] = '\0';
 }
 
-std::string StringValue(Lockdown& lockdown, const char* key) {
-  const plist_t value = lockdown.GetValue(nullptr, key);
-  std::string text;
-  if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
-    char* raw = nullptr;
-    plist_get_string_val(value, &raw);
-    if (raw != nullptr) text = raw;
-    free(raw);
-  }
-  plist_free(value);
-  return text;
-}
-
 // Some OS versions keep the flag as a boolean, others as 0 or 1.
 int ContactSyncOn(Lockdown& lockdown) {
   const plist_t contacts = lockdown.GetValue(kTetheredSyncDomain, kContactsKey);
@@ -75,9 +62,9 @@ void Describe(const mdsim::usb::Attached& phone, mdphone_info& out) {
   if (lockdown.ReadHostId() && lockdown.StartSession() == 0) out.trusted = MDPHONE_YES;
   out.locked = lockdown.Locked();
   // An untrusted phone still tells some values; those it keeps back stay empty.
-  CopyCut(out.name, StringValue(lockdown, "DeviceName"));
-  CopyCut(out.model, StringValue(lockdown, "ProductType"));
-  CopyCut(out.version, StringValue(lockdown, "ProductVersion"));
+  CopyCut(out.name, lockdown.StringValue(nullptr, "DeviceName"));
+  CopyCut(out.model, lockdown.StringValue(nullptr, "ProductType"));
+  CopyCut(out.version, lockdown.StringValue(nullptr, "ProductVersion"));
   if (out.trusted == MDPHONE_YES) out.contacts_sync = ContactSyncOn(lockdown);
 }
 

@@ -40,11 +40,16 @@ bool IsSocket(int fd) {
   return fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
+// Below this OS version libimobiledevice speaks TLS 1.0 whatever it knows of the phone.
+constexpr int kModernTlsMajor = 10;
+
 // A throwaway client made as libimobiledevice's tools make theirs: on the way it reads the
 // phone's ProductVersion into the device handle, which every later TLS handshake on that
-// handle consults (without it only TLS 1.0 and SHA-1 are offered). Only called with a pair
-// record at hand: without one it would ask the phone to trust this computer.
-void LearnVersion(idevice_t phone) {
+// handle consults (without it only TLS 1.0 and SHA-1 are offered). Only with a pair record
+// at hand, since without one it would ask the phone to trust this computer, and only for a
+// phone whose version needs it, since on phones before iOS 7 it validates the pairing.
+void LearnVersion(idevice_t phone, const std::string& version) {
+  if (std::atoi(version.c_str()) < kModernTlsMajor) return;
   lockdownd_client_t client = nullptr;
   if (lockdownd_client_new_with_handshake(phone, &client, kLabel) == LOCKDOWN_E_SUCCESS) {
     lockdownd_client_free(client);
@@ -176,7 +181,6 @@ int Lockdown::Open(const std::string& udid) {
   phone_ = PhonePtr(raw, [](idevice_t p) { idevice_free(p); });
   udid_ = phone.udid;
   network_ = !phone.usb;
-  if (ReadHostId()) LearnVersion(raw);
   const std::vector<int> before = OpenDescriptors();
   const lockdownd_error_t opened = lockdownd_client_new(raw, &client_, kLabel);
   MarkNewSocketsCloseOnExec(before);
@@ -184,6 +188,7 @@ int Lockdown::Open(const std::string& udid) {
     client_ = nullptr;
     return BlameBroken(udid_, CodeOf(opened, MDPHONE_ERR_CONNECTION_LOST));
   }
+  if (ReadHostId()) LearnVersion(raw, StringValue(nullptr, "ProductVersion"));
   return 0;
 }
 
@@ -239,6 +244,16 @@ int Lockdown::StopSession() {
   const lockdownd_error_t stopped = lockdownd_stop_session(client_, session_id_.c_str());
   session_id_.clear();
   return CodeOf(stopped, MDPHONE_ERR_CONNECTION_LOST);
+}
+
+std::string Lockdown::StringValue(const char* domain, const char* key) {
+  const plist_t value = GetValue(domain, key);
+  char* text = nullptr;
+  if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
+    plist_get_string_val(value, &text);
+  }
+  plist_free(value);
+  return TakeString(text);
 }
 
 plist_t Lockdown::GetValue(const char* domain, const char* key) {

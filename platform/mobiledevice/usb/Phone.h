@@ -77,6 +77,8 @@ class Lockdown {
   int StopSession();
   // The value, owned by the caller (plist_free), or null.
   plist_t GetValue(const char* domain, const char* key);
+  // A string value, empty when the phone has none or keeps it back.
+  std::string StringValue(const char* domain, const char* key);
   // Takes `value` over whatever the result.
   lockdownd_error_t SetValue(const char* domain, const char* key, plist_t value);
 
