@@ -35,8 +35,9 @@
      AFCConnectionClose              shutdown(SHUT_RDWR), then close: a thread blocked in
                                      recv on the socket wakes up with the end of the
                                      stream; what the library sent last still reaches the
-                                     device, which is then disconnected. MDSIM_ERR_INVALID_ARGUMENT for an unknown or
-                                     already closed handle.
+                                     device, which is then disconnected.
+                                     MDSIM_ERR_INVALID_ARGUMENT for an unknown or already
+                                     closed handle.
    An operation on a handle that is not a live stand-in device fails with
    MDSIM_ERR_INVALID_ARGUMENT (AMDServiceConnectionGetSocket: -1).
 
