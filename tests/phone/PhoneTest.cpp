@@ -210,6 +210,7 @@ TEST_F(PhoneTest, EveryScriptedFaultGivesItsCode) {
     std::string udid;  // empty: "usb"
     int result;
     int lastError;
+    int data = kVeldrakeContacts;
   } rows[] = {
       {"no phone", {}, "", MDPHONE_ERR_NO_DEVICE, MDPHONE_ERR_NO_DEVICE},
       {"two phones",
@@ -251,7 +252,7 @@ TEST_F(PhoneTest, EveryScriptedFaultGivesItsCode) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     Daemon daemon(row.phones);
-    const Outcome run = Export(kVeldrakeContacts, row.udid.empty() ? "usb" : "usb:" + row.udid);
+    const Outcome run = Export(row.data, row.udid.empty() ? "usb" : "usb:" + row.udid);
     EXPECT_EQ(run.result, row.result);
     EXPECT_EQ(run.lastError, row.lastError);
     EXPECT_TRUE(run.records.empty());
