@@ -5,7 +5,9 @@
 #include <memory>
 #include <vector>
 
+#include "MobileDevice/mdphone.h"
 #include "MobileDevice/mdsim.h"
+#include "Relay.h"
 #include "StandIn.h"
 #include "usb/Link.h"
 
@@ -15,8 +17,9 @@ using mdsim::Registry;
 MDSIM_EXPORT void* mdsim_device_new(const char* endpoint) {
   std::unique_ptr<Device> device(new Device);
   if (!mdsim::ParseEndpoint(endpoint, device->endpoint)) return nullptr;
+  device->outcome = std::make_shared<mdsim::Outcome>();
   if (device->endpoint.kind == mdsim::Endpoint::Kind::Usb) {
-    device->link = std::make_shared<mdsim::usb::Link>(device->endpoint.udid);
+    device->link = std::make_shared<mdsim::usb::Link>(device->endpoint.udid, device->outcome);
   }
   Registry& registry = Registry::Get();
   std::lock_guard<std::mutex> hold(registry.lock);
@@ -25,8 +28,8 @@ MDSIM_EXPORT void* mdsim_device_new(const char* endpoint) {
 }
 
 MDSIM_EXPORT void mdsim_device_free(void* handle) {
-  // A phone's connections are closed after the lock is released: that joins relays.
-  std::vector<std::shared_ptr<mdsim::usb::Service>> services;
+  // Connections are closed after the lock is released: that joins their relays.
+  std::vector<std::shared_ptr<mdsim::Relay>> relays;
   std::shared_ptr<mdsim::usb::Link> link;
   Registry& registry = Registry::Get();
   std::unique_lock<std::mutex> hold(registry.lock);
@@ -34,11 +37,7 @@ MDSIM_EXPORT void mdsim_device_free(void* handle) {
   if (device == nullptr) return;
   for (auto it = registry.connections.begin(); it != registry.connections.end();) {
     if (it->second.device == device) {
-      if (it->second.service != nullptr) {
-        services.push_back(it->second.service);
-      } else {
-        mdsim::ShutDownAndClose(it->second.fd);
-      }
+      relays.push_back(it->second.relay);
       it = registry.connections.erase(it);
     } else {
       ++it;
@@ -51,7 +50,7 @@ MDSIM_EXPORT void mdsim_device_free(void* handle) {
   link = device->link;
   delete device;
   hold.unlock();
-  for (const auto& service : services) service->Close();
+  for (const auto& relay : relays) relay->Close();
   if (link != nullptr) link->Disconnect();
 }
 
@@ -77,4 +76,20 @@ MDSIM_EXPORT const char* mdsim_device_calls(const void* handle) {
   const Device* device = registry.FindDevice(handle);
   snapshot = device == nullptr ? std::string() : device->calls;
   return snapshot.c_str();
+}
+
+MDSIM_EXPORT long long mdsim_bytes_received(const void* handle) {
+  Registry& registry = Registry::Get();
+  std::lock_guard<std::mutex> hold(registry.lock);
+  const Device* device = registry.FindDevice(handle);
+  return device == nullptr ? -1 : device->outcome->bytes_received.load();
+}
+
+MDSIM_EXPORT int mdphone_last_error(const void* handle) {
+  // Read under the registry's lock from the device's shared record, which its relays
+  // write: a close running at the same time cannot free it underneath.
+  Registry& registry = Registry::Get();
+  std::lock_guard<std::mutex> hold(registry.lock);
+  const Device* device = registry.FindDevice(handle);
+  return device == nullptr ? 0 : device->outcome->last_error.load();
 }

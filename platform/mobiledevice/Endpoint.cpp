@@ -133,9 +133,4 @@ int ConnectEndpoint(const Endpoint& endpoint) {
   return -1;
 }
 
-void ShutDownAndClose(int fd) {
-  shutdown(fd, SHUT_RDWR);
-  close(fd);
-}
-
 }  // namespace mdsim

@@ -9,7 +9,9 @@
 
 #include "CoreFoundation/CoreFoundation.h"
 #include "MobileDevice/MobileDevice.h"
+#include "MobileDevice/mdphone.h"
 #include "MobileDevice/mdsim.h"
+#include "Relay.h"
 #include "StandIn.h"
 #include "usb/Link.h"
 
@@ -19,8 +21,6 @@ using mdsim::Registry;
 using mdsim::usb::Link;
 
 namespace {
-
-const char kSyncService[] = "com.apple.mobilesync";
 
 // Runs `work` on the device under the registry's lock, after recording the call and
 // honouring a forced result.
@@ -49,35 +49,43 @@ int OnDeviceOrPhone(AMDeviceRef handle, const char* operation, Work work, PhoneW
 }
 
 // Gives the connection a handle, unless the device was freed while it was being made.
-int Register(AMDeviceRef handle, int fd, const std::shared_ptr<mdsim::usb::Service>& service,
+int Register(AMDeviceRef handle, std::unique_ptr<mdsim::Relay> relay,
              AMDServiceConnectionRef* connection) {
   Registry& registry = Registry::Get();
   std::unique_lock<std::mutex> hold(registry.lock);
   Device* device = registry.FindDevice(handle);
   if (device == nullptr) {
     hold.unlock();
-    if (service != nullptr) {
-      service->Close();
-    } else {
-      mdsim::ShutDownAndClose(fd);
-    }
+    relay->Close();
     return MDSIM_ERR_INVALID_ARGUMENT;
   }
   const uintptr_t id = registry.next_handle++;
-  registry.connections[id] = Connection{device, fd, service};
+  registry.connections[id] = Connection{device, std::shared_ptr<mdsim::Relay>(std::move(relay))};
   *connection = reinterpret_cast<AMDServiceConnectionRef>(id);
+  return 0;
+}
+
+// Connects to the device's service: a phone through its link, an emulator endpoint by a
+// new connection (or the fd: endpoint's own socket). 0 or the operation's failure code.
+int ConnectService(const std::shared_ptr<Link>& link, const mdsim::Endpoint& endpoint, int fd,
+                   std::unique_ptr<mdsim::DeviceStream>& out) {
+  if (link != nullptr) return link->StartService(mdsim::kSyncService, out);
+  if (fd < 0) fd = mdsim::ConnectEndpoint(endpoint);
+  if (fd < 0) return MDSIM_ERR_CONNECTION_FAILED;
+  out.reset(new mdsim::PlainStream(fd));
   return 0;
 }
 
 bool IsSyncService(CFStringRef service) {
   if (service == nullptr) return false;
   const CFIndex length = CFStringGetLength(service);
-  if (length != static_cast<CFIndex>(sizeof kSyncService - 1)) return false;
-  UInt8 text[sizeof kSyncService] = {0};
+  if (length != static_cast<CFIndex>(sizeof mdsim::kSyncService - 1)) return false;
+  UInt8 text[sizeof mdsim::kSyncService] = {0};
   CFIndex used = 0;
   CFStringGetBytes(service, CFRange{0, length}, kCFStringEncodingUTF8, '?', 0, text,
                    sizeof text - 1, &used);
-  return used == length && std::memcmp(text, kSyncService, sizeof kSyncService - 1) == 0;
+  return used == length &&
+         std::memcmp(text, mdsim::kSyncService, sizeof mdsim::kSyncService - 1) == 0;
 }
 
 }  // namespace
@@ -87,6 +95,7 @@ MDSIM_EXPORT int AMDeviceConnect(AMDeviceRef handle) {
       handle, "AMDeviceConnect",
       [](Device& device) {
         device.connected = true;
+        device.outcome->last_error = 0;
         return 0;
       },
       [](Link& link) { return link.Connect(); });
@@ -128,9 +137,11 @@ MDSIM_EXPORT int AMDeviceSecureStartService(AMDeviceRef handle, CFStringRef serv
                                             AMDServiceConnectionRef* connection) {
   mdsim::Endpoint endpoint;
   std::shared_ptr<Link> link;
+  std::shared_ptr<mdsim::Outcome> outcome;
   int fd = -1;
   const int checked = OnDevice(handle, "AMDeviceSecureStartService", [&](Device& device) {
     if (connection == nullptr) return MDSIM_ERR_INVALID_ARGUMENT;
+    outcome = device.outcome;
     if (device.link != nullptr) {
       link = device.link;
       return IsSyncService(service) ? 0 : MDSIM_ERR_SERVICE_PROHIBITED;
@@ -148,16 +159,17 @@ MDSIM_EXPORT int AMDeviceSecureStartService(AMDeviceRef handle, CFStringRef serv
   if (checked != 0) return checked;
 
   // Connecting may block; it happens outside the lock.
-  std::shared_ptr<mdsim::usb::Service> started;
-  if (link != nullptr) {
-    const int result = link->StartService(kSyncService, started);
-    if (result != 0) return result;
-    fd = started->socket();
-  } else if (fd < 0) {
-    fd = mdsim::ConnectEndpoint(endpoint);
+  std::unique_ptr<mdsim::DeviceStream> stream;
+  const int connected = ConnectService(link, endpoint, fd, stream);
+  if (connected != 0) return connected;
+  std::unique_ptr<mdsim::Relay> relay;
+  const int failure = link != nullptr ? MDPHONE_ERR_CONNECTION_LOST : MDSIM_ERR_CONNECTION_FAILED;
+  const int started = mdsim::Relay::Start(std::move(stream), outcome, failure, relay);
+  if (started != 0) {
+    if (link != nullptr) link->Fail(started);
+    return started;
   }
-  if (fd < 0) return MDSIM_ERR_CONNECTION_FAILED;
-  return Register(handle, fd, started, connection);
+  return Register(handle, std::move(relay), connection);
 }
 
 MDSIM_EXPORT int AMDServiceConnectionGetSocket(AMDServiceConnectionRef handle) {
@@ -168,11 +180,11 @@ MDSIM_EXPORT int AMDServiceConnectionGetSocket(AMDServiceConnectionRef handle) {
   connection->device->Record("AMDServiceConnectionGetSocket");
   int forced = 0;
   if (connection->device->Forced("AMDServiceConnectionGetSocket", forced)) return forced;
-  return connection->fd;
+  return connection->relay->socket();
 }
 
 MDSIM_EXPORT int AFCConnectionClose(AMDServiceConnectionRef handle) {
-  std::shared_ptr<mdsim::usb::Service> service;
+  std::shared_ptr<mdsim::Relay> relay;
   {
     Registry& registry = Registry::Get();
     std::lock_guard<std::mutex> hold(registry.lock);
@@ -181,10 +193,9 @@ MDSIM_EXPORT int AFCConnectionClose(AMDServiceConnectionRef handle) {
     connection->device->Record("AFCConnectionClose");
     int forced = 0;
     if (connection->device->Forced("AFCConnectionClose", forced)) return forced;
-    service = connection->service;
-    if (service == nullptr) mdsim::ShutDownAndClose(connection->fd);
+    relay = connection->relay;
     registry.connections.erase(reinterpret_cast<uintptr_t>(handle));
   }
-  if (service != nullptr) service->Close();  // joins the relay: outside the lock
+  relay->Close();  // joins the relay thread: outside the lock
   return 0;
 }

@@ -18,9 +18,14 @@
 
 namespace mdsim {
 
+// The one service the stand-in starts.
+constexpr char kSyncService[] = "com.apple.mobilesync";
+
+class Relay;
+struct Outcome;
+
 namespace usb {
 class Link;
-class Service;
 }  // namespace usb
 
 struct Endpoint {
@@ -40,7 +45,8 @@ struct Device {
   bool session_open = false;
   std::map<std::string, int> forced_results;
   std::string calls;
-  std::shared_ptr<usb::Link> link;  // Usb: the phone behind the daemon
+  std::shared_ptr<Outcome> outcome;  // the last error and the bytes received
+  std::shared_ptr<usb::Link> link;   // Usb: the phone behind the daemon
 
   void Record(const char* operation) {
     if (!calls.empty()) calls += ',';
@@ -55,10 +61,10 @@ struct Device {
   }
 };
 
+// A started service: the relay owns the library's socket and the device's connection.
 struct Connection {
   Device* device;
-  int fd;
-  std::shared_ptr<usb::Service> service;  // Usb: owns fd
+  std::shared_ptr<Relay> relay;
 };
 
 struct Registry {
@@ -87,9 +93,6 @@ bool ParseEndpoint(const char* text, Endpoint& out);
 
 // Opens a new connected stream socket to a Unix or TCP endpoint; -1 when that fails.
 int ConnectEndpoint(const Endpoint& endpoint);
-
-// Shuts the socket down both ways, so that a thread blocked on it wakes, then closes it.
-void ShutDownAndClose(int fd);
 
 }  // namespace mdsim
 

@@ -1,12 +1,14 @@
 // Real phones through the usbmux daemon, played by the emulator: the same exports as over
 // a plain socket, one code per thing a person can fix, a cancel and an unplug that come
 // back promptly, and nothing left behind after many exports.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <clocale>
 #include <cstdlib>
@@ -14,12 +16,15 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "EmulatedDaemon.h"
+#include "MobileDevice/MobileDevice.h"
 #include "MobileDevice/mdphone.h"
 #include "MobileDevice/mdsim.h"
 #include "QX/Contact.h"
@@ -103,6 +108,7 @@ PhoneConfig Phone(std::function<void(PhoneConfig&)> change = nullptr) {
 struct Outcome {
   int result = 0;
   int lastError = 0;
+  long long bytes = 0;  // what the platform counted from the device
   std::vector<std::string> records;
 };
 
@@ -115,6 +121,7 @@ Outcome Export(int kind, const std::string& endpoint) {
   run.result = GetData(kind, nullptr, device,
                        reinterpret_cast<void*>(kind == kVeldrakeContacts ? &OnContact : &OnNote));
   run.lastError = mdphone_last_error(device);
+  run.bytes = mdsim_bytes_received(device);
   if (run.result != -1) DisContectDeviceAndProtocol();
   mdsim_device_free(device);
   run.records = gSeen;
@@ -123,6 +130,18 @@ Outcome Export(int kind, const std::string& endpoint) {
 
 std::string UsbOf(const PhoneConfig& phone) {
   return "usb:" + phone.udid;
+}
+
+// What the listener's device side sent in its `nth` conversation (from 1). The listener
+// records a conversation once the device has seen its end, which may come just after
+// GetData returns.
+long long SentBy(const devicesim::Listener& listener, size_t nth) {
+  const auto deadline = std::chrono::steady_clock::now() + kBound;
+  while (listener.transcripts().size() < nth && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  const auto transcripts = listener.transcripts();
+  return transcripts.size() < nth ? -1 : static_cast<long long>(transcripts[nth - 1].bytesSent);
 }
 
 class PhoneTest : public ::testing::Test {
@@ -147,17 +166,20 @@ class PhoneTest : public ::testing::Test {
 std::string PhoneTest::gHome;
 bool PhoneTest::gLockdownDirExisted = false;
 
-// Record for record what the same book and notes give over the emulator's plain socket,
-// with the service under TLS (through the relay) and without (the phone's own descriptor).
+// The same book and notes over the emulator's plain socket and over a phone, with the
+// service under TLS and without: record for record, byte for byte as the device counted
+// them, and a probe of the service that tells which of the two it is.
 TEST_F(PhoneTest, ExportsMatchThePlainSocketWithAndWithoutTls) {
   devicesim::Listener plain("unix:" + TempPath(".plain"),
                             devicesim::GenerateAddressBook(kPeople, kSeed),
                             devicesim::GenerateNotes(kNoteCount, kSeed), Batches());
   ASSERT_TRUE(plain.ok()) << plain.error();
+  size_t conversations = 0;
   for (int kind : {kVeldrakeContacts, kVeldrakeNotes}) {
     const Outcome expected = Export(kind, plain.endpoint());
     ASSERT_EQ(expected.result, 0);
     ASSERT_EQ(expected.records.size(), kind == kVeldrakeContacts ? kPeople : kNoteCount);
+    EXPECT_EQ(expected.bytes, SentBy(plain, ++conversations));
     for (bool tls : {true, false}) {
       SCOPED_TRACE(std::string(kind == kVeldrakeContacts ? "contacts" : "notes") +
                    (tls ? " over TLS" : " in the clear"));
@@ -168,128 +190,213 @@ TEST_F(PhoneTest, ExportsMatchThePlainSocketWithAndWithoutTls) {
         EXPECT_EQ(run.result, 0) << endpoint;
         EXPECT_EQ(run.lastError, 0) << endpoint;
         EXPECT_EQ(run.records, expected.records) << endpoint;
+        EXPECT_EQ(run.bytes, expected.bytes) << endpoint;
       }
+      int usesTls = -1;
+      EXPECT_EQ(mdphone_probe_service(phone.udid.c_str(), &usesTls), 0);
+      EXPECT_EQ(usesTls, tls ? 1 : 0);
     }
   }
 }
 
 // Each thing a person can fix has its own code: straight from GetData when the phone
 // cannot be reached, -6 and the reason from mdphone_last_error when the service did not
-// start.
+// start. Probing the service gives the same reason an export would.
 TEST_F(PhoneTest, EveryScriptedFaultGivesItsCode) {
   const PhoneConfig second = devicesim::phone::ExtraPhone(1);
   struct Row {
     const char* name;
     std::vector<PhoneConfig> phones;
-    std::string endpoint;
+    std::string udid;  // empty: "usb"
     int result;
     int lastError;
+    int data = kVeldrakeContacts;
   } rows[] = {
-      {"no phone", {}, "usb", MDPHONE_ERR_NO_DEVICE, MDPHONE_ERR_NO_DEVICE},
+      {"no phone", {}, "", MDPHONE_ERR_NO_DEVICE, MDPHONE_ERR_NO_DEVICE},
       {"two phones",
        {Phone(), second},
-       "usb",
+       "",
        MDPHONE_ERR_SEVERAL_DEVICES,
        MDPHONE_ERR_SEVERAL_DEVICES},
       {"unknown UDID",
        {Phone()},
-       "usb:0123456789abcdef0123456789abcdef01234567",
+       "0123456789abcdef0123456789abcdef01234567",
        MDPHONE_ERR_UDID_NOT_FOUND,
        MDPHONE_ERR_UDID_NOT_FOUND},
       {"not trusted",
        {Phone([](PhoneConfig& p) { p.trusted = false; })},
-       "usb",
+       "",
        MDPHONE_ERR_NOT_PAIRED,
        MDPHONE_ERR_NOT_PAIRED},
       {"passcode",
        {Phone([](PhoneConfig& p) { p.passcodeLocked = true; })},
-       "usb",
+       "",
        -6,
        MDPHONE_ERR_PASSCODE_LOCKED},
       {"refused",
        {Phone([](PhoneConfig& p) { p.serviceRefused = true; })},
-       "usb",
+       "",
        -6,
        MDPHONE_ERR_SERVICE_REFUSED},
       {"session TLS",
        {Phone([](PhoneConfig& p) { p.sessionTlsFailure = true; })},
-       "usb",
+       "",
+       -6,
+       MDPHONE_ERR_TLS_FAILED},
+      {"service TLS",
+       {Phone([](PhoneConfig& p) { p.serviceTlsFailure = true; })},
+       "",
        -6,
        MDPHONE_ERR_TLS_FAILED},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     Daemon daemon(row.phones);
-    const Outcome run = Export(kVeldrakeContacts, row.endpoint);
+    const Outcome run = Export(row.data, row.udid.empty() ? "usb" : "usb:" + row.udid);
     EXPECT_EQ(run.result, row.result);
     EXPECT_EQ(run.lastError, row.lastError);
     EXPECT_TRUE(run.records.empty());
+    EXPECT_EQ(mdphone_probe_service(row.udid.empty() ? nullptr : row.udid.c_str(), nullptr),
+              row.lastError);
   }
   SCOPED_TRACE("no daemon");
   setenv("USBMUXD_SOCKET_ADDRESS", ("UNIX:" + TempPath(".absent")).c_str(), 1);
   const Outcome run = Export(kVeldrakeNotes, "usb");
   EXPECT_EQ(run.result, MDPHONE_ERR_NO_DAEMON);
   EXPECT_EQ(run.lastError, MDPHONE_ERR_NO_DAEMON);
+  EXPECT_EQ(mdphone_probe_service(nullptr, nullptr), MDPHONE_ERR_NO_DAEMON);
 }
 
-// A host cancels a contact export that waits on a silent phone by shutting the library's
-// socket down; over the relay GetData still comes back at once with what was gathered,
-// and a cancel is no lost connection.
-TEST_F(PhoneTest, ShutdownFromAnotherThreadCancelsAnExportOverTheRelay) {
-  std::promise<void> silent;
-  std::promise<void> release;
-  std::shared_future<void> released = release.get_future().share();
-  devicesim::DeviceOptions options = Batches();
-  options.scriptedReply = [&, released](const std::string& label,
-                                        int occurrence) -> std::optional<std::string> {
-    if (label == "M6" && occurrence == 1) {
-      silent.set_value();
-      released.wait();
+// The endpoint kinds, each one device serving the test book.
+enum class Kind { Unix, Tcp, Fd, UsbTls, UsbClear };
+
+const char* NameOf(Kind kind) {
+  static const char* const kNames[] = {"unix", "tcp", "fd", "usb with TLS", "usb in the clear"};
+  return kNames[static_cast<int>(kind)];
+}
+
+// A device of any endpoint kind; a phone is unplugged after `detachAfter` bytes of its
+// service (-1: never).
+class AnyDevice {
+ public:
+  AnyDevice(Kind kind, const devicesim::DeviceOptions& options, int64_t detachAfter = -1) {
+    auto book = devicesim::GenerateAddressBook(kPeople, kSeed);
+    auto notes = devicesim::GenerateNotes(kNoteCount, kSeed);
+    if (kind == Kind::Unix || kind == Kind::Tcp) {
+      const std::string where = kind == Kind::Unix ? "unix:" + TempPath(".any") : "tcp:127.0.0.1:0";
+      listener_ = std::make_unique<devicesim::Listener>(where, book, notes, options);
+      EXPECT_TRUE(listener_->ok()) << listener_->error();
+      endpoint_ = listener_->endpoint();
+    } else if (kind == Kind::Fd) {
+      inProcess_ = std::make_unique<devicesim::InProcessDevice>(book, notes, options);
+      endpoint_ = inProcess_->endpoint();
+    } else {
+      const PhoneConfig phone = Phone([&](PhoneConfig& p) {
+        p.serviceTls = kind == Kind::UsbTls;
+        p.detachAfterBytes = detachAfter;
+      });
+      daemon_ = std::make_unique<Daemon>(std::vector<PhoneConfig>{phone}, options);
+      endpoint_ = UsbOf(phone);
     }
-    return std::nullopt;
+  }
+  const std::string& endpoint() const { return endpoint_; }
+  // What the device's side sent in its one conversation; -1 for a phone, which keeps no count.
+  long long sent() {
+    if (inProcess_) return static_cast<long long>(inProcess_->wait().bytesSent);
+    return listener_ ? SentBy(*listener_, 1) : -1;
+  }
+
+ private:
+  std::unique_ptr<devicesim::Listener> listener_;
+  std::unique_ptr<devicesim::InProcessDevice> inProcess_;
+  std::unique_ptr<Daemon> daemon_;
+  std::string endpoint_;
+};
+
+// On every endpoint kind, a device that ends the conversation before the library said
+// goodbye (closing the connection while it stays there, or unplugged) is a lost connection,
+// whatever GetData returned; a finished export is none. The platform counts every byte the
+// device sent, as the device itself counted them.
+TEST_F(PhoneTest, EveryEndpointTellsAnEarlyEndFromAFinishedOne) {
+  struct Row {
+    Kind kind;
+    int data;
+    int64_t closeAfter;   // the device closes the service after this many bytes
+    int64_t detachAfter;  // the phone is unplugged after this many bytes
   };
-  Daemon daemon({Phone()}, options);
-  gSeen.clear();
-  void* device = mdsim_device_new("usb");
-  auto call = std::async(std::launch::async, [&] {
-    return GetData(kVeldrakeContacts, nullptr, device, reinterpret_cast<void*>(&OnContact));
-  });
-  ASSERT_EQ(silent.get_future().wait_for(kBound), std::future_status::ready);
-  shutdown(iSocket, SHUT_RDWR);
-  const bool returned = call.wait_for(kBound) == std::future_status::ready;
-  release.set_value();
-  EXPECT_TRUE(returned);
-  EXPECT_EQ(call.get(), 0);
-  EXPECT_EQ(gSeen.size(), kBatch);
-  EXPECT_EQ(mdphone_last_error(device), 0);
-  DisContectDeviceAndProtocol();
-  mdsim_device_free(device);
+  std::vector<Row> rows;
+  for (Kind kind : {Kind::Unix, Kind::Tcp, Kind::Fd}) {
+    rows.push_back({kind, kVeldrakeContacts, -1, -1});
+    rows.push_back({kind, kVeldrakeNotes, 100, -1});
+    rows.push_back({kind, kVeldrakeContacts, 1500, -1});
+  }
+  rows.push_back({Kind::UsbTls, kVeldrakeContacts, 1500, -1});
+  rows.push_back({Kind::UsbClear, kVeldrakeNotes, 100, -1});
+  rows.push_back({Kind::UsbTls, kVeldrakeContacts, -1, 1500});
+  rows.push_back({Kind::UsbTls, kVeldrakeNotes, -1, 100});
+  rows.push_back({Kind::UsbClear, kVeldrakeContacts, -1, 4000});
+  rows.push_back({Kind::UsbClear, kVeldrakeNotes, -1, 3000});
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(NameOf(row.kind)) +
+                 (row.data == kVeldrakeNotes ? " notes" : " contacts") + " closed after " +
+                 std::to_string(row.closeAfter) + ", unplugged after " +
+                 std::to_string(row.detachAfter));
+    devicesim::DeviceOptions options = Batches();
+    options.closeAfterBytes = row.closeAfter;
+    AnyDevice device(row.kind, options, row.detachAfter);
+    const Outcome run = Export(row.data, device.endpoint());
+    const size_t all = row.data == kVeldrakeContacts ? kPeople : kNoteCount;
+    const bool cut = row.closeAfter >= 0 || row.detachAfter >= 0;
+    EXPECT_EQ(run.lastError, cut ? MDPHONE_ERR_CONNECTION_LOST : 0);
+    if (cut) {
+      EXPECT_LT(run.records.size(), all);
+      EXPECT_LE(run.bytes, std::max(row.closeAfter, row.detachAfter));
+    } else {
+      EXPECT_EQ(run.result, 0);
+      EXPECT_EQ(run.records.size(), all);
+    }
+    const long long sent = device.sent();
+    if (sent >= 0) {
+      EXPECT_EQ(run.bytes, sent);
+    }
+  }
 }
 
-// Unplugged at a few points of each export: GetData comes back (a note export failed; a
-// contact export failed when still in the version exchange, else with what it gathered),
-// and the reason is the lost connection.
-TEST_F(PhoneTest, APhoneUnpluggedMidwayIsALostConnection) {
-  struct Cut {
-    int kind;
-    int64_t bytes;
-    bool tls;
-    int result;
-  } cuts[] = {{kVeldrakeContacts, 100, true, -1},  {kVeldrakeContacts, 1500, true, 0},
-              {kVeldrakeContacts, 4000, false, 0}, {kVeldrakeNotes, 100, true, -1},
-              {kVeldrakeNotes, 1500, true, -1},    {kVeldrakeNotes, 3000, false, -1}};
-  for (const Cut& cut : cuts) {
-    SCOPED_TRACE(std::to_string(cut.kind) + " after " + std::to_string(cut.bytes) +
-                 (cut.tls ? " with TLS" : " in the clear"));
-    const PhoneConfig phone = Phone([&](PhoneConfig& p) {
-      p.detachAfterBytes = cut.bytes;
-      p.serviceTls = cut.tls;
+// A host cancels a contact export that waits on a silent device by shutting the library's
+// socket down from another thread: GetData comes back at once with what was gathered, the
+// bytes received so far could be read meanwhile, and a cancel is no lost connection.
+TEST_F(PhoneTest, ShutdownFromAnotherThreadCancelsAnExport) {
+  for (Kind kind : {Kind::Unix, Kind::UsbTls}) {
+    SCOPED_TRACE(NameOf(kind));
+    std::promise<void> silent;
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    devicesim::DeviceOptions options = Batches();
+    options.scriptedReply = [&, released](const std::string& label,
+                                          int occurrence) -> std::optional<std::string> {
+      if (label == "M6" && occurrence == 1) {
+        silent.set_value();
+        released.wait();
+      }
+      return std::nullopt;
+    };
+    AnyDevice served(kind, options);
+    gSeen.clear();
+    void* device = mdsim_device_new(served.endpoint().c_str());
+    auto call = std::async(std::launch::async, [&] {
+      return GetData(kVeldrakeContacts, nullptr, device, reinterpret_cast<void*>(&OnContact));
     });
-    Daemon daemon({phone});
-    const Outcome run = Export(cut.kind, UsbOf(phone));
-    EXPECT_EQ(run.result, cut.result);
-    EXPECT_EQ(run.lastError, MDPHONE_ERR_CONNECTION_LOST);
-    EXPECT_LT(run.records.size(), cut.kind == kVeldrakeContacts ? kPeople : kNoteCount);
+    ASSERT_EQ(silent.get_future().wait_for(kBound), std::future_status::ready);
+    EXPECT_GT(mdsim_bytes_received(device), 0);
+    shutdown(iSocket, SHUT_RDWR);
+    const bool returned = call.wait_for(kBound) == std::future_status::ready;
+    release.set_value();
+    EXPECT_TRUE(returned);
+    EXPECT_EQ(call.get(), 0);
+    EXPECT_EQ(gSeen.size(), kBatch);
+    EXPECT_EQ(mdphone_last_error(device), 0);
+    DisContectDeviceAndProtocol();
+    mdsim_device_free(device);
   }
 }
 
@@ -297,23 +404,23 @@ size_t Entries(const char* dir) {
   return static_cast<size_t>(std::distance(fs::directory_iterator(dir), fs::directory_iterator()));
 }
 
+std::vector<int> OpenFds() {
+  std::vector<int> fds;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    fds.push_back(std::stoi(entry.path().filename().string()));
+  }
+  std::sort(fds.begin(), fds.end());
+  return fds;
+}
+
 // Many exports over TLS from a daemon in its own process leave no relay thread and no
 // descriptor behind in this one.
 TEST_F(PhoneTest, ManyExportsLeaveNoThreadOrDescriptor) {
   constexpr int kExports = 200;
-  const std::string socketPath = TempPath(".leak");
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    execl(VELDRAKE_DEVICESIM, VELDRAKE_DEVICESIM, "--usbmuxd", ("unix:" + socketPath).c_str(),
-          "--generate-contacts", "3", "--generate-notes", "3", static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  setenv("USBMUXD_SOCKET_ADDRESS", ("UNIX:" + socketPath).c_str(), 1);
-  const auto deadline = std::chrono::steady_clock::now() + kBound;
-  while (mdphone_list(nullptr, 0) != 1 && std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
+  testsupport::EmulatedDaemon daemon(VELDRAKE_DEVICESIM,
+                                     {"--generate-contacts", "3", "--generate-notes", "3"});
+  ASSERT_TRUE(daemon.started()) << daemon.error();
+  daemon.exportAddress();
   Export(kVeldrakeContacts, "usb");  // the libraries below set up what they keep for the process
   const size_t threads = Entries("/proc/self/task");
   const size_t descriptors = Entries("/proc/self/fd");
@@ -325,14 +432,44 @@ TEST_F(PhoneTest, ManyExportsLeaveNoThreadOrDescriptor) {
   EXPECT_EQ(failures, 0);
   EXPECT_EQ(Entries("/proc/self/task"), threads);
   EXPECT_EQ(Entries("/proc/self/fd"), descriptors);
-  kill(child, SIGTERM);
-  int status = 0;
-  waitpid(child, &status, 0);
 }
 
-// Listing, pairing and turning contact sync on, against phones in each state.
+// Every descriptor a started export holds (lockdown, the service, the relay's pair) is
+// close-on-exec, so a host that forks and runs another program meanwhile leaks none.
+TEST_F(PhoneTest, AStartedExportHoldsOnlyCloseOnExecDescriptors) {
+  testsupport::EmulatedDaemon daemon(VELDRAKE_DEVICESIM, {"--generate-contacts", "3"});
+  ASSERT_TRUE(daemon.started()) << daemon.error();
+  daemon.exportAddress();
+  const std::vector<int> before = OpenFds();
+  void* device = mdsim_device_new("usb");
+  ASSERT_EQ(AMDeviceConnect(device), 0);
+  ASSERT_EQ(AMDeviceStartSession(device), 0);
+  AMDServiceConnectionRef connection = nullptr;
+  CFStringRef service =
+      CFStringCreateWithCString(nullptr, "com.apple.mobilesync", kCFStringEncodingUTF8);
+  ASSERT_EQ(AMDeviceSecureStartService(device, service, nullptr, &connection), 0);
+  CFRelease(service);
+  size_t held = 0;
+  for (int fd : OpenFds()) {
+    if (std::binary_search(before.begin(), before.end(), fd)) continue;
+    ++held;
+    EXPECT_NE(fcntl(fd, F_GETFD) & FD_CLOEXEC, 0) << "descriptor " << fd;
+  }
+  EXPECT_GE(held, 3u);  // lockdown, the phone's service connection, the library's end
+  AFCConnectionClose(connection);
+  AMDeviceStopSession(device);
+  AMDeviceDisconnect(device);
+  mdsim_device_free(device);
+}
+
+// Listing, pairing and turning contact sync on, against phones in each state. A phone
+// that trusts this computer is not asked again: it would deny, and nothing is asked.
 TEST_F(PhoneTest, ControlFunctionsSeeAndChangeThePhonesState) {
-  PhoneConfig locked = Phone([](PhoneConfig& p) { p.contactSyncDisabled = true; });
+  PhoneConfig locked = Phone([](PhoneConfig& p) {
+    p.contactSyncDisabled = true;
+    p.passcodeLocked = true;
+    p.trustDialog = devicesim::phone::TrustDialog::Deny;
+  });
   PhoneConfig stranger = devicesim::phone::ExtraPhone(1);
   stranger.trusted = false;
   stranger.trustDialog = devicesim::phone::TrustDialog::Pending;
@@ -358,21 +495,26 @@ TEST_F(PhoneTest, ControlFunctionsSeeAndChangeThePhonesState) {
   EXPECT_EQ(first->network, MDPHONE_NO);
   EXPECT_EQ(first->trusted, MDPHONE_YES);
   EXPECT_EQ(first->contacts_sync, MDPHONE_NO);
+  EXPECT_EQ(first->locked, MDPHONE_YES);
   EXPECT_EQ(find(stranger)->trusted, MDPHONE_NO);
   EXPECT_EQ(find(stranger)->contacts_sync, MDPHONE_UNKNOWN);
+  EXPECT_EQ(find(stranger)->locked, MDPHONE_UNKNOWN);
 
   EXPECT_EQ(mdphone_enable_contact_sync(locked.udid.c_str()), 0);
   EXPECT_EQ(mdphone_enable_contact_sync(stranger.udid.c_str()), MDPHONE_ERR_NOT_PAIRED);
   EXPECT_EQ(mdphone_pair(nullptr), MDPHONE_ERR_SEVERAL_DEVICES);
+  EXPECT_EQ(mdphone_pair(locked.udid.c_str()), MDPHONE_ALREADY_PAIRED);
   EXPECT_EQ(mdphone_pair(refuser.udid.c_str()), MDPHONE_ERR_PAIRING_DENIED);
   EXPECT_EQ(mdphone_pair(stranger.udid.c_str()), MDPHONE_ERR_PAIRING_PENDING);
   EXPECT_EQ(mdphone_pair(stranger.udid.c_str()), 0);
+  EXPECT_EQ(mdphone_pair(stranger.udid.c_str()), MDPHONE_ALREADY_PAIRED);
   EXPECT_TRUE((*daemon).hasPairRecord(stranger.udid));
   EXPECT_FALSE((*daemon).hasPairRecord(refuser.udid));
 
   ASSERT_EQ(mdphone_list(info, 3), 3);
   EXPECT_EQ(find(locked)->contacts_sync, MDPHONE_YES);
   EXPECT_EQ(find(stranger)->trusted, MDPHONE_YES);
+  EXPECT_EQ(find(stranger)->locked, MDPHONE_NO);
   EXPECT_EQ(find(refuser)->trusted, MDPHONE_NO);
   const Outcome paired = Export(kVeldrakeNotes, UsbOf(stranger));
   EXPECT_EQ(paired.result, 0);

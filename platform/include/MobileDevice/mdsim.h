@@ -9,6 +9,10 @@
                      other end an in-process emulator serves. The device owns N from now on;
                      the first service start uses it, and every later start fails with
                      MDSIM_ERR_CONNECTION_FAILED.
+   Whatever the endpoint, the library is handed one end of a socket pair and a relay thread
+   carries the bytes to and from the device's connection; it counts what the device sends
+   (mdsim_bytes_received) and notices a device that ends the conversation early
+   (mdphone_last_error).
 
    Behaviour of the operations on a stand-in device (each records its name, see
    mdsim_device_calls):
@@ -23,12 +27,17 @@
                                      MDSIM_ERR_NOT_CONNECTED, MDSIM_ERR_INVALID_ARGUMENT (no
                                      target), MDSIM_ERR_SERVICE_PROHIBITED (another
                                      service), MDSIM_ERR_CONNECTION_FAILED (refused,
-                                     unreachable, or fd endpoint already used).
-     AMDServiceConnectionGetSocket   the connected descriptor; -1 for an unknown handle.
+                                     unreachable, fd endpoint already used, or no relay
+                                     thread to be had).
+     AMDServiceConnectionGetSocket   the library's end of the relay, a connected stream
+                                     socket (not N itself for fd:N); -1 for an unknown
+                                     handle.
      AFCConnectionClose              shutdown(SHUT_RDWR), then close: a thread blocked in
                                      recv on the socket wakes up with the end of the
-                                     stream. MDSIM_ERR_INVALID_ARGUMENT for an unknown or
-                                     already closed handle.
+                                     stream; what the library sent last still reaches the
+                                     device, which is then disconnected.
+                                     MDSIM_ERR_INVALID_ARGUMENT for an unknown or already
+                                     closed handle.
    An operation on a handle that is not a live stand-in device fails with
    MDSIM_ERR_INVALID_ARGUMENT (AMDServiceConnectionGetSocket: -1).
 

@@ -6,13 +6,14 @@
 #include <cstring>
 #include <vector>
 
+#include "../QuietPipe.h"
 #include "../StandIn.h"
 #include "Link.h"
 #include "MobileDevice/mdphone.h"
 #include "Phone.h"
 
+using mdsim::QuietPipe;
 using mdsim::usb::Lockdown;
-using mdsim::usb::QuietPipe;
 
 namespace {
 
@@ -25,19 +26,6 @@ void CopyCut(char (&field)[N], const std::string& text) {
   const size_t n = std::min(text.size(), N - 1);
   std::memcpy(field, text.data(), n);
   field[n] = '\0';
-}
-
-std::string StringValue(Lockdown& lockdown, const char* key) {
-  const plist_t value = lockdown.GetValue(nullptr, key);
-  std::string text;
-  if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
-    char* raw = nullptr;
-    plist_get_string_val(value, &raw);
-    if (raw != nullptr) text = raw;
-    free(raw);
-  }
-  plist_free(value);
-  return text;
 }
 
 // Some OS versions keep the flag as a boolean, others as 0 or 1.
@@ -68,13 +56,15 @@ void Describe(const mdsim::usb::Attached& phone, mdphone_info& out) {
   out.network = phone.usb ? MDPHONE_NO : MDPHONE_YES;
   out.trusted = MDPHONE_NO;
   out.contacts_sync = MDPHONE_UNKNOWN;
+  out.locked = MDPHONE_UNKNOWN;
   Lockdown lockdown;
   if (lockdown.Open(phone.udid) != 0) return;
   if (lockdown.ReadHostId() && lockdown.StartSession() == 0) out.trusted = MDPHONE_YES;
+  out.locked = lockdown.Locked();
   // An untrusted phone still tells some values; those it keeps back stay empty.
-  CopyCut(out.name, StringValue(lockdown, "DeviceName"));
-  CopyCut(out.model, StringValue(lockdown, "ProductType"));
-  CopyCut(out.version, StringValue(lockdown, "ProductVersion"));
+  CopyCut(out.name, lockdown.StringValue(nullptr, "DeviceName"));
+  CopyCut(out.model, lockdown.StringValue(nullptr, "ProductType"));
+  CopyCut(out.version, lockdown.StringValue(nullptr, "ProductVersion"));
   if (out.trusted == MDPHONE_YES) out.contacts_sync = ContactSyncOn(lockdown);
 }
 
@@ -94,8 +84,22 @@ MDSIM_EXPORT int mdphone_list(mdphone_info* out, int capacity) {
   return static_cast<int>(phones.size());
 }
 
+// 0 when this computer's pair record opens a session on the phone; otherwise why not.
+int Validate(const std::string& udid) {
+  Lockdown lockdown;
+  const int opened = lockdown.Open(udid);
+  if (opened != 0) return opened;
+  if (!lockdown.ReadHostId()) return MDPHONE_ERR_NOT_PAIRED;
+  return lockdown.StartSession();
+}
+
 MDSIM_EXPORT int mdphone_pair(const char* udid) {
   QuietPipe quiet;
+  // A phone that trusts this computer already is not asked again: the person would see a
+  // needless Trust prompt and type the passcode for nothing.
+  const int valid = Validate(udid == nullptr ? "" : udid);
+  if (valid == 0) return MDPHONE_ALREADY_PAIRED;
+  if (valid != MDPHONE_ERR_NOT_PAIRED) return valid;
   Lockdown lockdown;
   const int opened = lockdown.Open(udid == nullptr ? "" : udid);
   if (opened != 0) return opened;
@@ -119,27 +123,21 @@ MDSIM_EXPORT int mdphone_enable_contact_sync(const char* udid) {
   }
   plist_dict_set_item(contacts, kDisableKey, plist_new_bool(0));
   const lockdownd_error_t set = lockdown.SetValue(kTetheredSyncDomain, kContactsKey, contacts);
-  return mdsim::usb::CodeOf(set, MDPHONE_ERR_SERVICE_REFUSED);
+  const int code = mdsim::usb::CodeOf(set, MDPHONE_ERR_SETTING_REFUSED);
+  return mdsim::usb::BlameBroken(lockdown.udid(), code);
 }
 
-MDSIM_EXPORT int mdphone_last_error(const void* device) {
-  std::shared_ptr<mdsim::usb::Link> link;
-  std::vector<std::shared_ptr<mdsim::usb::Service>> services;
-  {
-    mdsim::Registry& registry = mdsim::Registry::Get();
-    std::lock_guard<std::mutex> hold(registry.lock);
-    const mdsim::Device* found = registry.FindDevice(device);
-    if (found == nullptr || found->link == nullptr) return 0;
-    link = found->link;
-    for (const auto& entry : registry.connections) {
-      if (entry.second.device == found && entry.second.service != nullptr) {
-        services.push_back(entry.second.service);
-      }
-    }
-  }
-  // A direct descriptor has no relay to notice the phone leaving; it is looked at now.
-  if (link->LastError() == 0) {
-    for (const auto& service : services) service->NoticeLoss();
-  }
-  return link->LastError();
+MDSIM_EXPORT int mdphone_probe_service(const char* udid, int* uses_tls) {
+  QuietPipe quiet;
+  // Started exactly as an export starts it, and closed again at once.
+  mdsim::usb::Link link(udid == nullptr ? "" : udid, std::make_shared<mdsim::Outcome>());
+  int result = link.Connect();
+  if (result == 0) result = link.StartSession();
+  std::unique_ptr<mdsim::DeviceStream> stream;
+  bool tls = false;
+  if (result == 0) result = link.StartService(mdsim::kSyncService, stream, &tls);
+  if (result == 0 && uses_tls != nullptr) *uses_tls = tls ? 1 : 0;
+  stream.reset();
+  link.Disconnect();
+  return result;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "../QuietPipe.h"
 #include "MobileDevice/mdphone.h"
 #include "MobileDevice/mdsim.h"
 
@@ -47,7 +48,7 @@ int Link::StopSession() {
   return stopped == 0 ? 0 : Fail(stopped);
 }
 
-int Link::StartService(const char* name, std::shared_ptr<Service>& out) {
+int Link::StartService(const char* name, std::unique_ptr<DeviceStream>& out, bool* tls) {
   QuietPipe quiet;
   std::lock_guard<std::mutex> hold(lock_);
   if (lockdown_ == nullptr) return MDSIM_ERR_NOT_CONNECTED;
@@ -58,13 +59,15 @@ int Link::StartService(const char* name, std::shared_ptr<Service>& out) {
   const lockdownd_error_t started = lockdownd_start_service(lockdown_->client(), name, &descriptor);
   if (started != LOCKDOWN_E_SUCCESS || descriptor == nullptr) {
     lockdownd_service_descriptor_free(descriptor);
-    return Fail(started == LOCKDOWN_E_SUCCESS ? MDPHONE_ERR_SERVICE_REFUSED
-                                              : CodeOf(started, MDPHONE_ERR_SERVICE_REFUSED));
+    return Fail(started == LOCKDOWN_E_SUCCESS
+                    ? MDPHONE_ERR_SERVICE_REFUSED
+                    : BlameBroken(lockdown_->udid(), CodeOf(started, MDPHONE_ERR_SERVICE_REFUSED)));
   }
   const uint16_t port = descriptor->port;
-  const bool tls = descriptor->ssl_enabled != 0;
+  const bool secure = descriptor->ssl_enabled != 0;
   lockdownd_service_descriptor_free(descriptor);
-  const int opened = Service::Open(lockdown_->phone(), port, tls, lockdown_->udid(), outcome_, out);
+  if (tls != nullptr) *tls = secure;
+  const int opened = PhoneStream::Open(lockdown_->phone(), port, secure, lockdown_->udid(), out);
   return opened == 0 ? 0 : Fail(opened);
 }
 

@@ -17,21 +17,23 @@ namespace usb {
 
 class Link {
  public:
-  explicit Link(const std::string& udid) : requested_(udid), outcome_(new Outcome) {}
+  Link(const std::string& udid, const std::shared_ptr<Outcome>& outcome)
+      : requested_(udid), outcome_(outcome) {}
 
   int Connect();
   int Disconnect();
   int StartSession();
   int StopSession();
-  int StartService(const char* name, std::shared_ptr<Service>& out);
-  int LastError() const { return outcome_->last_error; }
-
- private:
+  // Starts the service and connects to it: 0 with `out` set (and *tls, when given, telling
+  // whether it speaks TLS), or an MDPHONE_ERR_* code.
+  int StartService(const char* name, std::unique_ptr<DeviceStream>& out, bool* tls = nullptr);
+  // Records `code` as what stopped the last operation and returns it.
   int Fail(int code) {
     outcome_->last_error = code;
     return code;
   }
 
+ private:
   std::mutex lock_;
   const std::string requested_;  // empty: the only attached phone
   std::shared_ptr<Outcome> outcome_;

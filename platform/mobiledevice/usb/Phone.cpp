@@ -5,9 +5,12 @@
 #include <plist/plist.h>
 #include <usbmuxd.h>
 
-#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cstdlib>
-#include <ctime>
 
 #include "MobileDevice/mdphone.h"
 
@@ -32,18 +35,25 @@ std::string TakeString(char* text) {
   return copy;
 }
 
-sigset_t PipeOnly() {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, SIGPIPE);
-  return set;
+bool IsSocket(int fd) {
+  struct stat status;
+  return fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
-bool PipePending() {
-  sigset_t pending;
-  sigemptyset(&pending);
-  sigpending(&pending);
-  return sigismember(&pending, SIGPIPE) == 1;
+// Below this OS version libimobiledevice speaks TLS 1.0 whatever it knows of the phone.
+constexpr int kModernTlsMajor = 10;
+
+// A throwaway client made as libimobiledevice's tools make theirs: on the way it reads the
+// phone's ProductVersion into the device handle, which every later TLS handshake on that
+// handle consults (without it only TLS 1.0 and SHA-1 are offered). Only with a pair record
+// at hand, since without one it would ask the phone to trust this computer, and only for a
+// phone whose version needs it, since on phones before iOS 7 it validates the pairing.
+void LearnVersion(idevice_t phone, const std::string& version) {
+  if (std::atoi(version.c_str()) < kModernTlsMajor) return;
+  lockdownd_client_t client = nullptr;
+  if (lockdownd_client_new_with_handshake(phone, &client, kLabel) == LOCKDOWN_E_SUCCESS) {
+    lockdownd_client_free(client);
+  }
 }
 
 }  // namespace
@@ -86,6 +96,40 @@ bool StillAttached(const std::string& udid) {
   const auto both =
       static_cast<enum usbmux_lookup_options>(DEVICE_LOOKUP_USBMUX | DEVICE_LOOKUP_NETWORK);
   return usbmuxd_get_device(udid.c_str(), &info, both) > 0;
+}
+
+int Blame(const std::string& udid, int code) {
+  std::vector<Attached> phones;
+  if (!ListAttached(phones)) return MDPHONE_ERR_NO_DAEMON;
+  return FindUdid(phones, udid) == nullptr ? MDPHONE_ERR_CONNECTION_LOST : code;
+}
+
+int BlameBroken(const std::string& udid, int code) {
+  const bool broken = code == MDPHONE_ERR_TLS_FAILED || code == MDPHONE_ERR_CONNECTION_LOST;
+  return broken ? Blame(udid, code) : code;
+}
+
+std::vector<int> OpenDescriptors() {
+  std::vector<int> open;
+  DIR* listing = opendir("/proc/self/fd");
+  if (listing == nullptr) return open;
+  const int own = dirfd(listing);
+  while (const struct dirent* entry = readdir(listing)) {
+    char* end = nullptr;
+    const long fd = std::strtol(entry->d_name, &end, 10);
+    if (end != entry->d_name && *end == '\0' && fd != own) open.push_back(static_cast<int>(fd));
+  }
+  closedir(listing);
+  std::sort(open.begin(), open.end());
+  return open;
+}
+
+void MarkNewSocketsCloseOnExec(const std::vector<int>& before) {
+  for (int fd : OpenDescriptors()) {
+    if (std::binary_search(before.begin(), before.end(), fd) || !IsSocket(fd)) continue;
+    const int flags = fcntl(fd, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) fcntl(fd, F_SETFD, flags | FD_CLOEXEC);
+  }
 }
 
 int CodeOf(lockdownd_error_t error, int otherwise) {
@@ -137,11 +181,14 @@ int Lockdown::Open(const std::string& udid) {
   phone_ = PhonePtr(raw, [](idevice_t p) { idevice_free(p); });
   udid_ = phone.udid;
   network_ = !phone.usb;
+  const std::vector<int> before = OpenDescriptors();
   const lockdownd_error_t opened = lockdownd_client_new(raw, &client_, kLabel);
+  MarkNewSocketsCloseOnExec(before);
   if (opened != LOCKDOWN_E_SUCCESS) {
     client_ = nullptr;
-    return CodeOf(opened, MDPHONE_ERR_CONNECTION_LOST);
+    return BlameBroken(udid_, CodeOf(opened, MDPHONE_ERR_CONNECTION_LOST));
   }
+  if (ReadHostId()) LearnVersion(raw, StringValue(nullptr, "ProductVersion"));
   return 0;
 }
 
@@ -172,10 +219,24 @@ int Lockdown::StartSession() {
   session_id_ = TakeString(id);
   if (started != LOCKDOWN_E_SUCCESS) {
     session_id_.clear();
-    return CodeOf(started, MDPHONE_ERR_NOT_PAIRED);
+    // A daemon or phone that vanished mid-handshake is no reason to pair again.
+    session_failure_ = BlameBroken(udid_, CodeOf(started, MDPHONE_ERR_NOT_PAIRED));
+    return session_failure_;
   }
   if (session_id_.empty()) session_id_ = host_id_;  // never seen; keeps the session stoppable
   return 0;
+}
+
+int Lockdown::Locked() {
+  if (session_failure_ == MDPHONE_ERR_PASSCODE_LOCKED) return MDPHONE_YES;
+  if (!session_open()) return MDPHONE_UNKNOWN;
+  const plist_t value = GetValue(nullptr, "PasswordProtected");
+  uint8_t locked = 0;
+  const bool known = value != nullptr && plist_get_node_type(value) == PLIST_BOOLEAN;
+  if (known) plist_get_bool_val(value, &locked);
+  plist_free(value);
+  if (!known) return MDPHONE_UNKNOWN;
+  return locked ? MDPHONE_YES : MDPHONE_NO;
 }
 
 int Lockdown::StopSession() {
@@ -183,6 +244,16 @@ int Lockdown::StopSession() {
   const lockdownd_error_t stopped = lockdownd_stop_session(client_, session_id_.c_str());
   session_id_.clear();
   return CodeOf(stopped, MDPHONE_ERR_CONNECTION_LOST);
+}
+
+std::string Lockdown::StringValue(const char* domain, const char* key) {
+  const plist_t value = GetValue(domain, key);
+  char* text = nullptr;
+  if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
+    plist_get_string_val(value, &text);
+  }
+  plist_free(value);
+  return TakeString(text);
 }
 
 plist_t Lockdown::GetValue(const char* domain, const char* key) {
@@ -201,22 +272,6 @@ lockdownd_error_t Lockdown::SetValue(const char* domain, const char* key, plist_
     return LOCKDOWN_E_INVALID_ARG;
   }
   return lockdownd_set_value(client_, domain, key, value);
-}
-
-QuietPipe::QuietPipe() {
-  const sigset_t pipe_only = PipeOnly();
-  was_pending_ = PipePending();
-  pthread_sigmask(SIG_BLOCK, &pipe_only, &saved_);
-}
-
-QuietPipe::~QuietPipe() {
-  const sigset_t pipe_only = PipeOnly();
-  if (!was_pending_ && PipePending()) {
-    const struct timespec no_wait = {0, 0};
-    while (sigtimedwait(&pipe_only, nullptr, &no_wait) < 0 && errno == EINTR) {
-    }
-  }
-  pthread_sigmask(SIG_SETMASK, &saved_, nullptr);
 }
 
 }  // namespace usb

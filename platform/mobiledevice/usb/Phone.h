@@ -6,7 +6,6 @@
 
 #include <libimobiledevice/libimobiledevice.h>
 #include <libimobiledevice/lockdown.h>
-#include <signal.h>
 
 #include <memory>
 #include <string>
@@ -36,6 +35,21 @@ int PickAttached(const std::string& udid, Attached& out);
 // True while the daemon still lists the phone.
 bool StillAttached(const std::string& udid);
 
+// Why a step on the phone failed when it looked like a failed TLS handshake or a broken
+// connection: MDPHONE_ERR_NO_DAEMON when the daemon has gone, MDPHONE_ERR_CONNECTION_LOST
+// when it no longer lists the phone, else `code` itself.
+int Blame(const std::string& udid, int code);
+// As Blame, but only for MDPHONE_ERR_TLS_FAILED and _CONNECTION_LOST; other codes stand.
+int BlameBroken(const std::string& udid, int code);
+
+// Marks every socket opened since `before` (the open descriptors then) close-on-exec:
+// libimobiledevice opens its connections without the flag, and a host that forks would
+// hand them to its child.
+void MarkNewSocketsCloseOnExec(const std::vector<int>& before);
+
+// The descriptors open in this process now, in ascending order.
+std::vector<int> OpenDescriptors();
+
 // The MDPHONE_ERR_* code for a lockdown failure; `otherwise` for one no person can fix
 // in a more specific way.
 int CodeOf(lockdownd_error_t error, int otherwise);
@@ -50,15 +64,21 @@ class Lockdown {
   ~Lockdown();
 
   // Finds the phone and connects to its lockdown service: 0 or an MDPHONE_ERR_* code.
+  // With a pair record the phone's OS version is learnt first, as libimobiledevice's own
+  // tools do, so that TLS is offered in the versions the phone speaks.
   int Open(const std::string& udid);
   // Reads this computer's pair record for the phone from the daemon; false when none.
   bool ReadHostId();
   // 0 or an MDPHONE_ERR_* code; needs ReadHostId first.
   int StartSession();
+  // Whether the phone is locked with a passcode now: MDPHONE_YES, _NO or _UNKNOWN.
+  int Locked();
   // 0 also when no session is open.
   int StopSession();
   // The value, owned by the caller (plist_free), or null.
   plist_t GetValue(const char* domain, const char* key);
+  // A string value, empty when the phone has none or keeps it back.
+  std::string StringValue(const char* domain, const char* key);
   // Takes `value` over whatever the result.
   lockdownd_error_t SetValue(const char* domain, const char* key, plist_t value);
 
@@ -75,21 +95,7 @@ class Lockdown {
   std::string host_id_;
   std::string session_id_;
   bool network_ = false;
-};
-
-// While it lives, a write to a peer that went away fails with EPIPE in this thread
-// instead of raising SIGPIPE, whose default action would end the host; a SIGPIPE
-// raised meanwhile is taken off the pending set, one pending before is left alone.
-class QuietPipe {
- public:
-  QuietPipe();
-  QuietPipe(const QuietPipe&) = delete;
-  QuietPipe& operator=(const QuietPipe&) = delete;
-  ~QuietPipe();
-
- private:
-  sigset_t saved_;
-  bool was_pending_;
+  int session_failure_ = 0;
 };
 
 }  // namespace usb
