@@ -48,7 +48,7 @@ std::string Cbc(const std::string& key, const std::string& plain, bool pad) {
   EVP_EncryptUpdate(ctx, reinterpret_cast<unsigned char*>(&out[0]), &n,
                     reinterpret_cast<const unsigned char*>(plain.data()),
                     static_cast<int>(plain.size()));
-  EVP_EncryptFinal_ex(ctx, reinterpret_cast<unsigned char*>(&out[n]), &tail);
+  EVP_EncryptFinal_ex(ctx, reinterpret_cast<unsigned char*>(&out[static_cast<size_t>(n)]), &tail);
   EVP_CIPHER_CTX_free(ctx);
   out.resize(static_cast<size_t>(n + tail));
   return out;

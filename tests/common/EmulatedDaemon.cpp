@@ -29,7 +29,10 @@ EmulatedDaemon::EmulatedDaemon(const std::string& program,
                                const std::vector<std::string>& arguments,
                                std::chrono::milliseconds bound)
     : path_(TempSocketPath()) {
-  std::vector<std::string> words = {program, "--usbmuxd", "unix:" + path_};
+  // Fixed keys for the phones: no test run pays for RSA key generation.
+  std::vector<std::string> words = {
+      program, "--usbmuxd", "unix:" + path_, "--phone-credentials",
+      std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/tests/common/data/phone-credentials.pem"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   for (std::string& word : words) argv.push_back(&word[0]);

@@ -14,6 +14,9 @@ import hosttest
 
 DEMO = os.path.join(hosttest.SAMPLES, 'vcards', 'veldrake_demo.vcf')
 NOTES = os.path.join(hosttest.SAMPLES, 'notes.json')
+# Fixed keys for the emulated phones: no test run pays for RSA key generation.
+CREDENTIALS = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'common', 'data',
+                           'phone-credentials.pem')
 START_TIMEOUT = 60
 ABSENT = '00008110-00000000DEADBEEF'  # a UDID no emulated phone has
 
@@ -49,7 +52,7 @@ class Daemon:
             return
         self.proc = subprocess.Popen(
             [hosttest.DEVICESIM, '--usbmuxd', 'unix:' + path, '--contacts', DEMO,
-             '--notes', NOTES, *options],
+             '--notes', NOTES, '--phone-credentials', CREDENTIALS, *options],
             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, env=hosttest.ENV)
         deadline = time.monotonic() + START_TIMEOUT
         while not os.path.exists(path):

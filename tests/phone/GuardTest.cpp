@@ -76,7 +76,7 @@ void SendToAClosedPeer() {
   int ends[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
   close(ends[1]);
-  EXPECT_EQ(SendFrame(ends[0], "hello"), kConversationFailed);
+  EXPECT_EQ(veldrake::SendFrame(ends[0], "hello"), veldrake::kConversationFailed);
   close(ends[0]);
 }
 

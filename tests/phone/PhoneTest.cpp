@@ -84,6 +84,9 @@ class Daemon {
     devicesim::phone::UsbmuxdConfig config;
     config.endpoint = "unix:" + TempPath(".sock");
     config.phones = std::move(phones);
+    // Fixed keys: no test run pays for RSA key generation.
+    config.credentialsFile =
+        std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/tests/common/data/phone-credentials.pem";
     daemon_ = std::make_unique<devicesim::phone::Usbmuxd>(
         config, devicesim::GenerateAddressBook(kPeople, kSeed),
         devicesim::GenerateNotes(kNoteCount, kSeed), options);

@@ -54,7 +54,7 @@ phone::UsbmuxdConfig ConfigAt(const std::string& path, std::vector<PhoneConfig> 
   config.endpoint = "unix:" + path;
   config.phones = std::move(phones);
   config.credentialsFile =
-      std::string(::getenv("VELDRAKE_SOURCE_DIR")) + "/tests/phone_emulator/data/credentials.pem";
+      std::string(::getenv("VELDRAKE_SOURCE_DIR")) + "/tests/common/data/phone-credentials.pem";
   return config;
 }
 

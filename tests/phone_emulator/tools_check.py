@@ -18,7 +18,7 @@ import tempfile
 
 UDID = "00008110-000A1234567890AB"
 SECOND = "00008110-000A123456780001"
-CREDENTIALS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "data", "credentials.pem")
+CREDENTIALS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "common", "data", "phone-credentials.pem")
 TOOL_TIMEOUT = 20
 START_TIMEOUT = 60
 

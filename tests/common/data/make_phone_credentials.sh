@@ -1,10 +1,10 @@
 #!/bin/sh
-# Makes credentials.pem, the fixed keys and certificates the phone tests hand the emulated
+# Makes phone-credentials.pem, the fixed keys and certificates the phone tests hand the emulated
 # phones (--phone-credentials, UsbmuxdConfig::credentialsFile) so that no test run pays for
 # RSA key generation. Made once and checked in; the program itself always makes fresh
 # ones. Order: root certificate and key, host certificate and key, device certificate and key.
 set -eu
-out=$(cd "$(dirname "$0")" && pwd)/credentials.pem
+out=$(cd "$(dirname "$0")" && pwd)/phone-credentials.pem
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
