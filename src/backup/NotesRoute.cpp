@@ -28,17 +28,11 @@ int DeliverBackupNotes(OpenedBackup& backup, VeldrakeRecordCallback callback,
   int result = modern ? backup.OpenStore(kModernDomain, kModernPath, &db, message)
                       : backup.OpenStore(kLegacyDomain, kLegacyPath, &db, message);
   if (result != kVeldrakeBackupOk) return result;
-#if defined(VELDRAKE_BACKUP_NOTE_STORES)
   result = modern ? DeliverModernNotes(db, callback, warnings)
                   : DeliverLegacyNotes(db, callback, warnings);
   if (result == kVeldrakeBackupStoreUnreadable)
     *message = std::string("the notes store ") + (modern ? kModernPath : kLegacyPath) +
                " is damaged or no note store";
-#else
-  // This build was made without the note stores' reader.
-  *message = "this build cannot read note stores";
-  result = kVeldrakeBackupStoreUnreadable;
-#endif
   sqlite3_close(db);
   return result;
 }

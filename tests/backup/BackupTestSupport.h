@@ -177,15 +177,15 @@ inline void ExpectSameCards(std::vector<contacttest::SeenContact> got,
   }
 }
 
-// Writes a backup with make_backup.py from `spec` (JSON) under `dir`; true on success.
-inline bool MakeBackup(const std::string& dir, const std::string& spec) {
-  const std::string specPath = dir + "/spec.json";
-  std::ofstream(specPath) << spec;
+// Writes a backup with make_backup.py from `recipe` (JSON) under `dir`; true on success.
+inline bool MakeBackup(const std::string& dir, const std::string& recipe) {
+  const std::string recipePath = dir + "/recipe.json";
+  std::ofstream(recipePath) << recipe;
   const std::string script =
       std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/tests/backup/make_backup.py";
-  const std::string command = "python3 '" + script + "' '" + dir + "' < '" + specPath + "'";
+  const std::string command = "python3 '" + script + "' '" + dir + "' < '" + recipePath + "'";
   const bool ok = std::system(command.c_str()) == 0;
-  std::filesystem::remove(specPath);
+  std::filesystem::remove(recipePath);
   return ok;
 }
 

@@ -65,7 +65,8 @@ TEST(EndToEndTest, TheSampleBookGivesTheSameCardsByBothRoutes) {
     options.walPeople = 3;
     std::string error;
     ASSERT_TRUE(devicesim::backup::WriteBackup(book, {}, dir.path(), options, &error)) << error;
-    const std::vector<SeenContact> backup = BackupExport(dir.path(), *password ? password : nullptr);
+    const std::vector<SeenContact> backup =
+        BackupExport(dir.path(), *password ? password : nullptr);
     ExpectSameCards(backup, sync);
     for (size_t i = 1; i < backup.size(); ++i) EXPECT_LT(backup[i - 1].id, backup[i].id);
   }

@@ -52,7 +52,7 @@ const std::string kBook =
     R"js( "wal_sql": ["INSERT INTO ABPerson (ROWID, First) VALUES (9, 'Wal')"])js";
 
 struct Case {
-  std::string spec;  // JSON members besides the book
+  std::string recipe;  // JSON members besides the book
   const char* password;
   std::string path;  // under the folder of backups: "" for the folder itself, or the UDID
   int result;
@@ -70,11 +70,11 @@ class LibraryTest : public ::testing::Test {
 
   // Writes one backup per case, each in a folder "<n>", with one run of the writer.
   void MakeAll(const std::vector<Case>& cases) {
-    std::string specs = "[";
+    std::string recipes = "[";
     for (size_t n = 0; n < cases.size(); ++n)
-      specs += std::string(n ? ", " : "") + "{\"dir\": \"" + std::to_string(n) + "\", " +
-               cases[n].spec + (cases[n].spec.empty() ? "" : ", ") + kBook + "}";
-    ASSERT_TRUE(MakeBackup(tmp.path(), specs + "]"));
+      recipes += std::string(n ? ", " : "") + "{\"dir\": \"" + std::to_string(n) + "\", " +
+                 cases[n].recipe + (cases[n].recipe.empty() ? "" : ", ") + kBook + "}";
+    ASSERT_TRUE(MakeBackup(tmp.path(), recipes + "]"));
   }
 
   // Runs the export of case `n` and checks what it leaves behind.
@@ -86,11 +86,11 @@ class LibraryTest : public ::testing::Test {
     const int result = VeldrakeBackupGetData(path.c_str(), c.password, VELDRAKE_BACKUP_CONTACTS,
                                              Collect, nullptr, nullptr);
     const std::string message = VeldrakeBackupLastMessage();
-    EXPECT_EQ(result, c.result) << c.spec << ": " << message;
-    EXPECT_EQ(gNames, c.names) << c.spec;
+    EXPECT_EQ(result, c.result) << c.recipe << ": " << message;
+    EXPECT_EQ(gNames, c.names) << c.recipe;
     EXPECT_EQ(message.empty(), result == 0) << message;
     EXPECT_EQ(message.find(kPassword), std::string::npos);
-    EXPECT_TRUE(Snapshot(dir) == before) << c.spec;
+    EXPECT_TRUE(Snapshot(dir) == before) << c.recipe;
     EXPECT_TRUE(fs::is_empty(tmp.path() + "/private")) << "a temporary folder was left";
   }
 

@@ -4,9 +4,9 @@ library's reader: plistlib for the property lists and the file records, sqlite3 
 databases, hashlib and `cryptography` for the keybag and the encryption. It follows the
 published descriptions of the layout, so a reader that agrees with it agrees with them.
 
-Usage: make_backup.py OUT_DIR < spec.json; the backup goes to OUT_DIR/<udid>/. The JSON
-is one spec, or a list of specs, each then written under OUT_DIR/<its "dir">/<udid>/.
-Spec keys (all optional):
+Usage: make_backup.py OUT_DIR < recipe.json; the backup goes to OUT_DIR/<udid>/. The JSON
+is one recipe, or a list of recipes, each then written under OUT_DIR/<its "dir">/<udid>/.
+Recipe keys (all optional):
   udid, name, version          the phone's values
   password                     encrypt with it (sha256/sha1 iteration counts: iterations)
   book_sql                     statements run on a fresh address book (schema made here)
@@ -100,19 +100,19 @@ def mbfile(path, size, wrapped):
                           fmt=plistlib.FMT_BINARY)
 
 
-def make_book(work, spec):
+def make_book(work, recipe):
     """The address book's bytes and, when wal_sql is given, its write-ahead log's."""
     path = os.path.join(work, "book.sqlite")
     db = sqlite3.connect(path, isolation_level=None)
     db.executescript(SCHEMA)
-    for statement in spec.get("book_sql", []):
+    for statement in recipe.get("book_sql", []):
         db.execute(statement)
-    if not spec.get("wal_sql"):
+    if not recipe.get("wal_sql"):
         db.close()
         return open(path, "rb").read(), None
     db.execute("PRAGMA journal_mode=WAL")
     db.execute("PRAGMA wal_autocheckpoint=0")
-    for statement in spec["wal_sql"]:
+    for statement in recipe["wal_sql"]:
         db.execute(statement)
     # Read while the connection is open: closing would fold the log into the database.
     main, wal = open(path, "rb").read(), open(path + "-wal", "rb").read()
@@ -120,24 +120,24 @@ def make_book(work, spec):
     return main, wal
 
 
-def write_files(folder, spec, keys, files):
+def write_files(folder, recipe, keys, files):
     manifest = sqlite3.connect(os.path.join(folder, "Manifest.db"), isolation_level=None)
     manifest.executescript("CREATE TABLE Files (fileID TEXT PRIMARY KEY, domain TEXT, "
                            "relativePath TEXT, flags INTEGER, file BLOB);"
                            "CREATE TABLE Properties (key TEXT PRIMARY KEY, value BLOB);")
     for domain, rel, data in files:
         file_id = hashlib.sha1(f"{domain}-{rel}".encode()).hexdigest()
-        if rel == BOOK and "file_id" in spec:
-            file_id = spec["file_id"]
+        if rel == BOOK and "file_id" in recipe:
+            file_id = recipe["file_id"]
         wrapped, content = None, data
         if keys:
             key = os.urandom(32)
             wrapped, content = keys.wrapped_file_key(key), cbc(key, data)
-        if rel == BOOK and "truncate_content" in spec:
-            content = content[:spec["truncate_content"]]
+        if rel == BOOK and "truncate_content" in recipe:
+            content = content[:recipe["truncate_content"]]
         manifest.execute("INSERT INTO Files VALUES (?, ?, ?, 1, ?)",
                          (file_id, domain, rel, mbfile(rel, len(data), wrapped)))
-        if rel == BOOK and spec.get("drop_content"):
+        if rel == BOOK and recipe.get("drop_content"):
             continue
         if len(file_id) >= 2 and "/" not in file_id:
             os.makedirs(os.path.join(folder, file_id[:2]), exist_ok=True)
@@ -146,21 +146,21 @@ def write_files(folder, spec, keys, files):
     manifest.close()
 
 
-def write_plists(folder, spec, keys, manifest_key):
-    udid = spec.get("udid", "00008110-000A1B2C3D4E5F60")
-    name, version = spec.get("name", "Test Phone"), spec.get("version", "17.5")
+def write_plists(folder, recipe, keys, manifest_key):
+    udid = recipe.get("udid", "00008110-000A1B2C3D4E5F60")
+    name, version = recipe.get("name", "Test Phone"), recipe.get("version", "17.5")
     date = datetime.datetime(2024, 5, 6, 7, 8, 9)
     lockdown = {"ProductVersion": version, "UniqueDeviceID": udid, "DeviceName": name}
     manifest = {"IsEncrypted": keys is not None, "Version": "10.0", "Date": date,
                 "WasPasscodeSet": False, "Lockdown": lockdown, "Applications": {}}
     if keys:
-        manifest["BackupKeyBag"] = bytes.fromhex(spec["keybag"]) if "keybag" in spec \
+        manifest["BackupKeyBag"] = bytes.fromhex(recipe["keybag"]) if "keybag" in recipe \
             else keys.keybag()
         manifest["ManifestKey"] = manifest_key
     info = {"Device Name": name, "Display Name": name, "Product Version": version,
             "Unique Identifier": udid, "Target Identifier": udid, "Last Backup Date": date,
             "Product Type": "iPhone14,5", "Serial Number": "F00000000000", "GUID": "0" * 32}
-    status = {"SnapshotState": spec.get("status", "finished"), "IsFullBackup": False,
+    status = {"SnapshotState": recipe.get("status", "finished"), "IsFullBackup": False,
               "UUID": "0" * 32, "Date": date, "Version": "3.3", "BackupState": "new"}
     for file, value, fmt in (("Manifest.plist", manifest, plistlib.FMT_BINARY),
                              ("Info.plist", info, plistlib.FMT_XML),
@@ -169,18 +169,18 @@ def write_plists(folder, spec, keys, manifest_key):
             plistlib.dump(value, out, fmt=fmt)
 
 
-def write_backup(out, spec):
-    folder = os.path.join(out, spec.get("dir", ""), spec.get("udid", "00008110-000A1B2C3D4E5F60"))
+def write_backup(out, recipe):
+    folder = os.path.join(out, recipe.get("dir", ""), recipe.get("udid", "00008110-000A1B2C3D4E5F60"))
     os.makedirs(folder, exist_ok=True)
-    keys = Keys(spec["password"], spec.get("iterations", [1000, 100])) \
-        if spec.get("password") else None
+    keys = Keys(recipe["password"], recipe.get("iterations", [1000, 100])) \
+        if recipe.get("password") else None
     work = tempfile.mkdtemp()
     try:
-        main_db, wal = make_book(work, spec)
+        main_db, wal = make_book(work, recipe)
     finally:
         shutil.rmtree(work)
     files = [(HOME, BOOK, main_db)] + ([(HOME, BOOK + "-wal", wal)] if wal else [])
-    write_files(folder, spec, keys, files)
+    write_files(folder, recipe, keys, files)
     manifest_key = None
     if keys:
         db_key = os.urandom(32)
@@ -189,15 +189,15 @@ def write_backup(out, spec):
         with open(path, "wb") as out:
             out.write(cbc(db_key, data))
         manifest_key = keys.wrapped_file_key(db_key)
-        if spec.get("bad_manifest_key"):
+        if recipe.get("bad_manifest_key"):
             manifest_key = manifest_key[:20]
-    write_plists(folder, spec, keys, manifest_key)
+    write_plists(folder, recipe, keys, manifest_key)
 
 
 def main():
-    specs = json.load(sys.stdin)
-    for spec in specs if isinstance(specs, list) else [specs]:
-        write_backup(sys.argv[1], spec)
+    recipes = json.load(sys.stdin)
+    for recipe in recipes if isinstance(recipes, list) else [recipes]:
+        write_backup(sys.argv[1], recipe)
 
 
 if __name__ == "__main__":
