@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "ContactProperties.h"
 #include "QX/Contact.h"
 #include "RecordText.h"
 #include "prop/prop.h"
@@ -13,41 +14,8 @@
 namespace veldrake::backup {
 namespace {
 
-// The phone's address-book property numbers of multi-valued items.
-enum Property : int {
-  kPropertyPhone = 3,
-  kPropertyEmail = 4,
-  kPropertyAddress = 5,
-  kPropertyDate = 12,
-  kPropertyInstantMessage = 13,
-  kPropertyUrl = 22,
-  kPropertyRelatedName = 23,
-  kPropertySocialProfile = 46,
-};
-
 // The query's columns.
 enum Column : int { kPerson, kRow, kProperty, kLabel, kValue, kEntryKey, kEntryValue };
-
-QX::ContactFieldKind KindOf(int property) {
-  switch (property) {
-    case kPropertyPhone:
-      return QX::kFieldPhone;
-    case kPropertyEmail:
-      return QX::kFieldEmail;
-    case kPropertyUrl:
-      return QX::kFieldUrl;
-    case kPropertyRelatedName:
-      return QX::kFieldRelatedName;
-    case kPropertyInstantMessage:
-      return QX::kFieldInstantMessage;
-    case kPropertyDate:
-      return QX::kFieldDate;
-    case kPropertySocialProfile:
-      return QX::kFieldSocialProfile;
-    default:
-      return QX::kFieldOther;
-  }
-}
 
 bool IsAccount(int property) {
   return property == kPropertyInstantMessage || property == kPropertySocialProfile;
@@ -127,7 +95,7 @@ void ItemCursor::TakeItem(QX::Contact* contact) {
   sqlite3_stmt* row = statement_.get();
   const int64_t item = sqlite3_column_int64(row, kRow);
   const int property = sqlite3_column_int(row, kProperty);
-  if (property == kPropertyAddress) {
+  if (property == kPropertyPostalAddress) {
     auto address = std::make_unique<QX::ContactAddressFields>();
     address->type = NewTextFromUtf8(ColumnUtf8(row, kLabel), true);
     for (; hasRow_ && sqlite3_column_int64(row, kRow) == item; Advance()) {
@@ -137,7 +105,7 @@ void ItemCursor::TakeItem(QX::Contact* contact) {
     contact->addresses.push_back(address.release());
     return;
   }
-  auto field = std::make_unique<QX::ContactField>(KindOf(property));
+  auto field = std::make_unique<QX::ContactField>(KindOfProperty(property));
   if (IsAccount(property)) {
     for (; hasRow_ && sqlite3_column_int64(row, kRow) == item; Advance()) {
       const char* key = ColumnUtf8(row, kEntryKey);

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string_view>
 
+#include "ContactProperties.h"
 #include "PListContactAnalysis.h"
 #include "QX/ContactAddressFields.h"
 #include "QX/ContactField.h"
@@ -10,45 +11,13 @@
 #include "veldrake/RecordUnderAnalysis.h"
 #include "veldrake/wstrtoi.h"
 
+using veldrake::KindOfProperty;
+using veldrake::kPropertyPostalAddress;
 using veldrake::NewRecordText;
 using veldrake::NewRecordTextOrDate;
 using veldrake::StoreRecordText;
 
 namespace {
-
-// The device's address-book property numbers of multi-valued items.
-enum DeviceProperty : int {
-  kPropertyPhone = 3,
-  kPropertyEmail = 4,
-  kPropertyPostalAddress = 5,
-  kPropertyDate = 12,
-  kPropertyInstantMessage = 13,
-  kPropertyUrl = 22,
-  kPropertyRelatedName = 23,
-  kPropertySocialProfile = 46,
-};
-
-// The kind each property becomes for the host.
-QX::ContactFieldKind KindOfProperty(int property) {
-  switch (property) {
-    case kPropertyPhone:
-      return QX::kFieldPhone;
-    case kPropertyEmail:
-      return QX::kFieldEmail;
-    case kPropertyUrl:
-      return QX::kFieldUrl;
-    case kPropertyRelatedName:
-      return QX::kFieldRelatedName;
-    case kPropertyInstantMessage:
-      return QX::kFieldInstantMessage;
-    case kPropertyDate:
-      return QX::kFieldDate;
-    case kPropertySocialProfile:
-      return QX::kFieldSocialProfile;
-    default:
-      return QX::kFieldOther;
-  }
-}
 
 void FillAddress(QX::ContactAddressFields& address, const std::map<std::wstring, prop>& record) {
   struct AddressKey {
