@@ -108,72 +108,71 @@ bool FindPhone(const std::string& udid, mdphone_info* phone) {
   return LocatePhone(udid, phone) == 0;
 }
 
+// What a person can do about each platform code; the list of attached phones is added
+// where choosing one is the answer.
+struct PhoneAdvice {
+  int code;
+  int status;
+  const char* message;
+  bool listAttached;
+};
+
+constexpr PhoneAdvice kPhoneAdvice[] = {
+    {MDPHONE_ERR_NO_DAEMON, kExitNoDaemon,
+     "no usbmux daemon is running: start it with `sudo systemctl start usbmuxd` "
+     "(install it with `sudo apt-get install usbmuxd`)",
+     false},
+    {MDPHONE_ERR_NO_DEVICE, kExitNoPhone,
+     "no phone is attached: plug it in with a USB cable, unlock it, and check "
+     "with `veldrake devices`",
+     false},
+    {MDPHONE_ERR_SEVERAL_DEVICES, kExitSeveralPhones,
+     "several phones are attached: choose one with --device usb:UDID", true},
+    {MDPHONE_ERR_UDID_NOT_FOUND, kExitUnknownUdid,
+     "no attached phone has that UDID: choose one with --device usb:UDID", true},
+    {MDPHONE_ERR_NOT_PAIRED, kExitNotTrusted,
+     "the phone does not trust this computer: run `veldrake pair`, unlock the "
+     "phone and tap Trust",
+     false},
+    {MDPHONE_ERR_PASSCODE_LOCKED, kExitLocked,
+     "the phone is locked with a passcode: unlock it, keep it unlocked, and run "
+     "the command again",
+     false},
+    {MDPHONE_ERR_SERVICE_REFUSED, kExitServiceRefused,
+     "the phone refused to start its sync service: unlock it, unplug it and plug "
+     "it in again, then run the command again",
+     false},
+    {MDPHONE_ERR_TLS_FAILED, kExitTlsFailed,
+     "the secure connection to the phone failed: renew this computer's pairing "
+     "with `veldrake pair`, then run the command again",
+     false},
+    {MDPHONE_ERR_CONNECTION_LOST, kExitConnectionLost,
+     "the phone went away during the export; nothing was written: plug it in, "
+     "keep it unlocked, and run the command again",
+     false},
+    {MDPHONE_ERR_PAIRING_PENDING, kExitPairingPending,
+     "the phone asks whether to trust this computer: unlock it, tap Trust, then "
+     "run `veldrake pair` again",
+     false},
+    {MDPHONE_ERR_SETTING_REFUSED, kExitSettingRefused,
+     "the phone refused to change the setting: unlock it, check that no "
+     "device management profile forbids sync with a computer, and try again",
+     false},
+    {MDPHONE_ERR_PAIRING_DENIED, kExitPairingDenied,
+     "the phone was told not to trust this computer: unplug it, plug it in "
+     "again, run `veldrake pair` and tap Trust",
+     false},
+};
+
 bool DescribePhoneError(int code, PhoneFailure* failure) {
-  switch (code) {
-    case MDPHONE_ERR_NO_DAEMON:
-      *failure = {kExitNoDaemon,
-                  "no usbmux daemon is running: start it with `sudo systemctl start usbmuxd` "
-                  "(install it with `sudo apt-get install usbmuxd`)"};
-      return true;
-    case MDPHONE_ERR_NO_DEVICE:
-      *failure = {kExitNoPhone,
-                  "no phone is attached: plug it in with a USB cable, unlock it, and check "
-                  "with `veldrake devices`"};
-      return true;
-    case MDPHONE_ERR_SEVERAL_DEVICES:
-      *failure = {kExitSeveralPhones,
-                  "several phones are attached: choose one with --device usb:UDID (attached: " +
-                      AttachedList() + ")"};
-      return true;
-    case MDPHONE_ERR_UDID_NOT_FOUND:
-      *failure = {kExitUnknownUdid,
-                  "no attached phone has that UDID: choose one with --device usb:UDID "
-                  "(attached: " +
-                      AttachedList() + ")"};
-      return true;
-    case MDPHONE_ERR_NOT_PAIRED:
-      *failure = {kExitNotTrusted,
-                  "the phone does not trust this computer: run `veldrake pair`, unlock the "
-                  "phone and tap Trust"};
-      return true;
-    case MDPHONE_ERR_PASSCODE_LOCKED:
-      *failure = {kExitLocked,
-                  "the phone is locked with a passcode: unlock it, keep it unlocked, and run "
-                  "the command again"};
-      return true;
-    case MDPHONE_ERR_SERVICE_REFUSED:
-      *failure = {kExitServiceRefused,
-                  "the phone refused to start its sync service: unlock it, unplug it and plug "
-                  "it in again, then run the command again"};
-      return true;
-    case MDPHONE_ERR_TLS_FAILED:
-      *failure = {kExitTlsFailed,
-                  "the secure connection to the phone failed: renew this computer's pairing "
-                  "with `veldrake pair`, then run the command again"};
-      return true;
-    case MDPHONE_ERR_CONNECTION_LOST:
-      *failure = {kExitConnectionLost,
-                  "the phone went away during the export; nothing was written: plug it in, "
-                  "keep it unlocked, and run the command again"};
-      return true;
-    case MDPHONE_ERR_PAIRING_PENDING:
-      *failure = {kExitPairingPending,
-                  "the phone asks whether to trust this computer: unlock it, tap Trust, then "
-                  "run `veldrake pair` again"};
-      return true;
-    case MDPHONE_ERR_SETTING_REFUSED:
-      *failure = {kExitSettingRefused,
-                  "the phone refused to change the setting: unlock it, check that no "
-                  "device management profile forbids sync with a computer, and try again"};
-      return true;
-    case MDPHONE_ERR_PAIRING_DENIED:
-      *failure = {kExitPairingDenied,
-                  "the phone was told not to trust this computer: unplug it, plug it in "
-                  "again, run `veldrake pair` and tap Trust"};
-      return true;
-    default:
-      return false;
+  for (const PhoneAdvice& advice : kPhoneAdvice) {
+    if (advice.code != code) continue;
+    std::string message = advice.message;
+    if (advice.listAttached) message += " (attached: " + AttachedList() + ")";
+    *failure = {advice.status, message};
+    return true;
   }
+  return false;
 }
 
 bool ChooseDefaultDevice(std::string* endpoint, std::string* notice, PhoneFailure* failure) {

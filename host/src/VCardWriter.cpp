@@ -224,15 +224,9 @@ void VCardWriter::WriteField(const Field& field, int* group) {
       labelled = !label.empty();
       line.value = Escape(value);
       break;
-    case QX::kFieldDate: {
-      const bool anniversary = v4 && label == kAnniversaryLabel && !anniversaryWritten_;
-      anniversaryWritten_ = anniversaryWritten_ || anniversary;
-      line.name = anniversary ? "ANNIVERSARY" : "X-ABDATE";
-      labelled = !label.empty() && !anniversary;
-      std::optional<CivilDate> date = ParseDeviceDate(value);
-      line.value = date ? (v4 ? Date4(*date) : IsoDate(*date)) : Escape(value);
+    case QX::kFieldDate:
+      labelled = DateLine(label, value, &line);
       break;
-    }
     default:
       line.name = "X-VELDRAKE-OTHER";
       labelled = !label.empty();
@@ -242,6 +236,16 @@ void VCardWriter::WriteField(const Field& field, int* group) {
   if (labelled) line.group = "item" + std::to_string(++*group);
   Emit(line);
   if (labelled) Emit({line.group, "X-ABLabel", {}, Escape(label)});
+}
+
+bool VCardWriter::DateLine(const std::string& label, const std::string& value, Line* line) {
+  const bool v4 = version_ == kVCard4;
+  const bool anniversary = v4 && label == kAnniversaryLabel && !anniversaryWritten_;
+  anniversaryWritten_ = anniversaryWritten_ || anniversary;
+  line->name = anniversary ? "ANNIVERSARY" : "X-ABDATE";
+  std::optional<CivilDate> date = ParseDeviceDate(value);
+  line->value = date ? (v4 ? Date4(*date) : IsoDate(*date)) : Escape(value);
+  return !label.empty() && !anniversary;
 }
 
 void VCardWriter::WriteAddress(const Address& address, int* group) {

@@ -36,6 +36,8 @@ class VCardWriter {
   struct Line;
   void Emit(const Line& line);
   void WriteField(const Field& field, int* group);
+  // A date item's line; true when its label goes into an X-ABLabel.
+  bool DateLine(const std::string& label, const std::string& value, Line* line);
   void WriteAddress(const Address& address, int* group);
 
   std::ostream& out_;
