@@ -90,18 +90,8 @@ std::string PhoneLabel(const mdphone_info& phone) {
 }
 
 int LocatePhone(const std::string& udid, mdphone_info* phone) {
-  std::vector<mdphone_info> phones;
-  const int listed = ListPhones(&phones);
-  if (listed != 0) return listed;
-  if (phones.empty()) return MDPHONE_ERR_NO_DEVICE;
-  if (udid.empty() && phones.size() > 1) return MDPHONE_ERR_SEVERAL_DEVICES;
-  for (const mdphone_info& candidate : phones) {
-    if (udid.empty() || udid == candidate.udid) {
-      *phone = candidate;
-      return 0;
-    }
-  }
-  return MDPHONE_ERR_UDID_NOT_FOUND;
+  // Only the phone asked for is opened, however many are attached.
+  return mdphone_describe(udid.empty() ? nullptr : udid.c_str(), phone);
 }
 
 bool FindPhone(const std::string& udid, mdphone_info* phone) {

@@ -482,6 +482,16 @@ TEST_F(PhoneTest, ControlFunctionsSeeAndChangeThePhonesState) {
   Daemon daemon({locked, stranger, refuser});
 
   EXPECT_EQ(mdphone_list(nullptr, 0), 3);
+  // Describing one phone opens that phone alone, however many are attached.
+  mdphone_info one;
+  ASSERT_EQ(mdphone_describe(stranger.udid.c_str(), &one), 0);
+  EXPECT_EQ(std::string(one.udid), stranger.udid);
+  EXPECT_EQ(one.trusted, MDPHONE_NO);
+  EXPECT_GT((*daemon).lockdownConnections(stranger.udid), 0);
+  EXPECT_EQ((*daemon).lockdownConnections(locked.udid), 0);
+  EXPECT_EQ((*daemon).lockdownConnections(refuser.udid), 0);
+  EXPECT_EQ(mdphone_describe(nullptr, &one), MDPHONE_ERR_SEVERAL_DEVICES);
+  EXPECT_EQ(mdphone_describe("00000000-0000000000000000", &one), MDPHONE_ERR_UDID_NOT_FOUND);
   mdphone_info info[3];
   ASSERT_EQ(mdphone_list(info, 3), 3);
   auto find = [&](const PhoneConfig& phone) -> const mdphone_info* {

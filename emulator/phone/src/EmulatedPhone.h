@@ -45,6 +45,10 @@ class EmulatedPhone {
   bool contactSyncDisabled() const { return contactSyncDisabled_; }
   void setContactSyncDisabled(bool disabled) { contactSyncDisabled_ = disabled; }
 
+  // Connections made to the phone's lockdown port, for tests that count what a client opens.
+  void countLockdownConnection() { ++lockdownConnections_; }
+  int lockdownConnections() const { return lockdownConnections_; }
+
   bool attached() const { return !detached_; }
   // True for the one caller that detaches the phone.
   bool markDetached() { return !detached_.exchange(true); }
@@ -56,6 +60,7 @@ class EmulatedPhone {
   const SslContext tls_;
   std::atomic<bool> contactSyncDisabled_;
   std::atomic<bool> detached_{false};
+  std::atomic<int> lockdownConnections_{0};
   mutable std::mutex mutex_;
   std::set<std::string> trustedHosts_;
   bool dialogShown_ = false;

@@ -95,6 +95,11 @@ void Usbmuxd::detach(const std::string& udid) {
   if (EmulatedPhone* phone = state_->phones.find(udid)) state_->detach(*phone);
 }
 
+int Usbmuxd::lockdownConnections(const std::string& udid) const {
+  const EmulatedPhone* phone = state_->phones.find(udid);
+  return phone ? phone->lockdownConnections() : 0;
+}
+
 bool Usbmuxd::hasPairRecord(const std::string& udid) const {
   return state_->phones.records().read(udid).has_value();
 }
@@ -150,6 +155,7 @@ bool Usbmuxd::State::connect(MuxClient& client, uint32_t tag, plist_t message) {
   clients.setTunnel(client, phone->deviceId());
   if (!reply(client, tag, ResultMessage(kResultOk).get()) || !phone->attached()) return false;
   if (lockdown) {
+    phone->countLockdownConnection();
     ServeLockdown(client.fd, *phone);
   } else if (ServeService(client.fd, *phone, book, notes, options)) {
     detach(*phone);

@@ -59,6 +59,11 @@ typedef struct mdphone_info {
    MDPHONE_ERR_NO_DAEMON. Fields a phone would not tell are empty or MDPHONE_UNKNOWN. */
 int mdphone_list(mdphone_info* out, int capacity);
 
+/* Describes one phone (`udid`, or null for the one attached phone) into `out`, opening a
+   lockdown session on that phone only (mdphone_list opens one on every attached phone).
+   0, or MDPHONE_ERR_NO_DAEMON, NO_DEVICE, SEVERAL_DEVICES or UDID_NOT_FOUND. */
+int mdphone_describe(const char* udid, mdphone_info* out);
+
 /* Asks the phone (`udid`, or null for the one attached phone) to trust this computer and
    keeps the pair record with the daemon. The pairing is validated first: a phone that
    already trusts this computer is not asked again (MDPHONE_ALREADY_PAIRED). 0 when

@@ -84,6 +84,21 @@ MDSIM_EXPORT int mdphone_list(mdphone_info* out, int capacity) {
   return static_cast<int>(phones.size());
 }
 
+MDSIM_EXPORT int mdphone_describe(const char* udid, mdphone_info* out) {
+  QuietPipe quiet;
+  std::vector<mdsim::usb::Attached> phones;
+  if (!mdsim::usb::ListAttached(phones)) return MDPHONE_ERR_NO_DAEMON;
+  if (phones.empty()) return MDPHONE_ERR_NO_DEVICE;
+  const bool any = udid == nullptr || *udid == '\0';
+  if (any && phones.size() > 1) return MDPHONE_ERR_SEVERAL_DEVICES;
+  for (const mdsim::usb::Attached& phone : phones) {
+    if (!any && phone.udid != udid) continue;
+    if (out != nullptr) Describe(phone, *out);
+    return 0;
+  }
+  return MDPHONE_ERR_UDID_NOT_FOUND;
+}
+
 // 0 when this computer's pair record opens a session on the phone; otherwise why not.
 int Validate(const std::string& udid) {
   Lockdown lockdown;

@@ -56,6 +56,8 @@ class Usbmuxd {
   void detach(const std::string& udid);
   // Whether the daemon holds a pair record for the phone (after pairing, before unpairing).
   bool hasPairRecord(const std::string& udid) const;
+  // How many connections clients have made to the phone's lockdown service so far.
+  int lockdownConnections(const std::string& udid) const;
 
  private:
   struct State;
