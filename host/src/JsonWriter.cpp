@@ -1,6 +1,8 @@
 // Contacts and notes as JSON arrays, through nlohmann::json for the escaping.
 #include "JsonWriter.h"
 
+#include <nlohmann/json.hpp>
+
 #include "Dates.h"
 #include "Labels.h"
 
@@ -46,9 +48,7 @@ void Dump(std::ostream& out, const Items& items) {
   out << items.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
 }
 
-}  // namespace
-
-Json JsonWriter::ContactJson(const Contact& c) {
+Json ContactJson(const Contact& c) {
   Json j;
   j["id"] = c.id;
   Put(j, "firstName", c.firstName);
@@ -88,7 +88,7 @@ Json JsonWriter::ContactJson(const Contact& c) {
   return j;
 }
 
-Json JsonWriter::NoteJson(const Note& n) {
+Json NoteJson(const Note& n) {
   Json j;
   j["subject"] = n.subject ? Json(*n.subject) : Json(nullptr);
   j["content"] = n.content ? Json(*n.content) : Json(nullptr);
@@ -96,6 +96,8 @@ Json JsonWriter::NoteJson(const Note& n) {
   j["modified"] = modified ? Json(*modified) : Json(nullptr);
   return j;
 }
+
+}  // namespace
 
 void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts) {
   Json all = Json::array();

@@ -11,7 +11,6 @@
 #ifndef VELDRAKE_HOST_JSONWRITER_H_
 #define VELDRAKE_HOST_JSONWRITER_H_
 
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <vector>
 
@@ -21,8 +20,6 @@ namespace host {
 
 class JsonWriter {
  public:
-  static nlohmann::ordered_json ContactJson(const Contact& contact);
-  static nlohmann::ordered_json NoteJson(const Note& note);
   static void WriteContacts(std::ostream& out, const std::vector<Contact>& contacts);
   static void WriteNotes(std::ostream& out, const std::vector<Note>& notes);
 };

@@ -1,6 +1,8 @@
 // The subcommands devices, pair and enable-sync.
 #include "PhoneCommands.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <vector>
 

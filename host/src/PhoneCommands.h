@@ -10,9 +10,12 @@
 #ifndef VELDRAKE_HOST_PHONECOMMANDS_H_
 #define VELDRAKE_HOST_PHONECOMMANDS_H_
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace host {
 

@@ -1,6 +1,8 @@
 // The program's backup options.
 #include "devicesim/backup/BackupCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include <pthread.h>
 #include <signal.h>
 

@@ -8,12 +8,15 @@
 #ifndef DEVICESIM_BACKUP_BACKUPCOMMAND_H_
 #define DEVICESIM_BACKUP_BACKUPCOMMAND_H_
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 #include "devicesim/AddressBook.h"
 #include "devicesim/NoteStore.h"
 #include "devicesim/backup/BackupWriter.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace devicesim::backup {
 
