@@ -58,16 +58,8 @@ int ReadLegacyNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings
                     size_t bodyCap) {
   const std::string sql = LegacyQuery(db);
   if (sql.empty()) return kVeldrakeBackupStoreUnreadable;
-  sqlite3_stmt* raw = nullptr;
-  const int prepared = sqlite3_prepare_v2(db, sql.c_str(), -1, &raw, nullptr);
-  if (prepared != SQLITE_OK) return StoreFailure(prepared);
-  std::unique_ptr<sqlite3_stmt, StatementCloser> statement(raw);
-  int status = SQLITE_ROW;
-  while ((status = sqlite3_step(raw)) == SQLITE_ROW) {
-    const int result = DeliverRow(raw, callback, warnings, bodyCap);
-    if (result != kVeldrakeBackupOk) return result;
-  }
-  return status == SQLITE_DONE ? kVeldrakeBackupOk : StoreFailure(status);
+  return ForEachRow(
+      db, sql, [&](sqlite3_stmt* row) { return DeliverRow(row, callback, warnings, bodyCap); });
 }
 
 }  // namespace veldrake::backup

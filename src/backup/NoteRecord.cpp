@@ -111,4 +111,18 @@ int StoreFailure(int sqliteStatus) {
                                                : kVeldrakeBackupStoreUnreadable;
 }
 
+int ForEachRow(sqlite3* db, const std::string& sql,
+               const std::function<int(sqlite3_stmt*)>& deliver) {
+  sqlite3_stmt* raw = nullptr;
+  const int prepared = sqlite3_prepare_v2(db, sql.c_str(), -1, &raw, nullptr);
+  if (prepared != SQLITE_OK) return StoreFailure(prepared);
+  std::unique_ptr<sqlite3_stmt, StatementCloser> statement(raw);
+  int status = SQLITE_ROW;
+  while ((status = sqlite3_step(raw)) == SQLITE_ROW) {
+    const int result = deliver(raw);
+    if (result != kVeldrakeBackupOk) return result;
+  }
+  return status == SQLITE_DONE ? kVeldrakeBackupOk : StoreFailure(status);
+}
+
 }  // namespace veldrake::backup

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <set>
 #include <string>
@@ -43,6 +44,12 @@ std::string FirstColumn(const std::set<std::string>& columns, const char* alias,
 // A failed SQLite call as a result code: kVeldrakeBackupNoMemory or
 // kVeldrakeBackupStoreUnreadable.
 int StoreFailure(int sqliteStatus);
+
+// Runs `sql` and hands each row to `deliver` until it answers other than
+// kVeldrakeBackupOk: that answer, a store failure, or kVeldrakeBackupOk when the rows ran
+// out.
+int ForEachRow(sqlite3* db, const std::string& sql,
+               const std::function<int(sqlite3_stmt*)>& deliver);
 
 // Finishes a statement on every path out.
 struct StatementCloser {

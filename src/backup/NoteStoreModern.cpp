@@ -109,16 +109,8 @@ int ReadModernNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings
   int failure = kVeldrakeBackupOk;
   const std::string sql = NotesQuery(db, &failure);
   if (sql.empty()) return failure;
-  sqlite3_stmt* raw = nullptr;
-  const int prepared = sqlite3_prepare_v2(db, sql.c_str(), -1, &raw, nullptr);
-  if (prepared != SQLITE_OK) return StoreFailure(prepared);
-  std::unique_ptr<sqlite3_stmt, StatementCloser> statement(raw);
-  int status = SQLITE_ROW;
-  while ((status = sqlite3_step(raw)) == SQLITE_ROW) {
-    const int result = DeliverRow(raw, callback, warnings, bodyCap);
-    if (result != kVeldrakeBackupOk) return result;
-  }
-  return status == SQLITE_DONE ? kVeldrakeBackupOk : StoreFailure(status);
+  return ForEachRow(
+      db, sql, [&](sqlite3_stmt* row) { return DeliverRow(row, callback, warnings, bodyCap); });
 }
 
 }  // namespace veldrake::backup
