@@ -1,57 +1,23 @@
 // The record, date and schema steps both note stores share.
 #include "NoteRecord.h"
 
-#include <langinfo.h>
-
 #include <cstring>
 #include <memory>
 
 #include "NoteText.h"
 #include "PListNoteAnalysis.h"
 #include "QX/Notes.h"
+#include "RecordText.h"
 #include "prop/prop.h"
 #include "veldrake/Backup.h"
 
 namespace veldrake::backup {
 
-namespace {
-
-// The record text the sync route makes of the same characters: through the property-list
-// layer's wide-to-narrow conversion, so both routes give the same bytes under any locale
-// the host sets. A byte that is not UTF-8 becomes U+FFFD.
-char* NewNoteText(const std::string& utf8) {
-  // Valid UTF-8 comes out of that conversion unchanged when it is ASCII or the locale's
-  // characters are UTF-8: then the text is its own record text, without the round trip.
-  bool ascii = true, valid = true;
-  for (size_t at = 0; at < utf8.size() && valid;) {
-    if (static_cast<unsigned char>(utf8[at]) < 0x80) {
-      ++at;
-      continue;
-    }
-    const DecodedChar c = DecodeUtf8(utf8, at);
-    ascii = false;
-    valid = c.bytes > 1;
-    at += c.bytes;
-  }
-  if (valid && (ascii || std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0))
-    return NewRecordText(utf8);
-  std::wstring wide;
-  wide.reserve(utf8.size());
-  for (size_t at = 0; at < utf8.size();) {
-    const DecodedChar c = DecodeUtf8(utf8, at);
-    at += c.bytes;
-    wide.push_back(static_cast<wchar_t>(c.point));
-  }
-  return NewRecordText(prop::toUtf8(wide));
-}
-
-}  // namespace
-
 int LendNote(VeldrakeRecordCallback callback, const std::string& subject,
              const std::string& content, int64_t dateModified) {
   QX::Notes note;
-  note.subject = NewNoteText(subject);
-  note.content = NewNoteText(content);
+  note.subject = NewTextFromUtf8(subject);
+  note.content = NewTextFromUtf8(content);
   note.dateModified = dateModified;
   return callback(&note) == PListNoteAnalysis::kHostStops ? kVeldrakeBackupStopped
                                                           : kVeldrakeBackupOk;

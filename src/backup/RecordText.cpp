@@ -1,6 +1,8 @@
 // Record texts from database texts.
 #include "RecordText.h"
 
+#include <langinfo.h>
+
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -40,10 +42,33 @@ void PutUnits(std::wstring& units, uint32_t cp) {
   units.push_back(static_cast<wchar_t>(0xDC00 + (cp & 0x3FF)));
 }
 
-bool IsAscii(const char* text) {
-  for (; *text != '\0'; ++text)
-    if (static_cast<unsigned char>(*text) >= 0x80) return false;
-  return true;
+// The code point at utf8[i] and its length in bytes; length 0 for a byte that starts no
+// valid sequence there.
+size_t DecodeAt(const std::string& utf8, size_t i, uint32_t* cp) {
+  const Lead lead = LeadOf(static_cast<unsigned char>(utf8[i]));
+  *cp = lead.bits;
+  bool good = lead.length > 0 && lead.length <= utf8.size() - i;
+  for (size_t k = 1; good && k < lead.length; ++k) {
+    const unsigned char next = static_cast<unsigned char>(utf8[i + k]);
+    good = (next & 0xC0) == 0x80;
+    *cp = (*cp << 6) | (next & 0x3Fu);
+  }
+  const bool surrogate = *cp >= 0xD800 && *cp <= 0xDFFF;
+  return good && *cp >= lead.minimum && *cp <= kLastCodePoint && !surrogate ? lead.length : 0;
+}
+
+// Whether the wide round trip would give `utf8` back unchanged: ASCII always, valid UTF-8
+// when the locale's characters are UTF-8. Long note bodies skip the round trip so.
+bool IsItsOwnRecordText(const std::string& utf8) {
+  bool ascii = true;
+  uint32_t cp = 0;
+  for (size_t i = 0; i < utf8.size();) {
+    const size_t length = DecodeAt(utf8, i, &cp);
+    if (length == 0) return false;
+    ascii = ascii && length == 1;
+    i += length;
+  }
+  return ascii || std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
 }
 
 }  // namespace
@@ -51,31 +76,22 @@ bool IsAscii(const char* text) {
 std::wstring Utf8ToUnits(const std::string& utf8) {
   std::wstring units;
   units.reserve(utf8.size());
-  size_t i = 0;
-  while (i < utf8.size()) {
-    const Lead lead = LeadOf(static_cast<unsigned char>(utf8[i]));
-    uint32_t cp = lead.bits;
-    bool good = lead.length > 0 && lead.length <= utf8.size() - i;
-    for (size_t k = 1; good && k < lead.length; ++k) {
-      const unsigned char next = static_cast<unsigned char>(utf8[i + k]);
-      good = (next & 0xC0) == 0x80;
-      cp = (cp << 6) | (next & 0x3Fu);
-    }
-    const bool surrogate = cp >= 0xD800 && cp <= 0xDFFF;
-    if (!good || cp < lead.minimum || cp > kLastCodePoint || surrogate) {
-      units.push_back(static_cast<wchar_t>(kReplacement));
-      ++i;
-      continue;
-    }
-    PutUnits(units, cp);
-    i += lead.length;
+  uint32_t cp = 0;
+  for (size_t i = 0; i < utf8.size();) {
+    const size_t length = DecodeAt(utf8, i, &cp);
+    PutUnits(units, length == 0 ? kReplacement : cp);
+    i += length == 0 ? 1 : length;
   }
   return units;
 }
 
 char* NewTextFromUtf8(const char* utf8, bool emptyIsNull) {
   if (utf8 == nullptr || (emptyIsNull && *utf8 == '\0')) return nullptr;
-  if (IsAscii(utf8)) return NewRecordText(std::string(utf8));
+  return NewTextFromUtf8(std::string(utf8));
+}
+
+char* NewTextFromUtf8(const std::string& utf8) {
+  if (IsItsOwnRecordText(utf8)) return NewRecordText(utf8);
   return NewRecordText(prop(Utf8ToUnits(utf8)));
 }
 

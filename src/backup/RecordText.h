@@ -18,6 +18,9 @@ std::wstring Utf8ToUnits(const std::string& utf8);
 // for an empty one when `emptyIsNull`.
 char* NewTextFromUtf8(const char* utf8, bool emptyIsNull);
 
+// The same for a text that may hold NUL bytes (a note body); never null.
+char* NewTextFromUtf8(const std::string& utf8);
+
 // The record text of a date, seconds since 2001 UTC, in the birthday's form.
 char* NewDateText(double secondsSince2001);
 
