@@ -10,6 +10,7 @@ packages=(
   python3 python3-vobject python3-cryptography pkgconf
   libimobiledevice-utils libimobiledevice-dev libusbmuxd-dev libssl-dev
   libsqlite3-dev zlib1g-dev
+  libutf8proc-dev libcmark-gfm-dev libcmark-gfm-extensions-dev chromium-headless-shell
 )
 
 missing=()
