@@ -54,12 +54,12 @@ set(VELDRAKE_LAYER_backup_container_DIR backup/container)
 
 set(VELDRAKE_LAYER_backup_contacts_USES backup_container contacts)
 set(VELDRAKE_LAYER_backup_contacts_PLATFORM "")
-set(VELDRAKE_LAYER_backup_contacts_PUBLIC "")
+set(VELDRAKE_LAYER_backup_contacts_PUBLIC veldrake/BackupContacts.h)
 set(VELDRAKE_LAYER_backup_contacts_DIR backup/addressbook)
 
 set(VELDRAKE_LAYER_backup_notes_USES backup_container notes)
 set(VELDRAKE_LAYER_backup_notes_PLATFORM "")
-set(VELDRAKE_LAYER_backup_notes_PUBLIC "")
+set(VELDRAKE_LAYER_backup_notes_PUBLIC veldrake/BackupNotes.h)
 set(VELDRAKE_LAYER_backup_notes_DIR backup/notes)
 
 set(VELDRAKE_LAYER_backup_USES backup_contacts backup_notes)

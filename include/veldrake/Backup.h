@@ -45,6 +45,7 @@ enum VeldrakeBackupResult {
   kVeldrakeBackupStopped = -1,         /* the record callback answered -1 */
   kVeldrakeBackupInvalidArgument = -2, /* null path or callback, or an unknown data kind */
   kVeldrakeBackupNoMemory = -3,        /* an allocation failed; nothing more was delivered */
+  kVeldrakeBackupCancelled = -4,       /* VeldrakeBackupCancel asked the export to stop */
   kVeldrakeBackupNotABackup = -30,     /* no backup at the path, or an incomplete one */
   kVeldrakeBackupSeveral = -31,        /* the folder holds several backups: name one */
   kVeldrakeBackupNeedsPassword = -32,  /* encrypted, and no password was given */
@@ -82,6 +83,16 @@ VELDRAKE_BACKUP_API int VeldrakeBackupGetData(const char* path, const char* pass
                                               VeldrakeRecordCallback callback,
                                               VeldrakeBackupWarningCallback warn,
                                               void* warnContext);
+
+/* Asks every export running in this process to stop: between records, and within a
+   second inside a database query. The export returns kVeldrakeBackupCancelled. Safe from
+   any thread (a host's signal-watching thread), not from a signal handler. */
+VELDRAKE_BACKUP_API void VeldrakeBackupCancel(void);
+
+/* Removes at once the decrypted files of every export running in this process (their
+   private folders), for a host that is about to end on a signal; those exports then fail.
+   Safe from any thread while exports run on others. */
+VELDRAKE_BACKUP_API void VeldrakeBackupRemoveTemporaries(void);
 
 /* The calling thread's message about its last call: one line, empty after a success.
    Valid until that thread's next call into this library. */
