@@ -38,8 +38,13 @@ bool AddNotes(Assembler& backup, const NoteStore& notes, const std::string& prod
            backup.AddFile(kHomeDomain, kLegacyNotesPath, staged, error);
   }
   const std::string staged = backup.StagePath("NoteStore.sqlite");
-  return WriteNoteStoreDb(notes, major, staged, error) &&
-         backup.AddFile(kNotesDomain, kNoteStorePath, staged, error);
+  std::vector<NoteFile> files;
+  if (!WriteNoteStoreDb(notes, major, staged, backup.StagePath(""), &files, error) ||
+      !backup.AddFile(kNotesDomain, kNoteStorePath, staged, error))
+    return false;
+  for (const NoteFile& file : files)
+    if (!backup.AddFile(kNotesDomain, file.relativePath, file.source, error)) return false;
+  return true;
 }
 
 bool ValidOptions(const BackupOptions& options, std::string* error) {
