@@ -7,6 +7,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zlib
 
 from cryptography.exceptions import InvalidTag
 from cryptography.hazmat.primitives.keywrap import InvalidUnwrap
@@ -382,6 +383,59 @@ class LockedTest(NotesCase):
                 for name in files:
                     with open(os.path.join(root, name), "rb") as f:
                         self.assertNotIn(secret, f.read(), name)
+
+
+FAULTS = {"Fault: table indexes out of range", "Fault: table cycle", "Fault: a million empty rows",
+          "Fault: attachments pointing at each other", "Fault: media is a folder",
+          "Fault: media file missing", "Fault: media name climbs out", "Fault: a million runs",
+          "Fault: GCM data shorter than its tag", "Fault: huge iteration count",
+          "Fault: wrapped key cut short"}
+
+
+class FaultTest(unittest.TestCase):
+    """--notes-faults: each hostile note is there and broken the way its title says."""
+
+    def test_fault_notes(self):
+        tmp = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, tmp)
+        out = os.path.join(tmp, "out")
+        done = subprocess.run([DEVICESIM, "--notes", NOTESET, "--notes-faults", "--write-backup", out,
+                               "--backup-os", "17.5"], capture_output=True, text=True, timeout=120)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        backup = backup_oracle.Backup(os.path.join(out, UDID))
+        self.addCleanup(backup.close)
+        store = Store.__new__(Store)
+        store.major, store.backup = 17, backup
+        store.db = backup.database(DOMAIN, "NoteStore.sqlite")
+        self.addCleanup(store.db.close)
+        store.entity = dict(store.db.execute("SELECT Z_NAME, Z_ENT FROM Z_PRIMARYKEY"))
+        notes = store.notes()
+        self.assertEqual({t for t in notes if t.startswith("Fault:")}, FAULTS)
+        rows = store.rows_by_pk()
+        attachment = {t: rows[int(objects_of(store.body(notes[t]))[0][0].rsplit("-", 1)[1])]
+                      for t in FAULTS if not t.endswith(("runs", "tag", "count", "short"))}
+        with self.assertRaises(IndexError):
+            oracle.MergeDocument(attachment["Fault: table indexes out of range"]["ZMERGEABLEDATA1"]).table()
+        with self.assertRaises((AssertionError, TypeError, KeyError)):
+            oracle.MergeDocument(attachment["Fault: table cycle"]["ZMERGEABLEDATA1"]).table()
+        rows_doc = attachment["Fault: a million empty rows"]["ZMERGEABLEDATA1"]
+        self.assertLess(len(rows_doc) * 5, len(zlib.decompress(rows_doc, 31)))
+        self.assertGreater(len(zlib.decompress(rows_doc, 31)), 10 ** 7)
+        first = attachment["Fault: attachments pointing at each other"]
+        self.assertEqual(rows[first["ZMEDIA"]]["ZMEDIA"], first["Z_PK"])
+        prefix = store.prefix(notes["Fault: media is a folder"])
+        media = {t: rows[attachment[t]["ZMEDIA"]] for t in FAULTS if "media" in t}
+        folder = f"{prefix}Media/{media['Fault: media is a folder']['ZIDENTIFIER']}/photo.jpg"
+        self.assertEqual({(p, flags) for _, d, p, flags, _ in backup.rows if p == folder}, {(folder, 2)})
+        self.assertNotIn(f"{prefix}Media/{media['Fault: media file missing']['ZIDENTIFIER']}/missing.jpg",
+                         {p for _, _, p, _, _ in backup.rows})
+        self.assertEqual(media["Fault: media name climbs out"]["ZFILENAME"], "../../../evil.jpg")
+        runs = zlib.decompress(store.data(notes["Fault: a million runs"])[0], 31)
+        self.assertGreater(len(runs), 5 * 10 ** 6)
+        broken = {t: (notes[t], store.data(notes[t])) for t in FAULTS if t.endswith(("tag", "count", "short"))}
+        self.assertEqual(len(broken["Fault: GCM data shorter than its tag"][1][0]), 5)
+        self.assertEqual(broken["Fault: huge iteration count"][0]["ZCRYPTOITERATIONCOUNT"], 2 ** 31 - 1)
+        self.assertEqual(len(broken["Fault: wrapped key cut short"][0]["ZCRYPTOWRAPPEDKEY"]), 7)
 
 
 # A bad notes set: files to write (path -> text; None for a link to /etc/passwd), the words

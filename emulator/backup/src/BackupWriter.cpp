@@ -29,9 +29,9 @@ bool AddBook(Assembler& backup, const AddressBook& book, size_t walPeople, std::
   return true;
 }
 
-bool AddNotes(Assembler& backup, const NoteStore& notes, const std::string& productVersion,
+bool AddNotes(Assembler& backup, const NoteStore& notes, const BackupOptions& options,
               std::string* error) {
-  const int major = MajorVersion(productVersion);
+  const int major = MajorVersion(options.productVersion);
   if (major < kFirstModernNotesVersion) {
     const std::string staged = backup.StagePath("notes.sqlite");
     return WriteLegacyNotesDb(notes, staged, error) &&
@@ -39,7 +39,8 @@ bool AddNotes(Assembler& backup, const NoteStore& notes, const std::string& prod
   }
   const std::string staged = backup.StagePath("NoteStore.sqlite");
   std::vector<NoteFile> files;
-  if (!WriteNoteStoreDb(notes, major, staged, backup.StagePath(""), &files, error) ||
+  if (!WriteNoteStoreDb(notes, major, options.notesFaults, staged, backup.StagePath(""), &files,
+                        error) ||
       !backup.AddFile(kNotesDomain, kNoteStorePath, staged, error))
     return false;
   for (const NoteFile& file : files)
@@ -68,7 +69,7 @@ bool WriteBackup(const AddressBook& book, const NoteStore& notes, const std::str
   try {
     Assembler backup(options);
     return backup.Begin(dir, error) && AddBook(backup, book, options.walPeople, error) &&
-           AddNotes(backup, notes, options.productVersion, error) && backup.Finish(error);
+           AddNotes(backup, notes, options, error) && backup.Finish(error);
   } catch (const std::exception& e) {
     *error = e.what();
     return false;

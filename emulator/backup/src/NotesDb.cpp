@@ -5,6 +5,7 @@
 // under the account.
 #include <string>
 
+#include "NoteFaults.h"
 #include "NoteRows.h"
 #include "NotesDb.h"
 #include "Sqlite.h"
@@ -173,9 +174,9 @@ Generation GenerationFor(int major) {
   return g;
 }
 
-bool WriteNoteStoreDb(const NoteStore& notes, int majorVersion, const std::string& path,
-                      const std::string& stageDir, std::vector<NoteFile>* files,
-                      std::string* error) {
+bool WriteNoteStoreDb(const NoteStore& notes, int majorVersion, bool faults,
+                      const std::string& path, const std::string& stageDir,
+                      std::vector<NoteFile>* files, std::string* error) {
   Db db;
   StoreWriter w(db, GenerationFor(majorVersion), stageDir, files);
   if (!db.Open(path, error) || !db.Exec(ModernSchema(w.g), error) || !db.Exec("BEGIN", error) ||
@@ -187,6 +188,7 @@ bool WriteNoteStoreDb(const NoteStore& notes, int majorVersion, const std::strin
   w.nextPk += static_cast<int64_t>(notes.notes.size());
   for (size_t i = 0; i < notes.notes.size(); ++i)
     if (!WriteNoteRows(w, notes.notes[i], first + static_cast<int64_t>(i), error)) return false;
+  if (faults && !WriteFaultNotes(w, error)) return false;
   return SetMaxima(db, error) && db.Exec("COMMIT", error) && db.Close(error);
 }
 

@@ -23,10 +23,11 @@ struct NoteFile {
 };
 
 // Writes the store at `path`; the files its attachments need are listed in *files (the
-// sealed ones of locked notes written under `stageDir`).
-bool WriteNoteStoreDb(const NoteStore& notes, int majorVersion, const std::string& path,
-                      const std::string& stageDir, std::vector<NoteFile>* files,
-                      std::string* error);
+// sealed ones of locked notes written under `stageDir`). `faults` adds the hostile
+// notes of NoteFaults.h.
+bool WriteNoteStoreDb(const NoteStore& notes, int majorVersion, bool faults,
+                      const std::string& path, const std::string& stageDir,
+                      std::vector<NoteFile>* files, std::string* error);
 bool WriteLegacyNotesDb(const NoteStore& notes, const std::string& path, std::string* error);
 
 }  // namespace devicesim::backup
