@@ -1,4 +1,5 @@
 // Inline markup: styles, links, colours and the objects that sit inside a line.
+#include <cctype>
 #include <cstdlib>
 
 #include "NoteMarkup.h"
@@ -124,7 +125,9 @@ bool InlineParser::Color() {
     c_.i += 3;
     return true;
   }
-  if (!c_.At("{#") || c_.s.size() < c_.i + 10 || c_.s[c_.i + 8] != '}') return false;
+  if (!c_.At("{#") || c_.s.size() < c_.i + 9 || c_.s[c_.i + 8] != '}') return false;
+  for (size_t k = 2; k < 8; ++k)
+    if (!std::isxdigit(static_cast<unsigned char>(c_.s[c_.i + k]))) return false;
   const long value = std::strtol(c_.s.substr(c_.i + 2, 6).c_str(), nullptr, 16);
   for (int k = 0; k < 3; ++k)
     style_.rgb[k] = static_cast<float>((value >> (16 - 8 * k)) & 0xFF) / kByte;
