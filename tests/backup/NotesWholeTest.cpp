@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -276,6 +277,28 @@ TEST(NotesWhole, HostileNotesAreWarnedAboutAndSkipped) {
             (std::vector<std::pair<int, int>>{{1, 1}}));
   EXPECT_EQ(got.notes.count("Fault: a million runs"), 1u);
   for (const Expected& want : Sample()) EXPECT_EQ(got.notes.count(want.title), 1u) << want.title;
+}
+
+TEST(NotesWhole, AFileWhoseRecordClaimsASizeItDoesNotHaveIsAPlaceholder) {
+  TempDir dir;
+  WriteSample(dir.path(), "17.5", "", false);
+  const std::string backup = dir.path() + "/00008110-000A1B2C3D4E5F60";
+  const std::string script =
+      std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/tests/backup/claim_size.py";
+  for (const char* claim : {"sunrise.jpg 10737418240", "chart.png 100"})
+    ASSERT_EQ(std::system(("python3 '" + script + "' '" + backup + "' " + claim).c_str()), 0);
+  const Export got = Read(dir.path(), nullptr, {kNotePassword});
+  for (const char* title : {"Trip plan", "Meeting notes"}) {
+    const Seen& note = got.notes.at(title);
+    EXPECT_EQ(note.files[0].kind, kVeldrakeAttachmentMissing) << title;
+    EXPECT_EQ(note.files[0].name, "") << title;
+    size_t told = 0;
+    for (const std::string& line : got.warnings)
+      told += line.find(std::string("\"") + title + "\"") != std::string::npos &&
+              line.find("a size its file does not have") != std::string::npos;
+    EXPECT_EQ(told, 1u) << title;
+  }
+  EXPECT_EQ(got.notes.at("Meeting notes").files[1].name, "agenda.pdf");  // its neighbour stays
 }
 
 int CopyMisuse(const VeldrakeNote* note, void* context) {
