@@ -37,7 +37,6 @@ bool Configure(sqlite3* db) {
   sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 0);
   return Setting(db, SQLITE_DBCONFIG_DEFENSIVE, 1) &&
          Setting(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0) &&
-         Setting(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0) &&
          Setting(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0) &&
          sqlite3_exec(db,
                       "PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY;"
@@ -78,14 +77,14 @@ int SqlGuard::Read(const char* table, const char* through) {
   const std::string name = Folded(table);
   std::string why;
   if (through != nullptr)
-    why = name + " is read through the view or trigger " + through;
+    why = Folded(through) + " is no table of the store (a view or trigger)";
   else if (virtuals_.count(name) != 0)
     why = name + " is a virtual table, not a table";
   else if (tables_.count(name) == 0 &&
            name.compare(0, std::strlen(kPragmaPrefix), kPragmaPrefix) != 0 &&
            std::find(std::begin(kSchemaNames), std::end(kSchemaNames), name) ==
                std::end(kSchemaNames))
-    why = name + " is no table of the store (a view?)";
+    why = name + " is no table of the store (a view)";
   if (why.empty()) return SQLITE_OK;
   if (refusal_.empty()) refusal_ = why;
   return SQLITE_DENY;

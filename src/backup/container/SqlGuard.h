@@ -3,8 +3,9 @@
 // - Names: a query may read only real tables (and SQLite's own schema and pragma
 //   functions). A view, a virtual table (an fts5 table named ABPerson, say) or a read
 //   made through a view is refused when the statement is prepared, and the refusal is
-//   kept to tell the user the store is damaged or hostile. Views and triggers are also
-//   switched off outright.
+//   kept to tell the user the store is damaged or hostile. (Views stay enabled so that
+//   reading one is refused here, with its name, rather than by SQLite without it.)
+//   Triggers are switched off outright.
 // - SQLite's own defences: SQLITE_DBCONFIG_DEFENSIVE, trusted_schema off, cell_size_check
 //   on, query_only, no attached databases, temporary tables in memory, and limits on the
 //   lengths of values and statements sized well above what a phone's store holds.
