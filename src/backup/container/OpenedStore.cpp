@@ -1,5 +1,6 @@
 // The stores of an opened backup and the copies made of its files.
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include "Cancel.h"
 #include "ContentCopy.h"
@@ -72,6 +73,11 @@ int OpenedBackup::Materialise(const Located& located, const char* name, std::str
 int OpenedBackup::OpenInPlace(const Located& store, const std::string& name, sqlite3** db,
                               std::string* message) {
   Fd content(OpenContent(facts_.path, store.fileId));  // refuses links at either step
+  struct stat st;
+  if (content.get() >= 0 && fstat(content.get(), &st) == 0 && st.st_size != store.record.size) {
+    *message = store.file + " (" + name + ") is not as long as Manifest.db records";
+    return kVeldrakeBackupStoreUnreadable;
+  }
   if (content.get() >= 0 && OpenImmutable(store.file, &storeGuard_, db) == SQLITE_OK)
     return kVeldrakeBackupOk;
   *message = store.file + " (" + name + ") is no readable database (or a link)";
