@@ -13,6 +13,7 @@
 #include "NotesRoute.h"
 #include "OpenedBackup.h"
 #include "PrivateFolder.h"
+#include "StaleFolders.h"
 #include "Warnings.h"
 #include "veldrake/Backup.h"
 
@@ -76,6 +77,7 @@ int LocateOne(const std::string& path, std::string* folder) {
 
 int Export(const char* path, const char* password, int dataKind, VeldrakeRecordCallback callback,
            const Warnings& warnings) {
+  SweepStaleFolders(TemporaryBase());  // what an export killed outright left behind
   std::string folder;
   const int located = LocateOne(path, &folder);
   if (located != kVeldrakeBackupOk) return located;

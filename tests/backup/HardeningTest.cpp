@@ -36,9 +36,8 @@ using backuptest::TempDir;
 
 // A database made from `schema`, then guarded.
 struct Guarded {
-  explicit Guarded(const std::string& schema,
-                   std::chrono::milliseconds limit = SqlGuard::kStretchLimit)
-      : guard(CancelGeneration(), limit) {
+  explicit Guarded(const std::string& schema, SqlLimits limits = SqlLimits())
+      : guard(CancelGeneration(), limits) {
     sqlite3_open(":memory:", &db);
     EXPECT_EQ(sqlite3_exec(db, schema.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << schema;
     std::string why;
@@ -124,11 +123,23 @@ const char* kThousand =
     " WHERE n < 1000) INSERT INTO t SELECT n FROM r";
 const char* kStuck = "SELECT count(*) FROM t a, t b, t c, t d";
 
-TEST(SqlGuardTest, ACancelOrTheTimeLimitEndsAStuckQuery) {
-  {
-    Guarded g(kThousand, std::chrono::milliseconds(200));
-    EXPECT_EQ(g.Step(kStuck), SQLITE_INTERRUPT);
-    EXPECT_TRUE(g.guard.timedOut());
+TEST(SqlGuardTest, ACancelOrALimitEndsAStuckQuery) {
+  SqlLimits shortTime, littleMemory;
+  shortTime.stretch = std::chrono::milliseconds(200);
+  littleMemory.memory = 8 << 20;
+  const struct {
+    SqlLimits limits;
+    const char* query;  // one that needs far more time or memory than the limit
+    bool timedOut, outOfMemory;
+  } table[] = {
+      {shortTime, kStuck, true, false},
+      {littleMemory, "SELECT a.x FROM t a, t b ORDER BY randomblob(100)", false, true},
+  };
+  for (const auto& row : table) {
+    Guarded g(kThousand, row.limits);
+    EXPECT_EQ(g.Step(row.query), SQLITE_INTERRUPT) << row.query;
+    EXPECT_EQ(g.guard.timedOut(), row.timedOut) << row.query;
+    EXPECT_EQ(g.guard.outOfMemory(), row.outOfMemory) << row.query;
     EXPECT_FALSE(g.guard.cancelled());
   }
   Guarded g(kThousand);

@@ -11,7 +11,7 @@
 #include <mutex>
 
 #include "Assert.h"
-#include "StaleFolders.h"
+#include "StaleFolders.h"  // the removal of a folder and its files
 
 namespace veldrake::backup {
 
@@ -112,7 +112,6 @@ std::string TemporaryBase() {
 
 bool PrivateFolder::Create(std::string* why) {
   const std::string base = TemporaryBase();
-  SweepStaleFolders(base);
   std::string pattern = base + "/" + kPrivatePrefix + std::to_string(getpid()) + "-XXXXXX";
   if (mkdtemp(&pattern[0]) == nullptr) {  // mkdtemp makes it 0700
     *why = WhyNotMade(base, errno);

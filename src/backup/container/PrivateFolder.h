@@ -8,7 +8,7 @@
 // host left them at their default action) can remove it at once.
 //
 // Its name carries the process id ("veldrake-backup-<pid>-XXXXXX"): a folder left by a
-// process that was killed outright is removed by the next Create that finds it (ours by
+// process that was killed outright is removed by the next export that finds it (ours by
 // prefix, mode 0700, owner and a dead process; see StaleFolders.h).
 //
 // Thread contract: one owner; the registry is process-wide and thread-safe.

@@ -46,8 +46,8 @@ bool Configure(sqlite3* db) {
 
 }  // namespace
 
-SqlGuard::SqlGuard(uint64_t cancelGeneration, std::chrono::milliseconds stretchLimit)
-    : cancelGeneration_(cancelGeneration), stretchLimit_(stretchLimit) {}
+SqlGuard::SqlGuard(uint64_t cancelGeneration, SqlLimits limits)
+    : cancelGeneration_(cancelGeneration), limits_(limits) {}
 
 bool SqlGuard::LearnTables(sqlite3* db) {
   SqlStatement schema(db, "SELECT name, sql FROM sqlite_master WHERE type = 'table'");
@@ -68,6 +68,7 @@ bool SqlGuard::Attach(sqlite3* db, std::string* why) {
   }
   stretchStart_ = Clock::now();
   progressSeen_ = ProgressMarks();
+  memoryAtStart_ = sqlite3_memory_used();
   sqlite3_set_authorizer(db, Authorize, this);
   sqlite3_progress_handler(db, kProgressSteps, Progress, this);
   return true;
@@ -103,20 +104,26 @@ int SqlGuard::Authorize(void* self, int action, const char* a, const char*, cons
   }
 }
 
+bool SqlGuard::OverLimits() {
+  const Clock::time_point now = Clock::now();
+  if (ProgressMarks() != progressSeen_) {
+    progressSeen_ = ProgressMarks();
+    stretchStart_ = now;
+  }
+  const bool late = now - stretchStart_ > limits_.stretch;
+  const bool large = sqlite3_memory_used() - memoryAtStart_ > limits_.memory;
+  timedOut_ = timedOut_ || late;  // kept for Explain, whatever later statements do
+  outOfMemory_ = outOfMemory_ || large;
+  return late || large;
+}
+
 int SqlGuard::Progress(void* self) {
   SqlGuard& guard = *static_cast<SqlGuard*>(self);
   if (CancelledSince(guard.cancelGeneration_)) {
     guard.cancelled_ = true;
     return 1;
   }
-  const Clock::time_point now = Clock::now();
-  if (ProgressMarks() != guard.progressSeen_) {
-    guard.progressSeen_ = ProgressMarks();
-    guard.stretchStart_ = now;
-  }
-  if (now - guard.stretchStart_ <= guard.stretchLimit_) return 0;
-  guard.timedOut_ = true;
-  return 1;
+  return guard.OverLimits() ? 1 : 0;
 }
 
 }  // namespace veldrake::backup
