@@ -62,7 +62,7 @@ int OpenedBackup::CopyFile(const char* domain, const std::string& relativePath, 
 }
 
 int OpenedBackup::Materialise(const Located& located, const char* name, std::string* message) {
-  Fd out(CreatePrivateFile(private_.PathOf(name)));
+  Fd out(private_.CreateFile(name));
   if (out.get() < 0) {
     *message = located.file + " cannot be written into the temporary folder";
     return kVeldrakeBackupStoreUnreadable;

@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "Assert.h"
+#include "FileIo.h"
 #include "StaleFolders.h"  // the removal of a folder and its files
 
 namespace veldrake::backup {
@@ -25,12 +26,14 @@ namespace {
 constexpr int kSlots = 16;
 constexpr size_t kPathBytes = 4096;
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int kRemovalPasses = 3;
 
 // The folders alive now. Taking and giving back a slot, and RemoveAllPrivateFolders, hold
 // gRegistry; the signal handler cannot lock, so it reads only slots marked ready, whose
 // path is written before the mark.
 struct Slot {
   bool used = false;
+  bool removed = false;  // RemoveAllPrivateFolders emptied it: no new files
   std::atomic<bool> ready{false};
   char path[kPathBytes];
 };
@@ -79,6 +82,7 @@ int TakeSlot(const std::string& path) {
   for (int i = 0; i < kSlots; ++i) {
     if (gSlots[i].used) continue;
     gSlots[i].used = true;
+    gSlots[i].removed = false;
     std::memcpy(gSlots[i].path, path.c_str(), path.size() + 1);
     gSlots[i].ready.store(true);
     return i;
@@ -128,6 +132,12 @@ std::string PrivateFolder::PathOf(const char* name) const {
   return path_ + "/" + name;
 }
 
+int PrivateFolder::CreateFile(const char* name) const {
+  std::lock_guard<std::mutex> lock(gRegistry);
+  if (slot_ >= 0 && gSlots[slot_].removed) return -1;
+  return CreatePrivateFile(PathOf(name));
+}
+
 PrivateFolder::~PrivateFolder() {
   if (path_.empty()) return;
   if (slot_ >= 0) {
@@ -140,8 +150,14 @@ PrivateFolder::~PrivateFolder() {
 
 void RemoveAllPrivateFolders() {
   std::lock_guard<std::mutex> lock(gRegistry);
-  for (Slot& slot : gSlots)
-    if (slot.ready.load()) RemoveFolderAndFiles(slot.path);
+  for (Slot& slot : gSlots) {
+    if (!slot.ready.load()) continue;
+    slot.removed = true;
+    // SQLite may add a companion file (-shm, -journal) between our unlinks and the rmdir;
+    // once the folder is gone, nothing more can be made in it.
+    for (int pass = 0; pass < kRemovalPasses && access(slot.path, F_OK) == 0; ++pass)
+      RemoveFolderAndFiles(slot.path);
+  }
 }
 
 }  // namespace veldrake::backup

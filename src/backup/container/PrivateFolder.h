@@ -35,6 +35,10 @@ class PrivateFolder {
   // The path of `name` inside the folder. REQUIRES: Create succeeded; `name` is one of
   // kFileNames.
   std::string PathOf(const char* name) const;
+  // Creates the file `name` in the folder for writing (CreatePrivateFile); -1 once
+  // RemoveAllPrivateFolders has run, so nothing new appears in a folder it emptied.
+  // REQUIRES: as PathOf.
+  int CreateFile(const char* name) const;
 
   // The only names a private folder holds (a database with its SQLite companions), so
   // a signal handler can remove them without reading the folder.
