@@ -229,6 +229,7 @@ TEST(PrivateFolderTest, TellsWhatIsWrongWithTmpdirAndGoesOnRequest) {
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 3);
     RemoveAllPrivateFolders();
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
+    EXPECT_EQ(a.CreateFile("store.sqlite-wal"), -1) << "a file made after the removal";
   }
   unsetenv("TMPDIR");
 }
