@@ -77,9 +77,7 @@ int OpenImmutable(const std::string& path, SqlGuard* guard, sqlite3** db) {
 }
 
 OpenedBackup::OpenedBackup()
-    : cancelGeneration_(CancelGeneration()),
-      manifestGuard_(cancelGeneration_),
-      storeGuard_(cancelGeneration_) {}
+    : cancelGeneration_(CancelGeneration()), manifestGuard_(cancelGeneration_) {}
 
 OpenedBackup::~OpenedBackup() {
   sqlite3_close(manifest_);

@@ -40,9 +40,11 @@ class PrivateFolder {
   // REQUIRES: as PathOf.
   int CreateFile(const char* name) const;
 
-  // The only names a private folder holds (a database with its SQLite companions), so
-  // a signal handler can remove them without reading the folder.
+  // The only names a private folder holds (Manifest.db and up to kMaxStores stores,
+  // "store<n>.sqlite", each with its SQLite companions), so a signal handler can remove
+  // them without reading the folder.
   static const char* const kFileNames[];
+  static constexpr int kMaxStores = 4;
 
  private:
   std::string path_;
