@@ -79,6 +79,7 @@ TEST(SqlGuardTest, OnlyRealTablesAreRead) {
       {kTable, "SELECT count(*) FROM abperson", SQLITE_ROW, ""},
       {kTable, "SELECT name FROM pragma_table_info('ABPerson')", SQLITE_ROW, ""},
       {kTable, "SELECT type FROM sqlite_master", SQLITE_ROW, ""},
+      {kTable, "SELECT value FROM json_each('[1]')", SQLITE_ROW, ""},
       {kFts, "SELECT First FROM ABPerson", SQLITE_AUTH, "abperson is a virtual table"},
       {kFts, "SELECT count(*) FROM ABPerson", SQLITE_AUTH, "abperson is a virtual table"},
       {kFts, "SELECT First FROM p", SQLITE_ROW, ""},  // its content table is a real one
