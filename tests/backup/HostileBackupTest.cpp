@@ -226,14 +226,6 @@ int RemoveAtFirst(void* record) {
 TEST_F(HostileBackupTest, CancelAndRemovalStopTheExportAndLeaveNothing) {
   ASSERT_TRUE(MakeBackup(tmp.path(), "{" + kEncrypted + kBook + "}"));
   gPrivate = private_();
-  // A folder a killed export left (its process is gone), and one that is not ours.
-  const pid_t dead = fork();
-  if (dead == 0) _exit(0);
-  waitpid(dead, nullptr, 0);
-  const std::string stale = private_() + "/veldrake-backup-" + std::to_string(dead) + "-Zz09ab";
-  fs::create_directory(stale);
-  chmod(stale.c_str(), 0700);
-  std::ofstream(stale + "/store.sqlite") << "decrypted";
   const struct { VeldrakeRecordCallback callback; } table[] = {{CancelAtFirst}, {RemoveAtFirst}};
   for (const auto& row : table) {
     gCalls = 0;
@@ -252,6 +244,32 @@ TEST_F(HostileBackupTest, CancelAndRemovalStopTheExportAndLeaveNothing) {
                                   nullptr, nullptr),
             0);
   EXPECT_EQ(gNames.size(), 2u);
+}
+
+int KillSelf(void*) {
+  raise(SIGKILL);
+  return 0;
+}
+
+// kill -9 in the middle of an encrypted export leaves its decrypted files; the next export
+// in this TMPDIR removes them, whatever it exports.
+TEST_F(HostileBackupTest, WhatKillNineLeavesGoesWithTheNextExport) {
+  ASSERT_TRUE(MakeBackup(tmp.path(), "{" + kEncrypted + kBook + "}"));
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    VeldrakeBackupGetData(tmp.path().c_str(), "pw", VELDRAKE_BACKUP_CONTACTS, KillSelf, nullptr,
+                          nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
+  ASSERT_FALSE(fs::is_empty(private_())) << "nothing was left to sweep";
+  EXPECT_EQ(VeldrakeBackupGetData(tmp.path().c_str(), nullptr, VELDRAKE_BACKUP_NOTES, Collect,
+                                  nullptr, nullptr),
+            kVeldrakeBackupNeedsPassword);
+  EXPECT_TRUE(fs::is_empty(private_()));
 }
 
 }  // namespace
