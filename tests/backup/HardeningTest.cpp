@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -233,8 +234,19 @@ TEST(PrivateFolderTest, TellsWhatIsWrongWithTmpdirAndGoesOnRequest) {
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 3);
     RemoveAllPrivateFolders();
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
-    EXPECT_EQ(a.CreateFile("store.sqlite-wal"), -1) << "a file made after the removal";
+    EXPECT_EQ(a.CreateFile("store0.sqlite-wal"), -1) << "a file made after the removal";
   }
+  // A folder the registry cannot hold is not made: removal could not reach it.
+  std::vector<std::unique_ptr<PrivateFolder>> many;
+  std::string why;
+  for (bool made = true; made && many.size() < 64;) {
+    many.push_back(std::make_unique<PrivateFolder>());
+    made = many.back()->Create(&why);
+  }
+  EXPECT_EQ(many.size(), 17u);
+  EXPECT_NE(why.find("more exports run at once"), std::string::npos) << why;
+  many.clear();
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
   unsetenv("TMPDIR");
 }
 
