@@ -95,6 +95,7 @@ int Explain(const ExportOutcome& outcome, const BackupLibrary& backup) {
     return Failed("stopped (Ctrl-C); nothing was written", kExitInterrupted);
   if (outcome.outOfMemory)
     return Failed("out of memory while copying the records; nothing was written", kExitOutput);
+  if (outcome.sinkStopped) return kExitOk;  // the output says why when it is written
   if (outcome.result == kVeldrakeBackupOk ||
       (outcome.result == kVeldrakeBackupStopped && outcome.stoppedByHost))
     return kExitOk;
@@ -133,13 +134,14 @@ int RunBackupExport(const Options& options) {
   settings.kind = options.kind;
   settings.limit = options.limit;
   settings.platformDevice = false;
+  settings.sink = &output;
   Exporter exporter(adapter, settings);
   BackupSource source{&backup, options.backup.c_str(),
                       password.empty() ? nullptr : password.c_str()};
   const ExportOutcome outcome = exporter.Run(&source);
   Forget(&password);
   if ((status = Explain(outcome, backup)) != kExitOk) return status;
-  if ((status = output.Write(exporter)) != kExitOk) return status;
+  if ((status = output.Write()) != kExitOk) return status;
   if (!options.quiet)
     std::fprintf(stderr, "exported %zu %s from the backup in %.2f s\n", exporter.count(),
                  options.kind == kVeldrakeContacts ? "contacts" : "notes", outcome.seconds);
