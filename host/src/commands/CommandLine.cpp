@@ -45,15 +45,17 @@ void AddLimitOptions(CLI::App* command, ExportLimits* limits) {
       ->check(CLI::PositiveNumber);
   command
       ->add_option("--max-rendered", limits->rendered,
-                   "fail when the export's text passes SIZE (default " +
+                   "fail when the export's text passes SIZE, e.g. 512MiB (default " +
                        std::to_string(kDefaultMaxRendered / kMiB) + " MiB)")
-      ->transform(CLI::AsSizeValue(false))
+      ->transform(CLI::AsSizeValue(false).description(""))
+      ->type_name("SIZE")
       ->check(CLI::PositiveNumber);
   command
       ->add_option("--max-written", limits->written,
                    "fail when the files written pass SIZE (default " +
                        std::to_string(kDefaultMaxWritten / kMiB) + " MiB)")
-      ->transform(CLI::AsSizeValue(false))
+      ->transform(CLI::AsSizeValue(false).description(""))
+      ->type_name("SIZE")
       ->check(CLI::PositiveNumber);
 }
 
