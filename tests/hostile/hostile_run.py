@@ -53,7 +53,7 @@ class Finished:
 
 
 def _drain(stream, into):
-    into.append(stream.read())
+    into.append(stream.read() if not stream.closed else b'')
 
 
 def start(args, env):
