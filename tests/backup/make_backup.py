@@ -17,6 +17,10 @@ Recipe keys (all optional):
   truncate_content             cuts the content file to this many bytes
   bad_manifest_key             writes a ManifestKey of the wrong length
   keybag                       hex of a keybag to write instead of the real one
+  wal_size                     records the write-ahead log as this long and extends its
+                               file to it, sparsely (a hostile log costs no disk here)
+  pad_content                  appends this many bytes to the address book's content
+                               file after its size was recorded
 """
 import datetime
 import hashlib
@@ -135,14 +139,19 @@ def write_files(folder, recipe, keys, files):
             wrapped, content = keys.wrapped_file_key(key), cbc(key, data)
         if rel == BOOK and "truncate_content" in recipe:
             content = content[:recipe["truncate_content"]]
+        size = recipe["wal_size"] if rel == BOOK + "-wal" and "wal_size" in recipe else len(data)
+        if rel == BOOK:
+            content += b"\0" * recipe.get("pad_content", 0)
         manifest.execute("INSERT INTO Files VALUES (?, ?, ?, 1, ?)",
-                         (file_id, domain, rel, mbfile(rel, len(data), wrapped)))
+                         (file_id, domain, rel, mbfile(rel, size, wrapped)))
         if rel == BOOK and recipe.get("drop_content"):
             continue
         if len(file_id) >= 2 and "/" not in file_id:
             os.makedirs(os.path.join(folder, file_id[:2]), exist_ok=True)
             with open(os.path.join(folder, file_id[:2], file_id), "wb") as out:
                 out.write(content)
+                if size > len(data):
+                    out.truncate(size)
     manifest.close()
 
 
