@@ -129,7 +129,9 @@ def rewrite_plist(folder, name, change, fmt):
 
 # --- The recipes: each makes its backup under `work` and returns the backup's folder. ---
 
-BOMB_CHARS = 60_000_000  # inflates to just under the per-note cap (64 MiB)
+BOMB_CHARS = 60_000_000  # the issue's bomb: a 60 KB body, 60 MB of text
+CAPPED_CHARS = 8_000_000  # just under the per-note cap (8 MiB)
+CAPPED_NOTES = 8  # 64 MB of text together
 NOTE_ROWS = 1_000_000  # the recursive view's notes
 VIEW_PEOPLE = 300_000  # the virtual table's people
 SHARED_REFERENCES = 200_000  # references to one 1 MiB data object
@@ -138,10 +140,11 @@ DEEP_ARRAYS = 1_000_000
 ESCAPED_NAME = 'Evil\x1b]0;owned\x07\x1b[2J\x1b[31mPhone\x9b0m\x7f\r'
 
 
-def notes_bomb(work):
-    """8 notes that all point at one 60 KB body inflating to 60 MB of text."""
-    folder = write_notes(work, [(f'note {i}', 'x') for i in range(8)])
-    body = notebody.gzip.compress(notebody.note([('A' * BOMB_CHARS,)]), mtime=0)
+def notes_bomb(work, notes=8, chars=BOMB_CHARS):
+    """`notes` notes that all point at one small body inflating to `chars` of text."""
+    folder = write_notes(work, [(f'note {i}', 'x') for i in range(notes)])
+    # The first line is the title; the text after it is what the export renders.
+    body = notebody.gzip.compress(notebody.note([('Bomb\n' + 'A' * chars,)]), mtime=0)
     edit_store(folder, NOTES, NOTE_STORE,
                'UPDATE ZICNOTEDATA SET ZDATA = ? WHERE Z_PK = (SELECT min(Z_PK) FROM ZICNOTEDATA)',
                body)
@@ -150,6 +153,11 @@ def notes_bomb(work):
           WHERE ZNOTEDATA IS NOT NULL;
         DELETE FROM ZICNOTEDATA WHERE Z_PK <> (SELECT min(Z_PK) FROM ZICNOTEDATA);''')
     return folder
+
+
+def capped_notes_bomb(work):
+    """Each note under the per-note cap, together far past the export's limit."""
+    return notes_bomb(work, CAPPED_NOTES, CAPPED_CHARS)
 
 
 def recursive_view(name, rows, columns, values):
@@ -214,15 +222,21 @@ def deep_info(work):
 
 
 def escaped_name(work):
-    """The device name carries terminal escapes (C0, C1 and DEL) in both property lists."""
+    """The device name carries terminal escapes (C0, C1 and DEL) in both property lists;
+    in Info.plist's XML as raw characters, since plistlib would refuse to write them."""
     folder = write_valid(work)
+    mark = 'NAME-TO-BE-REPLACED'
 
     def rename(value):
-        (value['Lockdown'] if 'Lockdown' in value else value)['DeviceName'] = ESCAPED_NAME
-        value.update({'Device Name': ESCAPED_NAME, 'Display Name': ESCAPED_NAME}
-                     if 'Lockdown' not in value else {})
+        value['Lockdown']['DeviceName'] = ESCAPED_NAME
     rewrite_plist(folder, 'Manifest.plist', rename, plistlib.FMT_BINARY)
-    rewrite_plist(folder, 'Info.plist', rename, plistlib.FMT_BINARY)
+    rewrite_plist(folder, 'Info.plist', lambda v: v.update({'Device Name': mark}),
+                  plistlib.FMT_XML)
+    path = os.path.join(folder, 'Info.plist')
+    with open(path, encoding='utf-8') as f:
+        xml = f.read().replace(mark, ESCAPED_NAME)
+    with open(path, 'w', encoding='utf-8') as f:
+        f.write(xml)
     return folder
 
 

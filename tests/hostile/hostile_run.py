@@ -12,8 +12,9 @@ import hosttest
 
 # A faulty build must fail its row, not fill the disk or the memory of the machine: a
 # file larger than this ends the child with SIGXFSZ, an address space larger than this
-# makes its allocations fail.
-FILE_LIMIT = 128 << 20
+# makes its allocations fail. The file limit is above the host's default limit on the
+# text an export renders (256 MiB), which a bomb may fill in its staging file.
+FILE_LIMIT = 300 << 20
 ADDRESS_LIMIT = 1 << 30
 # AddressSanitizer reserves terabytes of address space and its shadow memory counts in
 # the resident size, so under the sanitize preset the address limit cannot be set and a
