@@ -9,7 +9,7 @@ plistlib and sqlite3, so that a store replaced in a backup keeps a record that m
 as a phone would write it.
 
 usage: hostile_backup.py --seeds FUZZ_CORPUS_DIR   writes the fuzz seeds made from the
-       same recipes (the shared-reference Manifest.plist and the escaped device name)."""
+       same recipes (the escaped device name, a note body just under the cap)."""
 import json
 import os
 import plistlib
@@ -280,14 +280,13 @@ def encrypted(work, password_file):
 
 
 def write_seeds(corpus):
-    """Fuzz seeds from the same recipes, scaled down to stay small in the corpus."""
+    """Fuzz seeds from the same recipes, scaled down to stay small in the corpus (the
+    shared-reference Manifest.plist has its seed from the library's own tests)."""
     seeds = {
-        ('bplist', 'hostile_shared_data_references'):
-            plistlib.dumps({'Icons': [bytes(4096)] * 2000}, fmt=plistlib.FMT_BINARY),
         ('bplist', 'hostile_escaped_device_name'):
             plistlib.dumps({'Lockdown': {'DeviceName': ESCAPED_NAME}}, fmt=plistlib.FMT_BINARY),
-        ('notebody', 'hostile_bomb_note.gz'):
-            notebody.gzip.compress(notebody.note([('A' * (4 * MIB),)]), mtime=0),
+        ('notebody', 'hostile_capped_note.gz'):
+            notebody.gzip.compress(notebody.note([('Bomb\n' + 'A' * CAPPED_CHARS,)]), mtime=0),
     }
     for (target, name), data in seeds.items():
         with open(os.path.join(corpus, target, name), 'wb') as out:
