@@ -1,10 +1,14 @@
 """Runs veldrake the way the hostile tests need it: a private $TMPDIR per run (so anything
 left there is ours), limits that keep a faulty build from harming the shared machine, and
-the child's peak memory as the kernel counted it (wait4's ru_maxrss)."""
+its peak memory as the kernel counted it. The count comes through GNU time, whose own
+few megabytes are all a child starts from: a child of this Python process would start
+from this process's peak, which building a bomb raises to some hundred megabytes."""
 import os
 import resource
 import select
+import signal
 import subprocess
+import tempfile
 import threading
 import time
 
@@ -41,8 +45,8 @@ def environment(tmpdir, **extra):
 
 
 class Finished:
-    """How one run ended: status (negative: the signal that ended it), its output, and
-    its peak resident memory in MiB."""
+    """How one run ended: status (negative: the signal that ended it; through GNU time,
+    128 + the signal), its output, and its peak resident memory in MiB when measured."""
 
     def __init__(self, status, stdout, stderr, peak_mib, timed_out):
         self.status, self.stdout, self.stderr = status, stdout, stderr
@@ -50,21 +54,22 @@ class Finished:
 
     def __repr__(self):
         return (f'status {self.status}{" (timed out)" if self.timed_out else ""}, '
-                f'peak {self.peak_mib:.0f} MiB, stderr {self.stderr[-400:]!r}')
+                f'peak {self.peak_mib} MiB, stderr {self.stderr[-400:]!r}')
 
 
 def _drain(stream, into):
     into.append(stream.read() if not stream.closed else b'')
 
 
-def start(args, env):
-    return subprocess.Popen([hosttest.VELDRAKE, *args], stdin=subprocess.DEVNULL,
+def start(args, env, launcher=()):
+    """veldrake with `args` in a process group of its own (a time-out ends all of it)."""
+    return subprocess.Popen([*launcher, hosttest.VELDRAKE, *args], stdin=subprocess.DEVNULL,
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=env,
-                            preexec_fn=_limits)
+                            preexec_fn=_limits, start_new_session=True)
 
 
-def finish(proc, timeout=TIMEOUT):
-    """Waits for `proc` (killed after `timeout` seconds) and reaps it with wait4."""
+def finish(proc, timeout=TIMEOUT, peak_file=None):
+    """Waits for `proc` (its group killed after `timeout` seconds) and reaps it."""
     out, err = [], []
     readers = [threading.Thread(target=_drain, args=(proc.stdout, out)),
                threading.Thread(target=_drain, args=(proc.stderr, err))]
@@ -74,23 +79,29 @@ def finish(proc, timeout=TIMEOUT):
 
     def kill():
         timed_out.set()
-        proc.kill()
+        os.killpg(proc.pid, signal.SIGKILL)
     timer = threading.Timer(timeout, kill)
     timer.start()
-    _, status, usage = os.wait4(proc.pid, 0)
+    _, status = os.waitpid(proc.pid, 0)
     timer.cancel()
     proc.returncode = os.waitstatus_to_exitcode(status)
     for reader in readers:
         reader.join()
     proc.stdout.close()
     proc.stderr.close()
+    peak = None
+    if peak_file is not None:
+        with open(peak_file) as f:  # "Command terminated by signal N" comes first
+            peak = round(int(f.read().split()[-1]) / 1024, 1)
     return Finished(proc.returncode, out[0].decode('utf-8', 'replace'),
-                    err[0].decode('utf-8', 'replace'), usage.ru_maxrss / 1024,
-                    timed_out.is_set())
+                    err[0].decode('utf-8', 'replace'), peak, timed_out.is_set())
 
 
 def run(args, env, timeout=TIMEOUT):
-    return finish(start(args, env), timeout)
+    """One measured run: GNU time reports the peak (%M, KiB) into a file of its own."""
+    with tempfile.NamedTemporaryFile(prefix='veldrake-peak-') as peak:
+        proc = start(args, env, ['/usr/bin/time', '-f', '%M', '-o', peak.name])
+        return finish(proc, timeout, peak.name)
 
 
 class FifoReader:

@@ -202,6 +202,7 @@ class HostileBackups(unittest.TestCase):
         if case.fifo is not None:
             case.fifo_data = case.fifo.close()
         self.assertOutcome(row, case, run, before)
+        return run
 
     def assertOutcome(self, row, case, run, before):
         self.assertFalse(run.timed_out, run)
