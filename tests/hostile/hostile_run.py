@@ -92,7 +92,8 @@ def finish(proc, timeout=TIMEOUT, peak_file=None):
     peak = None
     if peak_file is not None:
         with open(peak_file) as f:  # "Command terminated by signal N" comes first
-            peak = round(int(f.read().split()[-1]) / 1024, 1)
+            words = f.read().split()  # none when a time-out ended GNU time as well
+        peak = round(int(words[-1]) / 1024, 1) if words else None
     return Finished(proc.returncode, out[0].decode('utf-8', 'replace'),
                     err[0].decode('utf-8', 'replace'), peak, timed_out.is_set())
 
