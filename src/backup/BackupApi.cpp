@@ -29,6 +29,27 @@ thread_local std::string tMessage;
 thread_local VeldrakeRecordCallback tCallback = nullptr;
 thread_local uint64_t tCancelGeneration = 0;
 
+// Sets the thread's callback for one export and gives the previous back after it (a
+// host's callback may itself run an export).
+class ThisExport {
+ public:
+  explicit ThisExport(VeldrakeRecordCallback callback)
+      : callback_(tCallback), generation_(tCancelGeneration) {
+    tCallback = callback;
+    tCancelGeneration = CancelGeneration();
+  }
+  ~ThisExport() {
+    tCallback = callback_;
+    tCancelGeneration = generation_;
+  }
+  ThisExport(const ThisExport&) = delete;
+  ThisExport& operator=(const ThisExport&) = delete;
+
+ private:
+  VeldrakeRecordCallback callback_;
+  uint64_t generation_;
+};
+
 // Hands one record to the host unless the export was cancelled; marks the progress that
 // restarts the database guard's time limit.
 int Deliver(void* record) {
@@ -82,8 +103,7 @@ int Export(const char* path, const char* password, int dataKind, VeldrakeRecordC
   const int located = LocateOne(path, &folder);
   if (located != kVeldrakeBackupOk) return located;
   OpenedBackup backup;
-  tCallback = callback;
-  tCancelGeneration = CancelGeneration();
+  const ThisExport scope(callback);
   int result = backup.Open(folder, password, &tMessage);
   if (result == kVeldrakeBackupOk && dataKind == VELDRAKE_BACKUP_NOTES) {
     result = DeliverBackupNotes(backup, Deliver, warnings, &tMessage);

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,14 +25,17 @@
 #include "ContentCopy.h"
 #include "Crypto.h"
 #include "FileIo.h"
+#include "OpenedBackup.h"
 #include "PrivateFolder.h"
 #include "SqlGuard.h"
 #include "StaleFolders.h"
+#include "veldrake/Backup.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace veldrake::backup;
+using backuptest::MakeBackup;
 using backuptest::TempDir;
 
 // A database made from `schema`, then guarded.
@@ -76,6 +80,7 @@ TEST(SqlGuardTest, OnlyRealTablesAreRead) {
       {kTable, "SELECT count(*) FROM abperson", SQLITE_ROW, ""},
       {kTable, "SELECT name FROM pragma_table_info('ABPerson')", SQLITE_ROW, ""},
       {kTable, "SELECT type FROM sqlite_master", SQLITE_ROW, ""},
+      {kTable, "SELECT value FROM json_each('[1]')", SQLITE_ROW, ""},
       {kFts, "SELECT First FROM ABPerson", SQLITE_AUTH, "abperson is a virtual table"},
       {kFts, "SELECT count(*) FROM ABPerson", SQLITE_AUTH, "abperson is a virtual table"},
       {kFts, "SELECT First FROM p", SQLITE_ROW, ""},  // its content table is a real one
@@ -229,7 +234,19 @@ TEST(PrivateFolderTest, TellsWhatIsWrongWithTmpdirAndGoesOnRequest) {
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 3);
     RemoveAllPrivateFolders();
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
+    EXPECT_EQ(a.CreateFile("store0.sqlite-wal"), -1) << "a file made after the removal";
   }
+  // A folder the registry cannot hold is not made: removal could not reach it.
+  std::vector<std::unique_ptr<PrivateFolder>> many;
+  std::string why;
+  for (bool made = true; made && many.size() < 64;) {
+    many.push_back(std::make_unique<PrivateFolder>());
+    made = many.back()->Create(&why);
+  }
+  EXPECT_EQ(many.size(), 17u);
+  EXPECT_NE(why.find("more exports run at once"), std::string::npos) << why;
+  many.clear();
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
   unsetenv("TMPDIR");
 }
 
@@ -328,6 +345,47 @@ TEST(ContentCopyTest, LinksAndOtherFilesAreNotOpened) {
   fs::create_directory(b);
   fs::create_symlink(outside.path() + "/Manifest.db", b + "/Manifest.db");
   EXPECT_EQ(OpenTopFile(b, "Manifest.db"), -1);
+}
+
+// --- One opened backup, several stores and copies ---
+
+TEST(OpenedBackupTest, SeveralStoresOpenAtOnceAndFilesCopyIntoADescriptor) {
+  TempDir dir;
+  setenv("TMPDIR", dir.path().c_str(), 1);
+  ASSERT_TRUE(MakeBackup(
+      dir.path(),
+      R"js({"password": "pw", "book_sql": ["INSERT INTO ABPerson (ROWID, First) VALUES (4, 'Ann')"],)js"
+      R"js( "wal_sql": ["INSERT INTO ABPerson (ROWID, First) VALUES (9, 'Wal')"]})js"));
+  const char* kHome = "HomeDomain";
+  const std::string kBook = "Library/AddressBook/AddressBook.sqlitedb";
+  {
+    OpenedBackup backup;
+    std::string message;
+    ASSERT_EQ(backup.Open(dir.path() + "/00008110-000A1B2C3D4E5F60", "pw", &message), 0) << message;
+    std::vector<sqlite3*> dbs(PrivateFolder::kMaxStores + 1, nullptr);
+    for (size_t i = 0; i < dbs.size(); ++i) {
+      const int opened = backup.OpenStore(kHome, kBook, &dbs[i], &message);
+      EXPECT_EQ(opened, i < dbs.size() - 1 ? 0 : kVeldrakeBackupStoreUnreadable) << message;
+    }
+    for (sqlite3* db : dbs) {
+      sqlite3_stmt* count = nullptr;
+      if (db == nullptr) continue;
+      ASSERT_EQ(sqlite3_prepare_v2(db, "SELECT count(*) FROM ABPerson", -1, &count, nullptr), 0);
+      EXPECT_EQ(sqlite3_step(count), SQLITE_ROW);
+      EXPECT_EQ(sqlite3_column_int(count, 0), 2) << "the log's row too";
+      sqlite3_finalize(count);
+      sqlite3_close(db);
+    }
+    const std::string to = dir.path() + "/copy";
+    Fd out(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    EXPECT_EQ(backup.CopyFile(kHome, kBook, out.get(), &message), 0) << message;
+    EXPECT_EQ(ReadAll(to).substr(0, 16), std::string("SQLite format 3\0", 16));
+    EXPECT_EQ(backup.CopyFile(kHome, "Library/none", out.get(), &message),
+              kVeldrakeBackupStoreMissing);
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 2)
+      << "the backup and the copy only: no private folder left";
+  unsetenv("TMPDIR");
 }
 
 }  // namespace

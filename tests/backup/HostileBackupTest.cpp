@@ -39,6 +39,13 @@ const std::string kFts =
     R"js("book_sql": ["DROP TABLE ABPerson", "CREATE TABLE people(First)",)js"
     R"js( "INSERT INTO people VALUES ('Eve')",)js"
     R"js( "CREATE VIRTUAL TABLE ABPerson USING fts5(First, content='people')"])js";
+// A note store whose object table is a view without end: sorted, it fills the disk.
+const std::string kEndlessNotes =
+    R"js("notes_sql": ["CREATE TABLE Z_PRIMARYKEY (Z_ENT INTEGER, Z_NAME TEXT)",)js"
+    R"js( "INSERT INTO Z_PRIMARYKEY VALUES (1, 'ICNote')",)js"
+    R"js( "CREATE TABLE ZICNOTEDATA (Z_PK INTEGER PRIMARY KEY, ZDATA BLOB, ZNOTE INTEGER)",)js"
+    R"js( "CREATE VIEW ZICCLOUDSYNCINGOBJECT AS WITH RECURSIVE r(n) AS (SELECT 1 UNION ALL)js"
+    R"js( SELECT n + 1 FROM r) SELECT n AS Z_PK, 1 AS Z_ENT, 'x' AS ZTITLE1 FROM r"])js";
 const std::string kBookFileId = "31bb7ba8914766d4ba40d6dfb6113c8b614be442";  // SHA-1 of its name
 
 std::vector<std::string> gNames;
@@ -78,6 +85,7 @@ struct Case {
   int result;
   const char* says;  // a part of the message
   std::vector<std::string> names;
+  int kind = VELDRAKE_BACKUP_CONTACTS;
 };
 
 class HostileBackupTest : public ::testing::Test {
@@ -98,8 +106,8 @@ class HostileBackupTest : public ::testing::Test {
     fs::create_directory(outside);
     c.tamper(dir + "/" + kUdid, outside);
     gNames.clear();
-    const int result = VeldrakeBackupGetData(dir.c_str(), c.password, VELDRAKE_BACKUP_CONTACTS,
-                                             Collect, nullptr, nullptr);
+    const int result =
+        VeldrakeBackupGetData(dir.c_str(), c.password, c.kind, Collect, nullptr, nullptr);
     const std::string message = VeldrakeBackupLastMessage();
     EXPECT_EQ(result, c.result) << c.recipe << ": " << message;
     EXPECT_NE(message.find(c.says), std::string::npos) << message;
@@ -142,6 +150,13 @@ TEST_F(HostileBackupTest, EachHostileBackupIsRefusedAndLeavesNothing) {
       {kBook, LinkOut("Manifest.db"), nullptr, kVeldrakeBackupNotABackup, "", {}},
       {kBook, LinkOut("Manifest.plist"), nullptr, kVeldrakeBackupNotABackup, "no backup", {}},
       {kBook, DeepInfo, nullptr, 0, "", {"Ann", "Wal"}},
+      {kEndlessNotes,
+       Untouched,
+       nullptr,
+       unreadable,
+       "hostile store: ziccloudsyncingobject is no table",
+       {},
+       VELDRAKE_BACKUP_NOTES},
   };
   for (size_t n = 0; n < table.size(); ++n) Run(table[n], n);
 }
@@ -211,14 +226,6 @@ int RemoveAtFirst(void* record) {
 TEST_F(HostileBackupTest, CancelAndRemovalStopTheExportAndLeaveNothing) {
   ASSERT_TRUE(MakeBackup(tmp.path(), "{" + kEncrypted + kBook + "}"));
   gPrivate = private_();
-  // A folder a killed export left (its process is gone), and one that is not ours.
-  const pid_t dead = fork();
-  if (dead == 0) _exit(0);
-  waitpid(dead, nullptr, 0);
-  const std::string stale = private_() + "/veldrake-backup-" + std::to_string(dead) + "-Zz09ab";
-  fs::create_directory(stale);
-  chmod(stale.c_str(), 0700);
-  std::ofstream(stale + "/store.sqlite") << "decrypted";
   const struct { VeldrakeRecordCallback callback; } table[] = {{CancelAtFirst}, {RemoveAtFirst}};
   for (const auto& row : table) {
     gCalls = 0;
@@ -237,6 +244,32 @@ TEST_F(HostileBackupTest, CancelAndRemovalStopTheExportAndLeaveNothing) {
                                   nullptr, nullptr),
             0);
   EXPECT_EQ(gNames.size(), 2u);
+}
+
+int KillSelf(void*) {
+  raise(SIGKILL);
+  return 0;
+}
+
+// kill -9 in the middle of an encrypted export leaves its decrypted files; the next export
+// in this TMPDIR removes them, whatever it exports.
+TEST_F(HostileBackupTest, WhatKillNineLeavesGoesWithTheNextExport) {
+  ASSERT_TRUE(MakeBackup(tmp.path(), "{" + kEncrypted + kBook + "}"));
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    VeldrakeBackupGetData(tmp.path().c_str(), "pw", VELDRAKE_BACKUP_CONTACTS, KillSelf, nullptr,
+                          nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
+  ASSERT_FALSE(fs::is_empty(private_())) << "nothing was left to sweep";
+  EXPECT_EQ(VeldrakeBackupGetData(tmp.path().c_str(), nullptr, VELDRAKE_BACKUP_NOTES, Collect,
+                                  nullptr, nullptr),
+            kVeldrakeBackupNeedsPassword);
+  EXPECT_TRUE(fs::is_empty(private_()));
 }
 
 }  // namespace

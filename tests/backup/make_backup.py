@@ -21,6 +21,8 @@ Recipe keys (all optional):
                                file to it, sparsely (a hostile log costs no disk here)
   pad_content                  appends this many bytes to the address book's content
                                file after its size was recorded
+  notes_sql                    statements run on an empty NoteStore.sqlite, which the
+                               backup then holds (no schema is made: the recipe's own)
 """
 import datetime
 import hashlib
@@ -51,6 +53,7 @@ CREATE TABLE ABMultiValueEntryKey (value TEXT, UNIQUE(value));
 """
 CLASS = 3  # the protection class the address book's files get
 HOME = "HomeDomain"
+NOTES_DOMAIN = "AppDomainGroup-group.com.apple.notes"
 BOOK = "Library/AddressBook/AddressBook.sqlitedb"
 
 
@@ -124,6 +127,15 @@ def make_book(work, recipe):
     return main, wal
 
 
+def make_notes(work, recipe):
+    path = os.path.join(work, "NoteStore.sqlite")
+    db = sqlite3.connect(path, isolation_level=None)
+    for statement in recipe["notes_sql"]:
+        db.execute(statement)
+    db.close()
+    return open(path, "rb").read()
+
+
 def write_files(folder, recipe, keys, files):
     manifest = sqlite3.connect(os.path.join(folder, "Manifest.db"), isolation_level=None)
     manifest.executescript("CREATE TABLE Files (fileID TEXT PRIMARY KEY, domain TEXT, "
@@ -186,9 +198,11 @@ def write_backup(out, recipe):
     work = tempfile.mkdtemp()
     try:
         main_db, wal = make_book(work, recipe)
+        notes = make_notes(work, recipe) if "notes_sql" in recipe else None
     finally:
         shutil.rmtree(work)
     files = [(HOME, BOOK, main_db)] + ([(HOME, BOOK + "-wal", wal)] if wal else [])
+    files += [(NOTES_DOMAIN, "NoteStore.sqlite", notes)] if notes else []
     write_files(folder, recipe, keys, files)
     manifest_key = None
     if keys:

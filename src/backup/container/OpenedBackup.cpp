@@ -77,9 +77,7 @@ int OpenImmutable(const std::string& path, SqlGuard* guard, sqlite3** db) {
 }
 
 OpenedBackup::OpenedBackup()
-    : cancelGeneration_(CancelGeneration()),
-      manifestGuard_(cancelGeneration_),
-      storeGuard_(cancelGeneration_) {}
+    : cancelGeneration_(CancelGeneration()), manifestGuard_(cancelGeneration_) {}
 
 OpenedBackup::~OpenedBackup() {
   sqlite3_close(manifest_);
@@ -140,7 +138,7 @@ int OpenedBackup::DecryptManifest(std::string* message) {
     result = kVeldrakeBackupStoreUnreadable;
   }
   if (result == kVeldrakeBackupOk) {
-    Fd out(CreatePrivateFile(private_.PathOf(kManifestName)));
+    Fd out(private_.CreateFile(kManifestName));
     int64_t left = 0;
     if (out.get() >= 0 && !HasRoomFor(out.get(), st.st_size, &left)) {
       *message = DescribeCopy(Copied::kNoSpace, path, st.st_size);

@@ -13,8 +13,10 @@
 #ifndef VELDRAKE_BACKUP_OPENEDBACKUP_H_
 #define VELDRAKE_BACKUP_OPENEDBACKUP_H_
 
+#include <deque>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "BackupFolder.h"
 #include "FileRecord.h"
@@ -44,7 +46,8 @@ class OpenedBackup {
   // Opens the database `domain`/`relativePath` with its write-ahead log, read-only in
   // effect, into *db (the caller closes it). kVeldrakeBackupStoreMissing when the backup
   // does not list it; kVeldrakeBackupStoreUnreadable when it cannot be opened.
-  // REQUIRES: Open succeeded; one store per OpenedBackup.
+  // At most PrivateFolder::kMaxStores stores per OpenedBackup (more: StoreUnreadable).
+  // REQUIRES: Open succeeded.
   int OpenStore(const char* domain, const std::string& relativePath, sqlite3** db,
                 std::string* message);
 
@@ -68,6 +71,13 @@ class OpenedBackup {
     FileRecord record;
   };
   enum class Lookup { kFound, kAbsent, kDamaged };
+  // One opened store: its name (domain/relativePath) and the guard of its connection.
+  struct Store {
+    Store(std::string storeName, uint64_t cancelGeneration)
+        : name(std::move(storeName)), guard(cancelGeneration) {}
+    std::string name;
+    SqlGuard guard;
+  };
 
   int OpenManifest(const char* password, std::string* message);
   int UnlockManifest(const char* password, std::string* message);
@@ -75,15 +85,15 @@ class OpenedBackup {
   int DecryptManifest(std::string* message);
   int EnsurePrivate(std::string* message);
   int Copy(const Located& located, int fd, const std::string& what, std::string* message);
-  int Materialise(const Located& located, const char* name, std::string* message);
-  int OpenInPlace(const Located& store, const std::string& name, sqlite3** db,
+  int Materialise(const Located& located, const std::string& name, const Store& store,
                   std::string* message);
-  int OpenCopies(const Located& store, const Located* wal, const std::string& name, sqlite3** db,
+  int OpenInPlace(const Located& content, Store& store, sqlite3** db, std::string* message);
+  int OpenCopies(const Located& content, const Located* wal, Store& store, sqlite3** db,
                  std::string* message);
 
   uint64_t cancelGeneration_;
-  SqlGuard manifestGuard_, storeGuard_;
-  std::string storeName_;  // domain/relativePath of the store, for Explain
+  SqlGuard manifestGuard_;
+  std::deque<Store> stores_;  // a deque: the guards' addresses stay put
   BackupFacts facts_;
   Keybag keybag_;
   PrivateFolder private_;

@@ -2,6 +2,9 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <utility>
+#include <vector>
+
 #include "Cancel.h"
 #include "ContentCopy.h"
 #include "Crypto.h"
@@ -13,8 +16,7 @@ namespace veldrake::backup {
 namespace {
 
 constexpr const char* kWalSuffix = "-wal";
-constexpr const char* kStoreName = "store.sqlite";
-constexpr const char* kStoreWalName = "store.sqlite-wal";
+constexpr const char* kManifestName = "Manifest.db";
 // A phone checkpoints its logs every thousand pages; one far larger than its database is
 // no phone's.
 constexpr int64_t kWalAllowance = int64_t{64} << 20;
@@ -23,6 +25,18 @@ constexpr int64_t kWalPerStoreByte = 4;
 int CopyResult(Copied copied) {
   if (copied == Copied::kOk) return kVeldrakeBackupOk;
   return copied == Copied::kNoSpace ? kVeldrakeBackupNoSpace : kVeldrakeBackupStoreUnreadable;
+}
+
+// The private name of store number `n` (with `suffix`): one of PrivateFolder::kFileNames.
+std::string PrivateName(size_t n, const char* suffix = "") {
+  return "store" + std::to_string(n) + ".sqlite" + suffix;
+}
+
+// What a guard saw that makes its database hostile, or "".
+std::string HostileSign(const SqlGuard& guard) {
+  if (guard.timedOut()) return "a query ran longer than any real store's";
+  if (guard.outOfMemory()) return "a query took more memory than any real store's";
+  return guard.refusal();
 }
 
 }  // namespace
@@ -61,66 +75,73 @@ int OpenedBackup::CopyFile(const char* domain, const std::string& relativePath, 
   return Copy(located, fd, what, message);
 }
 
-int OpenedBackup::Materialise(const Located& located, const char* name, std::string* message) {
-  Fd out(CreatePrivateFile(private_.PathOf(name)));
+int OpenedBackup::Materialise(const Located& located, const std::string& name, const Store& store,
+                              std::string* message) {
+  Fd out(private_.CreateFile(name.c_str()));
   if (out.get() < 0) {
     *message = located.file + " cannot be written into the temporary folder";
     return kVeldrakeBackupStoreUnreadable;
   }
-  return Copy(located, out.get(), located.file + " (" + storeName_ + ")", message);
+  return Copy(located, out.get(), located.file + " (" + store.name + ")", message);
 }
 
-int OpenedBackup::OpenInPlace(const Located& store, const std::string& name, sqlite3** db,
+int OpenedBackup::OpenInPlace(const Located& content, Store& store, sqlite3** db,
                               std::string* message) {
-  Fd content(OpenContent(facts_.path, store.fileId));  // refuses links at either step
+  Fd file(OpenContent(facts_.path, content.fileId));  // refuses links at either step
   struct stat st;
-  if (content.get() >= 0 && fstat(content.get(), &st) == 0 && st.st_size != store.record.size) {
-    *message = store.file + " (" + name + ") is not as long as Manifest.db records";
+  if (file.get() >= 0 && fstat(file.get(), &st) == 0 && st.st_size != content.record.size) {
+    *message = content.file + " (" + store.name + ") is not as long as Manifest.db records";
     return kVeldrakeBackupStoreUnreadable;
   }
-  if (content.get() >= 0 && OpenImmutable(store.file, &storeGuard_, db) == SQLITE_OK)
+  if (file.get() >= 0 && OpenImmutable(content.file, &store.guard, db) == SQLITE_OK)
     return kVeldrakeBackupOk;
-  *message = store.file + " (" + name + ") is no readable database (or a link)";
+  *message = content.file + " (" + store.name + ") is no readable database (or a link)";
   return kVeldrakeBackupStoreUnreadable;
 }
 
-int OpenedBackup::OpenCopies(const Located& store, const Located* wal, const std::string& name,
-                             sqlite3** db, std::string* message) {
-  if (wal != nullptr && wal->record.size > kWalAllowance + kWalPerStoreByte * store.record.size) {
-    *message = wal->file + " (" + name + kWalSuffix + ") is far larger than any phone's log";
+int OpenedBackup::OpenCopies(const Located& content, const Located* wal, Store& store, sqlite3** db,
+                             std::string* message) {
+  if (wal != nullptr && wal->record.size > kWalAllowance + kWalPerStoreByte * content.record.size) {
+    *message = wal->file + " (" + store.name + kWalSuffix + ") is far larger than any phone's log";
     return kVeldrakeBackupStoreUnreadable;
   }
+  const size_t n = stores_.size() - 1;
   int result = EnsurePrivate(message);
-  if (result == kVeldrakeBackupOk) result = Materialise(store, kStoreName, message);
+  if (result == kVeldrakeBackupOk) result = Materialise(content, PrivateName(n), store, message);
   if (result == kVeldrakeBackupOk && wal != nullptr)
-    result = Materialise(*wal, kStoreWalName, message);
+    result = Materialise(*wal, PrivateName(n, kWalSuffix), store, message);
   if (result != kVeldrakeBackupOk) return result;
   // Our own copy: SQLite may write its index of the log beside it, which is why the
   // backup's files are never opened this way.
-  if (OpenGuarded(private_.PathOf(kStoreName), SQLITE_OPEN_READWRITE, &storeGuard_, db) ==
-      SQLITE_OK)
+  const std::string path = private_.PathOf(PrivateName(n).c_str());
+  if (OpenGuarded(path, SQLITE_OPEN_READWRITE, &store.guard, db) == SQLITE_OK)
     return kVeldrakeBackupOk;
-  *message = store.file + " (" + name + ") is no readable database";
+  *message = content.file + " (" + store.name + ") is no readable database";
   return kVeldrakeBackupStoreUnreadable;
 }
 
 int OpenedBackup::OpenStore(const char* domain, const std::string& relativePath, sqlite3** db,
                             std::string* message) {
-  storeName_ = std::string(domain) + "/" + relativePath;
-  Located store, wal;
-  const Lookup found = Locate(domain, relativePath, &store);
+  const std::string name = std::string(domain) + "/" + relativePath;
+  if (stores_.size() >= static_cast<size_t>(PrivateFolder::kMaxStores)) {
+    *message = "more stores than one export opens: " + name;
+    return kVeldrakeBackupStoreUnreadable;
+  }
+  Located content, wal;
+  const Lookup found = Locate(domain, relativePath, &content);
   if (found == Lookup::kAbsent) {
-    *message = facts_.path + " holds no " + storeName_;
+    *message = facts_.path + " holds no " + name;
     return kVeldrakeBackupStoreMissing;
   }
   const Lookup walFound = Locate(domain, relativePath + kWalSuffix, &wal);
   if (found == Lookup::kDamaged || walFound == Lookup::kDamaged) {
-    *message = facts_.path + ": the record of " + storeName_ + " is damaged";
+    *message = facts_.path + ": the record of " + name + " is damaged";
     return kVeldrakeBackupStoreUnreadable;
   }
+  Store& store = stores_.emplace_back(name, cancelGeneration_);
   if (!facts_.encrypted && walFound == Lookup::kAbsent)
-    return OpenInPlace(store, storeName_, db, message);
-  return OpenCopies(store, walFound == Lookup::kFound ? &wal : nullptr, storeName_, db, message);
+    return OpenInPlace(content, store, db, message);
+  return OpenCopies(content, walFound == Lookup::kFound ? &wal : nullptr, store, db, message);
 }
 
 int OpenedBackup::Explain(int result, std::string* message) const {
@@ -128,12 +149,12 @@ int OpenedBackup::Explain(int result, std::string* message) const {
     *message = "the export was cancelled";
     return kVeldrakeBackupCancelled;
   }
-  for (const SqlGuard* guard : {&storeGuard_, &manifestGuard_}) {
-    const std::string& why =
-        guard->timedOut() ? "a query ran longer than any real store's would" : guard->refusal();
+  std::vector<std::pair<std::string, std::string>> signs = {
+      {kManifestName, HostileSign(manifestGuard_)}};
+  for (const Store& store : stores_) signs.emplace_back(store.name, HostileSign(store.guard));
+  for (const auto& [name, why] : signs) {
     if (why.empty()) continue;
-    const std::string store = guard == &storeGuard_ ? storeName_ : std::string("Manifest.db");
-    *message = facts_.path + ": " + store + " is a damaged or hostile store: " + why;
+    *message = facts_.path + ": " + name + " is a damaged or hostile store: " + why;
     return kVeldrakeBackupStoreUnreadable;
   }
   return result;

@@ -11,26 +11,32 @@
 #include <mutex>
 
 #include "Assert.h"
+#include "FileIo.h"
 #include "StaleFolders.h"  // the removal of a folder and its files
 
 namespace veldrake::backup {
 
 const char* const PrivateFolder::kFileNames[] = {
-    "store.sqlite",         "store.sqlite-wal",    "store.sqlite-shm",
-    "store.sqlite-journal", "Manifest.db",         "Manifest.db-wal",
-    "Manifest.db-shm",      "Manifest.db-journal", nullptr};
+    "store0.sqlite", "store0.sqlite-wal", "store0.sqlite-shm", "store0.sqlite-journal",
+    "store1.sqlite", "store1.sqlite-wal", "store1.sqlite-shm", "store1.sqlite-journal",
+    "store2.sqlite", "store2.sqlite-wal", "store2.sqlite-shm", "store2.sqlite-journal",
+    "store3.sqlite", "store3.sqlite-wal", "store3.sqlite-shm", "store3.sqlite-journal",
+    "Manifest.db",   "Manifest.db-wal",   "Manifest.db-shm",   "Manifest.db-journal",
+    nullptr};
 
 namespace {
 
 constexpr int kSlots = 16;
 constexpr size_t kPathBytes = 4096;
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int kRemovalPasses = 3;
 
 // The folders alive now. Taking and giving back a slot, and RemoveAllPrivateFolders, hold
 // gRegistry; the signal handler cannot lock, so it reads only slots marked ready, whose
 // path is written before the mark.
 struct Slot {
   bool used = false;
+  bool removed = false;  // RemoveAllPrivateFolders emptied it: no new files
   std::atomic<bool> ready{false};
   char path[kPathBytes];
 };
@@ -73,12 +79,14 @@ void SetHandlersOnce() {
   }
 }
 
+// A free slot for `path`, or -1 when all are taken or the path is too long for one.
 int TakeSlot(const std::string& path) {
   if (path.size() >= kPathBytes) return -1;
   std::lock_guard<std::mutex> lock(gRegistry);
   for (int i = 0; i < kSlots; ++i) {
     if (gSlots[i].used) continue;
     gSlots[i].used = true;
+    gSlots[i].removed = false;
     std::memcpy(gSlots[i].path, path.c_str(), path.size() + 1);
     gSlots[i].ready.store(true);
     return i;
@@ -117,15 +125,27 @@ bool PrivateFolder::Create(std::string* why) {
     *why = WhyNotMade(base, errno);
     return false;
   }
-  path_ = pattern;
   SetHandlersOnce();
-  slot_ = TakeSlot(path_);
+  slot_ = TakeSlot(pattern);
+  if (slot_ < 0) {  // a folder RemoveAllPrivateFolders could not reach is not made at all
+    rmdir(pattern.c_str());
+    *why =
+        "more exports run at once than can have private folders (" + std::to_string(kSlots) + ")";
+    return false;
+  }
+  path_ = pattern;
   return true;
 }
 
 std::string PrivateFolder::PathOf(const char* name) const {
   VELDRAKE_ASSERT(!path_.empty());
   return path_ + "/" + name;
+}
+
+int PrivateFolder::CreateFile(const char* name) const {
+  std::lock_guard<std::mutex> lock(gRegistry);
+  if (slot_ >= 0 && gSlots[slot_].removed) return -1;
+  return CreatePrivateFile(PathOf(name));
 }
 
 PrivateFolder::~PrivateFolder() {
@@ -140,8 +160,14 @@ PrivateFolder::~PrivateFolder() {
 
 void RemoveAllPrivateFolders() {
   std::lock_guard<std::mutex> lock(gRegistry);
-  for (Slot& slot : gSlots)
-    if (slot.ready.load()) RemoveFolderAndFiles(slot.path);
+  for (Slot& slot : gSlots) {
+    if (!slot.ready.load()) continue;
+    slot.removed = true;
+    // SQLite may add a companion file (-shm, -journal) between our unlinks and the rmdir;
+    // once the folder is gone, nothing more can be made in it.
+    for (int pass = 0; pass < kRemovalPasses && access(slot.path, F_OK) == 0; ++pass)
+      RemoveFolderAndFiles(slot.path);
+  }
 }
 
 }  // namespace veldrake::backup

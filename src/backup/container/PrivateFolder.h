@@ -30,15 +30,22 @@ class PrivateFolder {
   PrivateFolder& operator=(const PrivateFolder&) = delete;
 
   // Makes the folder; false, with *why naming what is wrong with the temporary folder
-  // (TMPDIR missing, not a folder, not writable), when it cannot be made.
+  // (TMPDIR missing, not a folder, not writable), when it cannot be made, or when more
+  // exports run at once than the registry holds (16).
   bool Create(std::string* why);
   // The path of `name` inside the folder. REQUIRES: Create succeeded; `name` is one of
   // kFileNames.
   std::string PathOf(const char* name) const;
+  // Creates the file `name` in the folder for writing (CreatePrivateFile); -1 once
+  // RemoveAllPrivateFolders has run, so nothing new appears in a folder it emptied.
+  // REQUIRES: as PathOf.
+  int CreateFile(const char* name) const;
 
-  // The only names a private folder holds (a database with its SQLite companions), so
-  // a signal handler can remove them without reading the folder.
+  // The only names a private folder holds (Manifest.db and up to kMaxStores stores,
+  // "store<n>.sqlite", each with its SQLite companions), so a signal handler can remove
+  // them without reading the folder.
   static const char* const kFileNames[];
+  static constexpr int kMaxStores = 4;
 
  private:
   std::string path_;

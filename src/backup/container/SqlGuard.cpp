@@ -16,8 +16,11 @@ namespace {
 // How many virtual-machine steps between two calls of the progress handler: a few
 // microseconds of work.
 constexpr int kProgressSteps = 1000;
-constexpr const char* kSchemaNames[] = {"sqlite_master", "sqlite_schema", "sqlite_temp_master",
-                                        "sqlite_temp_schema"};
+// SQLite's own tables and table-valued functions, which a store cannot replace (one
+// that names a virtual table so is refused before these are consulted).
+constexpr const char* kBuiltinNames[] = {"sqlite_master",      "sqlite_schema",
+                                         "sqlite_temp_master", "sqlite_temp_schema",
+                                         "json_each",          "json_tree"};
 constexpr const char* kPragmaPrefix = "pragma_";
 
 std::string Folded(const char* name) {
@@ -83,8 +86,8 @@ int SqlGuard::Read(const char* table, const char* through) {
     why = name + " is a virtual table, not a table";
   else if (tables_.count(name) == 0 &&
            name.compare(0, std::strlen(kPragmaPrefix), kPragmaPrefix) != 0 &&
-           std::find(std::begin(kSchemaNames), std::end(kSchemaNames), name) ==
-               std::end(kSchemaNames))
+           std::find(std::begin(kBuiltinNames), std::end(kBuiltinNames), name) ==
+               std::end(kBuiltinNames))
     why = name + " is no table of the store (a view)";
   if (why.empty()) return SQLITE_OK;
   if (refusal_.empty()) refusal_ = why;
