@@ -75,15 +75,21 @@ uint64_t TextBytes(const Contact& c) {
   return bytes;
 }
 
+// A note's date as a file's modification time; a date a file system cannot hold (the
+// record's date is untrusted) leaves the time of writing.
 int64_t NoteMtime(const Note& note) {
-  return note.dateModified < 0 ? INT64_MIN : note.dateModified + kNoteEpoch;
+  const int64_t kLatest = 253402300799 - kNoteEpoch;  // 9999-12-31T23:59:59Z
+  if (note.dateModified < 0 || note.dateModified > kLatest) return INT64_MIN;
+  return note.dateModified + kNoteEpoch;
 }
 
 }  // namespace
 
 Output::Output(const Options& options) : options_(options), budget_(options.limits) {}
 
-Output::~Output() = default;
+Output::~Output() {
+  if (stdoutFd_ >= 0) ::close(stdoutFd_);
+}
 
 int Output::OpenDocument(int fd) {
   buffer_.reset(new BudgetBuffer(fd, &budget_));
