@@ -51,6 +51,11 @@ def fifo(case):
     case.fifo = hostile_run.FifoReader(os.path.join(case.out, 'pipe'))
 
 
+def stdout_link(case):
+    """A link to /proc/self/fd/1 as /dev/stdout is, made here for the same reason."""
+    os.symlink('/proc/self/fd/1', os.path.join(case.out, 'stdout'))
+
+
 def planted_link(case):
     with open(os.path.join(case.work, 'victim'), 'w') as f:
         f.write('precious')
@@ -74,14 +79,23 @@ def still(kind):
     return check
 
 
-def fifo_got_the_export(test, case, run):
-    still(stat.S_ISFIFO)(test, case, run)
+def same_as_a_file_export(test, case, got):
     plain = os.path.join(case.work, 'plain.vcf')
     again = hostile_run.run(['contacts', '--backup', case.backup, '-o', plain],
                             hostile_run.environment(case.tmp))
     test.assertEqual(again.status, 0, again)
     with open(plain, 'rb') as f:
-        test.assertEqual(case.fifo_data, f.read())
+        test.assertEqual(got, f.read())
+
+
+def fifo_got_the_export(test, case, run):
+    still(stat.S_ISFIFO)(test, case, run)
+    same_as_a_file_export(test, case, case.fifo_data)
+
+
+def stdout_got_the_export(test, case, run):
+    still(stat.S_ISLNK)(test, case, run)
+    same_as_a_file_export(test, case, run.stdout.encode('utf-8'))
 
 
 def victim_intact(test, case, run):
@@ -135,6 +149,9 @@ ROWS = [
     Row('-o FIFO: the FIFO is written, not replaced', plain,
         ['contacts', '--backup', '{backup}', '-o', '{out}/pipe'], 0, target=fifo,
         check=fifo_got_the_export),
+    Row('-o /dev/stdout: written through the link, the link kept', plain,
+        ['contacts', '--backup', '{backup}', '-o', '{out}/stdout'], 0, target=stdout_link,
+        check=stdout_got_the_export),
     Row('a symlink planted under a note\'s file name is refused', plain,
         ['notes', '--backup', '{backup}', '-f', 'md', '-o', '{out}/'], EXIT_OUTPUT, 'link',
         target=planted_link, check=victim_intact),
