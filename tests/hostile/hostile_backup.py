@@ -168,7 +168,7 @@ def recursive_view(name, rows, columns, values):
 
 def notes_from_a_recursive_view(work):
     """ZICCLOUDSYNCINGOBJECT is an fts5 table (a "table" in sqlite_master) whose content
-    is a recursive view of a million notes, each in a folder of its own: a 20 KB store."""
+    is a recursive view of a million notes, each in a folder of its own: a 36 KB store."""
     folder = write_valid(work)
     columns = ('Z_PK', 'Z_ENT', 'ZNOTEDATA', 'ZFOLDER', 'ZFOLDERTYPE', 'ZMARKEDFORDELETION',
                'ZISPASSWORDPROTECTED', 'ZTITLE1', 'ZMODIFICATIONDATE1', 'ZCREATIONDATE3')
