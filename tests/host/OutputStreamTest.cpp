@@ -66,7 +66,21 @@ namespace fs = std::filesystem;
 const int kRecords = 8;
 const size_t kBody = size_t{4} << 20;  // every note lends the same body, as the bomb does
 const char* g_body = nullptr;
-int64_t g_date = -1;  // the notes' dateModified
+int64_t g_date = -1;     // the notes' dateModified
+std::string g_watched;   // the output's folder, looked into while records are lent
+bool g_exposed = false;  // a file there was readable by others before the export ended
+
+// Whether any file under `folder` (made by the export, not yet whole) is open to others.
+bool Exposed(const std::string& folder) {
+  std::error_code ignored;
+  for (auto it = std::filesystem::recursive_directory_iterator(folder, ignored);
+       it != std::filesystem::recursive_directory_iterator(); it.increment(ignored)) {
+    struct stat st;
+    if (::lstat(it->path().c_str(), &st) == 0 && S_ISREG(st.st_mode) && (st.st_mode & 077) != 0)
+      return true;
+  }
+  return false;
+}
 
 // Lends kRecords records of `kind`, as the library does, until the host says stop.
 int Lend(int kind, void*, void*, void* callback) {
@@ -79,9 +93,11 @@ int Lend(int kind, void*, void*, void* callback) {
   note.content = const_cast<char*>(g_body);
   note.dateModified = g_date;
   int result = kVeldrakeOk;
-  for (int i = 0; i < kRecords && result == kVeldrakeOk; ++i)
+  for (int i = 0; i < kRecords && result == kVeldrakeOk; ++i) {
     if (deliver(kind == kVeldrakeContacts ? static_cast<void*>(&contact) : &note) == kStopDelivery)
       result = kind == kVeldrakeContacts ? kVeldrakeConversationFailed : kVeldrakeOk;
+    g_exposed = g_exposed || Exposed(g_watched);
+  }
   contact.firstName = nullptr;
   note.subject = note.content = nullptr;
   return result;
@@ -169,6 +185,8 @@ TEST(OutputStream, LimitsEndTheExportAndTheHeapHoldsOneRecord) {
     options.output = temp.path() + "/" + test.output;
     options.limits = test.limits;
     g_date = test.date;
+    g_watched = temp.path();
+    g_exposed = false;
     const time_t started = std::time(nullptr);
     const size_t before = g_live;
     g_peak = g_live;
@@ -184,6 +202,7 @@ TEST(OutputStream, LimitsEndTheExportAndTheHeapHoldsOneRecord) {
       status = output.Write();
     }
     EXPECT_EQ(status, test.status);
+    EXPECT_FALSE(g_exposed) << "a file of the export was open to others before it was whole";
     // One note's copy, and the stream's buffers.
     EXPECT_LT(g_peak - before, kBody + kBody / 4) << "more than one record held at once";
     if (test.status != kExitOk) {
