@@ -228,6 +228,8 @@ class HostileBackups(unittest.TestCase):
         self.assertNotIn(SECRET, run.stdout + run.stderr)
         if run.status != 0:
             self.assertEqual(sorted(os.listdir(case.out)), before, 'left in the output folder')
+        hidden = [n for n in os.listdir(case.out) if n.startswith('.')]  # temporaries are
+        self.assertEqual(hidden, [], 'a temporary left in the output folder')
         if not hostile_run.SANITIZED:
             self.assertLess(run.peak_mib, PEAK_MIB, run)
         if row.check is not None:
