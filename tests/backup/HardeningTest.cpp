@@ -290,6 +290,11 @@ TEST(ContentCopyTest, CopiesAreCappedByTheirRecordAndTheSpaceLeft) {
       {std::string(100, 's'), true, 200, Copied::kDamaged},
       {"plain", false, int64_t{1} << 60, Copied::kNoSpace},
   };
+  int pipeEnds[2];
+  ASSERT_EQ(pipe(pipeEnds), 0);
+  Fd readEnd(pipeEnds[0]), writeEnd(pipeEnds[1]);
+  int64_t left = 0;
+  EXPECT_TRUE(HasRoomFor(writeEnd.get(), int64_t{1} << 60, &left)) << "a pipe fills no disk";
   fs::create_directory(dir.path() + "/ab");
   for (const auto& row : table) {
     const std::string file = row.encrypted ? Encrypt(key, row.content) : row.content;
