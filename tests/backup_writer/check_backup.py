@@ -278,12 +278,23 @@ class PhotosGroupsAccountsTest(BackupCase):
                 self.check_images(images)
                 images.close()
 
-    def test_a_photo_that_is_not_base64_is_refused_with_its_line(self):
+    def test_bad_photos_are_passed_over_and_a_bad_account_refused(self):
+        cards = ("BEGIN:VCARD\nVERSION:3.0\nN:Bad;Photo;;;\nPHOTO;ENCODING=b:not*base64\nEND:VCARD\n"
+                 "BEGIN:VCARD\nVERSION:3.0\nN:Cut;Short;;;\nPHOTO;ENCODING=b:QUJDR\nEND:VCARD\n"
+                 "BEGIN:VCARD\nVERSION:4.0\nN:Link;Only;;;\nPHOTO:https://example.com/a.jpg\n"
+                 "END:VCARD\n")
         with open(self.vcf, "w", encoding="utf-8") as f:
-            f.write("BEGIN:VCARD\nVERSION:3.0\nN:Bad;Photo;;;\nPHOTO;ENCODING=b:not*base64\nEND:VCARD\n")
+            f.write(cards)
+        images = self.write().database(HOME, IMAGES)
+        for table in ("ABFullSizeImage", "ABThumbnailImage"):
+            self.assertEqual(images.execute(f"SELECT count(*) FROM {table}").fetchone()[0], 0)
+        images.close()
+        with open(self.vcf, "a", encoding="utf-8") as f:
+            f.write("BEGIN:VCARD\nVERSION:3.0\nN:Odd;Account;;;\nX-VELDRAKE-ACCOUNT;TYPE=fax:x\n"
+                    "END:VCARD\n")
         done = self.run_sim(tempfile.mkdtemp(dir=self.tmp))
         self.assertNotEqual(done.returncode, 0)
-        self.assertIn("book.vcf:4: PHOTO is not valid base64", done.stderr)
+        self.assertIn("book.vcf:19: X-VELDRAKE-ACCOUNT needs TYPE=", done.stderr)
 
 
 class NotesTest(BackupCase):

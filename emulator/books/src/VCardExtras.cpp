@@ -71,14 +71,12 @@ bool TakeAccount(const CardProperty& p, Person* person, std::string* error) {
   return true;
 }
 
-bool TakePhoto(const CardProperty& p, Person* person, std::string* error) {
+// A photo that is no valid base64 (found in the wild, cut short) is passed over, as a
+// phone importing the card passes it over: the person still comes.
+void TakePhoto(const CardProperty& p, Person* person) {
   std::string base64 = p.encoded;
-  if (base64.empty() && !DataUri(Trim(p.value), &base64)) return true;  // a link
-  if (!DecodeBase64(base64, &person->photo) || person->photo.empty()) {
-    *error = "PHOTO is not valid base64";
-    return false;
-  }
-  return true;
+  if (base64.empty() && !DataUri(Trim(p.value), &base64)) return;  // a link
+  if (!DecodeBase64(base64, &person->photo)) person->photo.clear();
 }
 
 }  // namespace
@@ -114,7 +112,7 @@ bool ReadCardExtras(const std::vector<CardProperty>& props, Person* person, int*
                     std::string* error) {
   for (const CardProperty& p : props) {
     *line = p.line;
-    if (p.name == "PHOTO" && person->photo.empty() && !TakePhoto(p, person, error)) return false;
+    if (p.name == "PHOTO" && person->photo.empty()) TakePhoto(p, person);
     if (p.name == "X-VELDRAKE-ACCOUNT" && !TakeAccount(p, person, error)) return false;
     if (p.name == "X-ABCROP-RECTANGLE") ReadCrop(Trim(p.text()), person);
     if (p.name == "CATEGORIES") AddGroups(p, person);

@@ -13,9 +13,9 @@
 
 namespace devicesim {
 
-// Fills the extras of `person` from one card. False with *line and *error for a photo
-// that is not valid base64 or an account of an unknown kind. A PHOTO given by a link
-// (nothing to embed) is passed over.
+// Fills the extras of `person` from one card. False with *line and *error for an account
+// of an unknown kind. A PHOTO given by a link (nothing to embed) or that is not valid
+// base64 is passed over.
 bool ReadCardExtras(const std::vector<CardProperty>& props, Person* person, int* line,
                     std::string* error);
 
