@@ -110,7 +110,18 @@ void ExpectTheBook(const Collected& got, const devicesim::AddressBook& book, boo
   EXPECT_EQ(Warned(got, "contact 4 (ABFullSizeImage) has a crop outside"), photos);
 }
 
-TEST(ContactsApiTest, TheBookComesWholePlainAndEncrypted) {
+// The library's private folders go to a folder of the test's own, watched for leftovers.
+class ContactsApiTest : public ::testing::Test {
+ protected:
+  void SetUp() override { setenv("TMPDIR", scratch.path().c_str(), 1); }
+  void TearDown() override {
+    unsetenv("TMPDIR");
+    EXPECT_TRUE(fs::is_empty(scratch.path())) << "a private folder was left";
+  }
+  TempDir scratch;
+};
+
+TEST_F(ContactsApiTest, TheBookComesWholePlainAndEncrypted) {
   const devicesim::AddressBook book = Book();
   for (const char* password : {"", "sample ⚡ password"}) {
     for (const size_t wal : {size_t{0}, size_t{2}}) {
@@ -131,7 +142,7 @@ TEST(ContactsApiTest, TheBookComesWholePlainAndEncrypted) {
 }
 
 // The images database as the backup lists it, made unusable in each way a backup can be.
-TEST(ContactsApiTest, AMissingOrDamagedImagesDatabaseCostsThePhotosOnly) {
+TEST_F(ContactsApiTest, AMissingOrDamagedImagesDatabaseCostsThePhotosOnly) {
   const devicesim::AddressBook book = Book();
   struct Damage {
     const char* name;
@@ -169,7 +180,7 @@ TEST(ContactsApiTest, AMissingOrDamagedImagesDatabaseCostsThePhotosOnly) {
   }
 }
 
-TEST(ContactsApiTest, ArgumentsStopsAndFailures) {
+TEST_F(ContactsApiTest, ArgumentsStopsAndFailures) {
   TempDir dir;
   const std::string path = WriteOne(dir, Book(), "secret", 0);
   Collected out;
