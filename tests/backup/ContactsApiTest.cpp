@@ -141,6 +141,28 @@ TEST_F(ContactsApiTest, TheBookComesWholePlainAndEncrypted) {
   }
 }
 
+// samples/photos/book.vcf: the pictures a browser drew come back as the card gave them.
+TEST_F(ContactsApiTest, TheSampleBookWithPhotos) {
+  devicesim::AddressBook book;
+  std::string error;
+  ASSERT_TRUE(devicesim::LoadVCardFiles(
+      {std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/samples/photos/book.vcf"}, &book, &error))
+      << error;
+  TempDir dir;
+  const Collected got = Export(WriteOne(dir, book, "", 1), nullptr);
+  ASSERT_EQ(got.people.size(), 5u);
+  const std::vector<std::string> mimes = {"image/jpeg", "image/png", "image/jpeg", "", ""};
+  for (size_t i = 0; i < got.people.size(); ++i) {
+    EXPECT_TRUE(got.people[i].photo == book.people[i].photo) << i;
+    EXPECT_EQ(got.people[i].mime, mimes[i]);
+  }
+  EXPECT_EQ(std::vector<int>({got.people[0].hasCrop, got.people[0].cropX, got.people[0].cropWidth}),
+            std::vector<int>({1, 8, 80}));
+  EXPECT_EQ(got.people[2].groups, std::vector<std::string>({"Climbing", "Work, Berlin"}));
+  EXPECT_EQ(got.people[1].accountType, "google");
+  EXPECT_TRUE(got.warnings.empty());
+}
+
 // The images database as the backup lists it, made unusable in each way a backup can be.
 TEST_F(ContactsApiTest, AMissingOrDamagedImagesDatabaseCostsThePhotosOnly) {
   const devicesim::AddressBook book = Book();
