@@ -216,7 +216,10 @@ int OpenedBackup::OpenStore(const char* domain, const std::string& relativePath,
     *message = facts_.path + ": the record or file of " + name + " is damaged or missing";
     return kVeldrakeBackupStoreUnreadable;
   }
-  if (!facts_.encrypted && walFound == Lookup::kAbsent) {
+  // A log of no bytes holds nothing: a plain store beside one is read in place, not
+  // copied (an images database may be gigabytes).
+  const bool noLog = walFound == Lookup::kAbsent || wal.record.size == 0;
+  if (!facts_.encrypted && noLog) {
     if (OpenImmutable(store.file, db) == SQLITE_OK) return kVeldrakeBackupOk;
     *message = store.file + " (" + name + ") is no readable database";
     return kVeldrakeBackupStoreUnreadable;
