@@ -42,16 +42,18 @@ extern "C" {
 
 enum VeldrakeBackupResult {
   kVeldrakeBackupOk = 0,
-  kVeldrakeBackupStopped = -1,         /* the record callback answered -1 */
-  kVeldrakeBackupInvalidArgument = -2, /* null path or callback, or an unknown data kind */
-  kVeldrakeBackupNoMemory = -3,        /* an allocation failed; nothing more was delivered */
-  kVeldrakeBackupCancelled = -4,       /* VeldrakeBackupCancel asked the export to stop */
-  kVeldrakeBackupNotABackup = -30,     /* no backup at the path, or an incomplete one */
-  kVeldrakeBackupSeveral = -31,        /* the folder holds several backups: name one */
-  kVeldrakeBackupNeedsPassword = -32,  /* encrypted, and no password was given */
-  kVeldrakeBackupWrongPassword = -33,  /* the password does not open the keybag */
-  kVeldrakeBackupStoreMissing = -34,   /* the backup holds no address book / notes store */
-  kVeldrakeBackupStoreUnreadable = -35 /* damaged: a database, a file or the keybag */
+  kVeldrakeBackupStopped = -1,            /* the record callback answered -1 */
+  kVeldrakeBackupInvalidArgument = -2,    /* null path or callback, or an unknown data kind */
+  kVeldrakeBackupNoMemory = -3,           /* an allocation failed; nothing more was delivered */
+  kVeldrakeBackupCancelled = -4,          /* VeldrakeBackupCancel asked the export to stop */
+  kVeldrakeBackupNotABackup = -30,        /* no backup at the path, or an incomplete one */
+  kVeldrakeBackupSeveral = -31,           /* the folder holds several backups: name one */
+  kVeldrakeBackupNeedsPassword = -32,     /* encrypted, and no password was given */
+  kVeldrakeBackupWrongPassword = -33,     /* the password does not open the keybag */
+  kVeldrakeBackupStoreMissing = -34,      /* the backup holds no address book / notes store */
+  kVeldrakeBackupStoreUnreadable = -35,   /* damaged or hostile: a database, a file, the keybag */
+  kVeldrakeBackupNoTemporaryFolder = -36, /* TMPDIR (or /tmp) is missing or not writable */
+  kVeldrakeBackupNoSpace = -37 /* a decrypted copy needs more room than the disk has left */
 };
 
 /* A warning about one record that was skipped (a locked note, a body too large to

@@ -169,12 +169,13 @@ TEST_F(ContactsApiTest, AMissingOrDamagedImagesDatabaseCostsThePhotosOnly) {
   struct Damage {
     const char* name;
     const char* sql;  // run on Manifest.db
-    bool garbage;     // the images database's file overwritten
+    int garbage;      // the images database's file overwritten: 0 no, 1 in place, 2 cut short
     const char* warning;
   } const damages[] = {
-      {"not listed", "DELETE FROM Files WHERE relativePath LIKE '%AddressBookImages%'", false,
+      {"not listed", "DELETE FROM Files WHERE relativePath LIKE '%AddressBookImages%'", 0,
        "holds no AddressBookImages.sqlitedb"},
-      {"not a database", nullptr, true, "no readable database"},
+      {"not a database", nullptr, 1, "no readable database"},
+      {"cut short", nullptr, 2, "not as long as Manifest.db records"},
   };
   for (const Damage& d : damages) {
     SCOPED_TRACE(d.name);
@@ -191,8 +192,10 @@ TEST_F(ContactsApiTest, AMissingOrDamagedImagesDatabaseCostsThePhotosOnly) {
       ASSERT_EQ(sqlite3_step(s), SQLITE_ROW);
       const std::string id = reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
       sqlite3_finalize(s);
-      std::ofstream(path + "/" + id.substr(0, 2) + "/" + id, std::ios::binary | std::ios::trunc)
-          << std::string(8192, 'x');
+      const std::string file = path + "/" + id.substr(0, 2) + "/" + id;
+      const auto size = static_cast<size_t>(fs::file_size(file));
+      std::ofstream(file, std::ios::binary | std::ios::trunc)
+          << std::string(d.garbage == 1 ? size : size / 2, 'x');
     }
     sqlite3_close(manifest);
     const Collected got = Export(path, nullptr);
@@ -231,7 +234,13 @@ TEST_F(ContactsApiTest, ArgumentsStopsAndFailures) {
                                       nullptr),
             kVeldrakeBackupStopped);
   EXPECT_EQ(stopped.people.size(), 2u);
-  EXPECT_EQ(Export(path, "secret").people.size(), 5u);
+  Collected cancelled;
+  cancelled.cancelAfter = 3;
+  EXPECT_EQ(VeldrakeBackupGetContacts(path.c_str(), "secret", 0, CollectContact, &cancelled,
+                                      nullptr, nullptr),
+            kVeldrakeBackupCancelled);
+  EXPECT_EQ(cancelled.people.size(), 3u);
+  EXPECT_EQ(Export(path, "secret").people.size(), 5u) << "a cancel stops only the exports it met";
   EXPECT_STREQ(VeldrakeBackupLastMessage(), "");
 }
 
