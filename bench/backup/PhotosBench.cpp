@@ -6,8 +6,8 @@
 // the same encoder. Peak memory of the export: the exporting thread's heap
 // (bench/common/HeapCounter.h) and SQLite's own high-water mark.
 //
-// The backup is the emulator's (WriteBackup); its images database is then replaced by one
-// this program fills row by row, so that 4 GB of pictures never sit in memory at once.
+// The backup is the emulator's (WriteBackup), its pictures made one at a time as the
+// writer asks for them (AddressBook::photoSource), so 4 GB never sit in memory at once.
 #include <sqlite3.h>
 #include <stdlib.h>
 
@@ -79,54 +79,27 @@ std::string ImagesFile(const std::string& folder) {
   return folder + "/" + id.substr(0, 2) + "/" + id;
 }
 
-void FillImages(const std::string& path, int people) {
-  fs::remove(path);
-  sqlite3* db = nullptr;
-  Check(sqlite3_open(path.c_str(), &db), db);
-  Check(sqlite3_exec(db,
-                     "CREATE TABLE ABThumbnailImage (ROWID INTEGER PRIMARY KEY AUTOINCREMENT,"
-                     " record_id INTEGER, format INTEGER, derived_from_format INTEGER, data BLOB,"
-                     " UNIQUE(record_id, format));"
-                     "CREATE TABLE ABFullSizeImage (ROWID INTEGER PRIMARY KEY AUTOINCREMENT,"
-                     " record_id INTEGER, crop_x INTEGER, crop_y INTEGER, crop_width INTEGER,"
-                     " data BLOB);"
-                     "CREATE UNIQUE INDEX ABFullSizeImageRecordIDIndex ON"
-                     " ABFullSizeImage(record_id); BEGIN",
-                     nullptr, nullptr, nullptr),
-        db);
-  sqlite3_stmt* s = nullptr;
-  Check(sqlite3_prepare_v2(db,
-                           "INSERT INTO ABFullSizeImage (record_id, crop_x, crop_y, crop_width,"
-                           " data) VALUES (?1, 0, 0, 512, ?2)",
-                           -1, &s, nullptr),
-        db);
-  for (int person = 1; person <= people; person += kOneIn) {
-    const std::string picture = Picture(person, kPhotoBytes);
-    sqlite3_bind_int(s, 1, person);
-    sqlite3_bind_blob(s, 2, picture.data(), static_cast<int>(picture.size()), SQLITE_TRANSIENT);
-    Check(sqlite3_step(s), db);
-    sqlite3_reset(s);
-  }
-  sqlite3_finalize(s);
-  Check(sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr), db);
-  sqlite3_close(db);
-}
-
-// The backup of `people`, written once.
+// The backup of `people`, written once: one person in five with a picture and its crop,
+// each picture made as the writer asks for it.
 const std::string& BackupOf(int people) {
   static std::map<int, std::string> made;
   auto found = made.find(people);
   if (found != made.end()) return found->second;
+  devicesim::AddressBook book = devicesim::GenerateAddressBook(static_cast<size_t>(people), 1);
+  for (size_t i = 0; i < book.people.size(); i += kOneIn) {
+    book.people[i].hasCrop = true;
+    book.people[i].cropWidth = 512;
+  }
+  book.photoSource = [](const devicesim::Person& p) {
+    return p.hasCrop ? Picture(p.id, kPhotoBytes) : std::string();
+  };
   const std::string dir = Scratch() + "/book" + std::to_string(people);
   std::string error;
-  if (!devicesim::backup::WriteBackup(
-          devicesim::GenerateAddressBook(static_cast<size_t>(people), 1), {}, dir, {}, &error)) {
+  if (!devicesim::backup::WriteBackup(book, {}, dir, {}, &error)) {
     std::fprintf(stderr, "%s\n", error.c_str());
     std::abort();
   }
-  const std::string folder = dir + "/" + devicesim::backup::BackupOptions().udid;
-  FillImages(ImagesFile(folder), people);
-  return made.emplace(people, folder).first->second;
+  return made.emplace(people, dir + "/" + devicesim::backup::BackupOptions().udid).first->second;
 }
 
 struct Tally {
