@@ -23,6 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace contactfixtures;
 using backuptest::TempDir;
+// The largest photo the library lends, as docs/backup-format.md gives it.
+constexpr int64_t kMaxPhotoBytes = int64_t{64} << 20;
 
 const char* kUdid = "00008110-000A1B2C3D4E5F60";
 const char* kImagesTable = "Library/AddressBook/AddressBookImages.sqlitedb";
@@ -161,6 +163,32 @@ TEST_F(ContactsApiTest, TheSampleBookWithPhotos) {
   EXPECT_EQ(got.people[2].groups, std::vector<std::string>({"Climbing", "Work, Berlin"}));
   EXPECT_EQ(got.people[1].accountType, "google");
   EXPECT_TRUE(got.warnings.empty());
+}
+
+// A photo larger than the cap is left out with a warning, one of exactly the cap comes (the
+// database guard's own limit on a value is no lower); the next person's photo comes too.
+TEST_F(ContactsApiTest, APhotoOverTheCapIsLeftOut) {
+  const size_t jpegOverhead = Jpeg(8, 8, 0).size();
+  for (const int64_t size : {kMaxPhotoBytes, kMaxPhotoBytes + 1}) {
+    SCOPED_TRACE(size);
+    devicesim::AddressBook book;
+    book.people = {Someone("Big", "", {}, {}), Someone("Small", Png(4, 4), {}, {})};
+    book.people[0].hasCrop = true;
+    book.people[0].cropWidth = 1;
+    for (size_t i = 0; i < book.people.size(); ++i) book.people[i].id = static_cast<int>(i + 1);
+    book.photoSource = [&](const devicesim::Person& p) {
+      return p.id == 1 ? Jpeg(8, 8, static_cast<size_t>(size) - jpegOverhead) : p.photo;
+    };
+    TempDir dir;
+    const Collected got = Export(WriteOne(dir, book, "", 0), nullptr);
+    ASSERT_EQ(got.people.size(), 2u);
+    const bool over = size > kMaxPhotoBytes;
+    EXPECT_EQ(got.people[0].hasPhoto, !over);
+    EXPECT_EQ(got.people[0].photo.size(), over ? 0u : static_cast<size_t>(size));
+    EXPECT_TRUE(got.people[1].hasPhoto && got.people[1].photo == book.people[1].photo);
+    EXPECT_EQ(got.warnings.size(), over ? 1u : 0u);
+    EXPECT_EQ(Warned(got, "contact 1 (ABFullSizeImage) is 67108865 bytes"), over);
+  }
 }
 
 // The images database as the backup lists it, made unusable in each way a backup can be.
