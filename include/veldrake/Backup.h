@@ -18,7 +18,14 @@
 
    Thread contract: a call runs wholly on the calling thread, the callbacks included, and
    keeps no state between calls but the calling thread's last message; calls on different
-   threads are independent. Nothing here throws. */
+   threads are independent, but for VeldrakeBackupCancel and
+   VeldrakeBackupRemoveTemporaries, which reach every export running in the process.
+   Nothing here throws.
+
+   Hostile backups: every database is read through real tables only, under time and memory
+   limits; copies out of the backup are capped by the sizes Manifest.db records and by the
+   space left; no link leads out of the backup folder. A private folder left by a process
+   that was killed outright is removed by the next export (docs/robustness.md). */
 #ifndef VELDRAKE_BACKUP_H_
 #define VELDRAKE_BACKUP_H_
 

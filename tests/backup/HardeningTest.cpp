@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -233,8 +234,19 @@ TEST(PrivateFolderTest, TellsWhatIsWrongWithTmpdirAndGoesOnRequest) {
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 3);
     RemoveAllPrivateFolders();
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
-    EXPECT_EQ(a.CreateFile("store.sqlite-wal"), -1) << "a file made after the removal";
+    EXPECT_EQ(a.CreateFile("store0.sqlite-wal"), -1) << "a file made after the removal";
   }
+  // A folder the registry cannot hold is not made: removal could not reach it.
+  std::vector<std::unique_ptr<PrivateFolder>> many;
+  std::string why;
+  for (bool made = true; made && many.size() < 64;) {
+    many.push_back(std::make_unique<PrivateFolder>());
+    made = many.back()->Create(&why);
+  }
+  EXPECT_EQ(many.size(), 17u);
+  EXPECT_NE(why.find("more exports run at once"), std::string::npos) << why;
+  many.clear();
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
   unsetenv("TMPDIR");
 }
 
@@ -278,6 +290,11 @@ TEST(ContentCopyTest, CopiesAreCappedByTheirRecordAndTheSpaceLeft) {
       {std::string(100, 's'), true, 200, Copied::kDamaged},
       {"plain", false, int64_t{1} << 60, Copied::kNoSpace},
   };
+  int pipeEnds[2];
+  ASSERT_EQ(pipe(pipeEnds), 0);
+  Fd readEnd(pipeEnds[0]), writeEnd(pipeEnds[1]);
+  int64_t left = 0;
+  EXPECT_TRUE(HasRoomFor(writeEnd.get(), int64_t{1} << 60, &left)) << "a pipe fills no disk";
   fs::create_directory(dir.path() + "/ab");
   for (const auto& row : table) {
     const std::string file = row.encrypted ? Encrypt(key, row.content) : row.content;

@@ -76,7 +76,10 @@ int OpenContent(const std::string& folder, const std::string& fileId) {
 }
 
 bool HasRoomFor(int fd, int64_t bytes, int64_t* left) {
+  struct stat st;
   struct statvfs fs;
+  *left = INT64_MAX;
+  if (fstat(fd, &st) == 0 && !S_ISREG(st.st_mode)) return bytes >= 0;  // a pipe fills nothing
   if (fstatvfs(fd, &fs) != 0) return false;
   const unsigned long long free = static_cast<unsigned long long>(fs.f_bavail) * fs.f_frsize;
   *left = free > INT64_MAX ? INT64_MAX : static_cast<int64_t>(free);
@@ -106,7 +109,8 @@ std::string DescribeCopy(Copied copied, const std::string& what, int64_t recorde
       return what + " is larger than the " + size + " bytes Manifest.db records for it";
     case Copied::kNoSpace:
       return what + " needs " + std::to_string(recorded / kMegabyte + 1) +
-             " MB more than the free space where it goes";
+             " MB, more than the disk it goes to has free (keeping " +
+             std::to_string(kSpaceReserve / kMegabyte) + " MB spare)";
     default:
       return what + " is damaged (its key, length or content)";
   }

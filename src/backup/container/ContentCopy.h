@@ -29,7 +29,7 @@ int OpenContent(const std::string& folder, const std::string& fileId);
 enum class Copied { kOk, kCannotRead, kCannotWrite, kDamaged, kTooLarge, kNoSpace };
 
 // Whether `bytes` more fit on the file system of `fd` with kSpaceReserve to spare; *left
-// says how many bytes are free.
+// says how many bytes are free. Always true for a pipe or a device, which fill no disk.
 bool HasRoomFor(int fd, int64_t bytes, int64_t* left);
 
 // Copies the content open at `in` into `out`: plain when `key` is null, else decrypted

@@ -79,6 +79,7 @@ void SetHandlersOnce() {
   }
 }
 
+// A free slot for `path`, or -1 when all are taken or the path is too long for one.
 int TakeSlot(const std::string& path) {
   if (path.size() >= kPathBytes) return -1;
   std::lock_guard<std::mutex> lock(gRegistry);
@@ -124,9 +125,15 @@ bool PrivateFolder::Create(std::string* why) {
     *why = WhyNotMade(base, errno);
     return false;
   }
-  path_ = pattern;
   SetHandlersOnce();
-  slot_ = TakeSlot(path_);
+  slot_ = TakeSlot(pattern);
+  if (slot_ < 0) {  // a folder RemoveAllPrivateFolders could not reach is not made at all
+    rmdir(pattern.c_str());
+    *why =
+        "more exports run at once than can have private folders (" + std::to_string(kSlots) + ")";
+    return false;
+  }
+  path_ = pattern;
   return true;
 }
 

@@ -30,7 +30,8 @@ class PrivateFolder {
   PrivateFolder& operator=(const PrivateFolder&) = delete;
 
   // Makes the folder; false, with *why naming what is wrong with the temporary folder
-  // (TMPDIR missing, not a folder, not writable), when it cannot be made.
+  // (TMPDIR missing, not a folder, not writable), when it cannot be made, or when more
+  // exports run at once than the registry holds (16).
   bool Create(std::string* why);
   // The path of `name` inside the folder. REQUIRES: Create succeeded; `name` is one of
   // kFileNames.

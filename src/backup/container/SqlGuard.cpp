@@ -52,14 +52,18 @@ bool Configure(sqlite3* db) {
 SqlGuard::SqlGuard(uint64_t cancelGeneration, SqlLimits limits)
     : cancelGeneration_(cancelGeneration), limits_(limits) {}
 
+// SQLite's own word on what each name is, from the schema it built (not the type column
+// of sqlite_master, which a hostile file can set to anything): "table" and "shadow" (an
+// fts table's storage) are real tables.
 bool SqlGuard::LearnTables(sqlite3* db) {
-  SqlStatement schema(db, "SELECT name, sql FROM sqlite_master WHERE type = 'table'");
+  SqlStatement schema(db, "SELECT name, type FROM pragma_table_list WHERE schema = 'main'");
   if (!schema.ok()) return false;
   int step;
   while ((step = schema.Step()) == SQLITE_ROW) {
-    const char* sql = ColumnUtf8(schema.get(), 1);
-    const bool isVirtual = sql != nullptr && sqlite3_strnicmp(sql, "CREATE VIRTUAL", 14) == 0;
-    (isVirtual ? virtuals_ : tables_).insert(Folded(ColumnUtf8(schema.get(), 0)));
+    const std::string name = Folded(ColumnUtf8(schema.get(), 0));
+    const std::string type = Folded(ColumnUtf8(schema.get(), 1));
+    if (type == "table" || type == "shadow") tables_.insert(name);
+    if (type == "virtual") virtuals_.insert(name);
   }
   return step == SQLITE_DONE;
 }
