@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "AddressBook.h"
+#include "ApiSupport.h"
 #include "BackupFolder.h"
 #include "Cancel.h"
 #include "NotesRoute.h"
@@ -24,7 +25,7 @@ using namespace veldrake::backup;
 constexpr const char* kHomeDomain = "HomeDomain";
 constexpr const char* kAddressBookPath = "Library/AddressBook/AddressBook.sqlitedb";
 
-thread_local std::string tMessage;
+thread_local std::string& tMessage = LastMessage();  // shared with ContactsApi.cpp
 // The host's record callback for the export on this thread, behind Deliver.
 thread_local VeldrakeRecordCallback tCallback = nullptr;
 thread_local uint64_t tCancelGeneration = 0;

@@ -15,8 +15,8 @@ foreach(line IN LISTS lines)
   endif()
 endforeach()
 list(SORT defined)
-set(expected VeldrakeBackupCancel VeldrakeBackupGetData VeldrakeBackupLastMessage
-             VeldrakeBackupList VeldrakeBackupRemoveTemporaries)
+set(expected VeldrakeBackupCancel VeldrakeBackupGetContacts VeldrakeBackupGetData
+             VeldrakeBackupLastMessage VeldrakeBackupList VeldrakeBackupRemoveTemporaries)
 if(NOT defined STREQUAL expected)
   message(FATAL_ERROR "libVeldrakeBackup exports [${defined}], not [${expected}]")
 endif()

@@ -39,6 +39,13 @@ std::string HostileSign(const SqlGuard& guard) {
   return guard.refusal();
 }
 
+// Whether the content `fileId` of the backup at `folder` is a file of no bytes.
+bool EmptyContent(const std::string& folder, const std::string& fileId) {
+  Fd file(OpenContent(folder, fileId));
+  struct stat st;
+  return file.get() >= 0 && fstat(file.get(), &st) == 0 && st.st_size == 0;
+}
+
 }  // namespace
 
 int OpenedBackup::Copy(const Located& located, int fd, const std::string& what,
@@ -139,8 +146,11 @@ int OpenedBackup::OpenStore(const char* domain, const std::string& relativePath,
     return kVeldrakeBackupStoreUnreadable;
   }
   Store& store = stores_.emplace_back(name, cancelGeneration_);
-  if (!facts_.encrypted && walFound == Lookup::kAbsent)
-    return OpenInPlace(content, store, db, message);
+  // A log of no bytes holds nothing: a plain store beside one is read in place rather
+  // than copied (an images database may be gigabytes).
+  const bool noLog = walFound == Lookup::kAbsent ||
+                     (wal.record.size == 0 && EmptyContent(facts_.path, wal.fileId));
+  if (!facts_.encrypted && noLog) return OpenInPlace(content, store, db, message);
   return OpenCopies(content, walFound == Lookup::kFound ? &wal : nullptr, store, db, message);
 }
 
