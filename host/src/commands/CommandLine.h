@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 
+#include "ExportLimits.h"
 #include "Formats.h"
 #include "PhoneCommands.h"
 #include "veldrake/Session.h"
@@ -30,6 +31,7 @@ struct Options {
   std::string backup;        // export from this backup folder; doctor: check it; backups: list
   std::string passwordFile;  // the backup's password is its first line
   PhoneRequest phone;        // command kPhone
+  ExportLimits limits;       // export-wide: records, bytes rendered, bytes written
 };
 
 // True with *options filled in; false when the program ends here with *status (after

@@ -2,7 +2,7 @@
 // careful tool writes them, so that nothing a backup or a device says can reach outside
 // the folder or replace what is not ours.
 //
-// - The folder: made (0777 less the umask) when missing, its parent must exist; an existing one
+// - The folder: made (0755 less the umask) when missing, its parent must exist; an existing one
 // must be a real folder (not a link), owned by the
 //   user and writable by no one else. It is opened once and everything below goes through
 //   its descriptor (openat, mkdirat, renameat), never through a path built again.
@@ -23,6 +23,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -62,10 +64,37 @@ class OutputFolder {
   const std::string& path() const { return path_; }
 
  private:
-  // The implementation's own (its layout may change with it).
+  // The names given out in one folder of the export ("" the top), by folded key.
+  struct Names {
+    std::map<std::string, std::string> folders;  // folded key -> name given
+    std::set<std::string> taken;                 // folded keys of files and folders
+  };
+  // A file written, waiting under its temporary name for Commit.
+  struct Pending {
+    std::string folder;  // relative, "" the top
+    std::string name;    // final name in that folder
+    std::string temp;    // temporary name in that folder
+    uint64_t device = 0;
+    uint64_t inode = 0;
+  };
+
+  int FolderFd(const std::string& relative, std::string* error);
+  int MakeFolder(int parent, const std::string& name, const std::string& relative,
+                 std::string* error);
+  bool CheckTargets(std::string* error);
+  bool RenameAll(std::string* error);
+  void Discard();
+  std::string Full(const std::string& folder, const std::string& name) const;
+
   std::string path_;
   int fd_ = -1;
   bool made_ = false;
+  bool done_ = false;
+  std::map<std::string, Names> names_;
+  std::set<std::string> reserved_;        // relative paths Reserve gave, not yet written
+  std::map<std::string, int> folderFds_;  // open subfolders by relative path
+  std::vector<std::string> madeFolders_;  // relative, in the order made
+  std::vector<Pending> pending_;
 };
 
 }  // namespace host

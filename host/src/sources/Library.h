@@ -53,6 +53,9 @@ class BackupLibrary {
   decltype(&VeldrakeBackupList) list = nullptr;
   decltype(&VeldrakeBackupGetData) getData = nullptr;
   decltype(&VeldrakeBackupLastMessage) lastMessage = nullptr;
+  // Null when the library loaded is older than these entry points.
+  decltype(&VeldrakeBackupCancel) cancel = nullptr;
+  decltype(&VeldrakeBackupRemoveTemporaries) removeTemporaries = nullptr;
 };
 
 }  // namespace host
