@@ -33,7 +33,11 @@ int64_t LongestAllowed(int64_t recorded, bool encrypted) {
 }
 
 Copied CopyPlain(int in, int out, int64_t recorded) {
-  std::vector<char> buffer(kCopyChunk);
+  // A small file gets a buffer of its size and one byte more (to see it grew), not a
+  // fresh megabyte.
+  std::vector<char> buffer(recorded >= 0 && static_cast<uint64_t>(recorded) < kCopyChunk
+                               ? static_cast<size_t>(recorded) + 1
+                               : kCopyChunk);
   int64_t copied = 0;
   for (;;) {
     const ssize_t got = ReadFull(in, buffer.data(), buffer.size());

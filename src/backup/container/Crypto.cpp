@@ -39,8 +39,13 @@ size_t PaddingOf(const unsigned char* block) {
 // the last plain block is left in `last`, the plain length in *total.
 Decrypted Stream(int in, int out, EVP_CIPHER_CTX* ctx, int64_t keep, unsigned char* last,
                  int64_t* total) {
-  std::vector<unsigned char> cipher(kChunkBytes);
-  SecretBuffer plain(kChunkBytes);
+  // A small file gets a buffer its own size (whole blocks, one to spare): a fresh
+  // megabyte for every small file of an export costs more than its decryption.
+  const size_t chunk = keep >= 0 && static_cast<uint64_t>(keep) < kChunkBytes
+                           ? (static_cast<size_t>(keep) / kAesBlockBytes + 2) * kAesBlockBytes
+                           : kChunkBytes;
+  std::vector<unsigned char> cipher(chunk);
+  SecretBuffer plain(chunk);
   int64_t written = 0;
   *total = 0;
   for (;;) {
