@@ -53,13 +53,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string input(reinterpret_cast<const char*>(data), size);
   LockedObject lock;
   const std::string rounds = Take(&input, 1);
-  lock.iterations = rounds.empty() ? 0 : 1 + static_cast<uint8_t>(rounds[0]) % kMaxRounds;
+  lock.iterations =
+      rounds.empty()
+          ? 0
+          : static_cast<uint32_t>(1 + size_t{static_cast<uint8_t>(rounds[0])} % kMaxRounds);
   lock.salt = Take(&input, 16);
   lock.wrappedKey = Take(&input, 24);
   const std::string ivLength = Take(&input, 1);
-  lock.iv = Take(&input, ivLength.empty() ? 0 : static_cast<uint8_t>(ivLength[0]) % 40);
+  lock.iv = Take(&input, ivLength.empty() ? 0 : size_t{static_cast<uint8_t>(ivLength[0])} % 40);
   const std::string tagLength = Take(&input, 1);
-  lock.tag = Take(&input, tagLength.empty() ? 0 : static_cast<uint8_t>(tagLength[0]) % 20);
+  lock.tag = Take(&input, tagLength.empty() ? 0 : size_t{static_cast<uint8_t>(tagLength[0])} % 20);
   std::string key, plain;
   const int found = FindNoteKey({"pw", ""}, lock, &input, &key, &plain);
   Require(found < 0 || (WellFormed(lock) && key.size() == 16 && plain.size() == input.size()));
