@@ -11,10 +11,13 @@
 #include <set>
 #include <sstream>
 
+#include "ContactFiles.h"
 #include "CsvWriter.h"
+#include "GoogleCsvWriter.h"
 #include "JsonWriter.h"
 #include "Messages.h"
 #include "NotesWriter.h"
+#include "OutlookCsvWriter.h"
 #include "Signals.h"
 #include "VCardWriter.h"
 
@@ -73,6 +76,8 @@ int Output::Open() {
       directory_ = path;
       return kExitOk;
     }
+    contactFolder_ = path;
+    if (options_.split) return kExitOk;
     path += "/" + std::string(Noun(options_.kind)) + "." + Describe(options_.format).extension;
   }
   file_.reset(new OutputFile);
@@ -110,6 +115,12 @@ std::string Output::Render(const Options& options, Exporter& exporter) {
     case Format::kContactsJson:
       JsonWriter::WriteContacts(out, exporter.contacts());
       break;
+    case Format::kGoogleCsv:
+      GoogleCsvWriter::Write(out, exporter.contacts(), options.bom);
+      break;
+    case Format::kOutlookCsv:
+      OutlookCsvWriter::Write(out, exporter.contacts(), options.bom);
+      break;
     case Format::kVCard3:
     case Format::kVCard4: {
       VCardWriter writer(
@@ -138,6 +149,9 @@ int Output::Write(Exporter& exporter) {
   bool written;
   if (!directory_.empty()) {
     written = WriteNoteFiles(exporter, &error);
+  } else if (!contactFolder_.empty() && WritesContactFiles(options_, exporter.contacts())) {
+    file_.reset();  // the files go through the folder instead
+    written = WriteContactFiles(contactFolder_, options_, exporter.contacts(), &error);
   } else if (file_) {
     written = file_->Commit(Render(options_, exporter), &error);
   } else {

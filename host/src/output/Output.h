@@ -43,6 +43,7 @@ class Output {
   const Options& options_;
   std::unique_ptr<OutputFile> file_;  // null: standard output or the folder
   std::string directory_;             // notes as one file each
+  std::string contactFolder_;         // -o DIR/ for contacts: split cards or photo files
   std::string madeFolder_;            // made by Open; removed unless written into
   int stdoutFd_ = -1;                 // the export's standard output, once set apart
 };
