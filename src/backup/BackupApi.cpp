@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "AddressBook.h"
+#include "ApiSupport.h"
 #include "BackupFolder.h"
 #include "NotesRoute.h"
 #include "OpenedBackup.h"
@@ -21,7 +22,7 @@ using namespace veldrake::backup;
 constexpr const char* kHomeDomain = "HomeDomain";
 constexpr const char* kAddressBookPath = "Library/AddressBook/AddressBook.sqlitedb";
 
-thread_local std::string tMessage;
+thread_local std::string& tMessage = LastMessage();  // shared with ContactsApi.cpp
 
 // Copies `text` into `out` of `capacity` bytes, cut at a UTF-8 character boundary.
 void CopyCut(const std::string& text, char* out, size_t capacity) {

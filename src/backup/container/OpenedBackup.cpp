@@ -16,8 +16,7 @@ namespace {
 constexpr size_t kFileIdDigits = 40;
 constexpr size_t kManifestKeyClassBytes = 4;
 constexpr const char* kWalSuffix = "-wal";
-constexpr const char* kStoreName = "store.sqlite";
-constexpr const char* kStoreWalName = "store.sqlite-wal";
+constexpr const char* kStoreName = "store";  // then the store's number, ".sqlite"
 constexpr const char* kManifestName = "Manifest.db";
 
 bool IsFileId(const std::string& id) {
@@ -224,12 +223,14 @@ int OpenedBackup::OpenStore(const char* domain, const std::string& relativePath,
     *message = "no private temporary folder can be made";
     return kVeldrakeBackupStoreUnreadable;
   }
-  if (!Materialise(store, kStoreName, message) ||
-      (walFound == Lookup::kFound && !Materialise(wal, kStoreWalName, message)))
+  // Each store its own name: an export may hold several open at once.
+  const std::string copy = kStoreName + std::to_string(++stores_) + ".sqlite";
+  if (!Materialise(store, copy.c_str(), message) ||
+      (walFound == Lookup::kFound && !Materialise(wal, (copy + kWalSuffix).c_str(), message)))
     return kVeldrakeBackupStoreUnreadable;
   // Our own copy: SQLite may write its index of the log beside it, which is why the
   // backup's files are never opened this way.
-  const std::string path = private_.PathOf(kStoreName);
+  const std::string path = private_.PathOf(copy.c_str());
   if (sqlite3_open_v2(path.c_str(), db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK &&
       ReadsSchema(*db))
     return kVeldrakeBackupOk;

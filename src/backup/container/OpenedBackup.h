@@ -40,7 +40,7 @@ class OpenedBackup {
   // Opens the database `domain`/`relativePath` with its write-ahead log, read-only in
   // effect, into *db (the caller closes it). kVeldrakeBackupStoreMissing when the backup
   // does not list it; kVeldrakeBackupStoreUnreadable when it cannot be opened.
-  // REQUIRES: Open succeeded; one store per OpenedBackup.
+  // Several stores may be open at once. REQUIRES: Open succeeded.
   int OpenStore(const char* domain, const std::string& relativePath, sqlite3** db,
                 std::string* message);
 
@@ -61,6 +61,7 @@ class OpenedBackup {
   Keybag keybag_;
   PrivateFolder private_;
   bool privateMade_ = false;
+  int stores_ = 0;  // stores copied into the private folder so far
   sqlite3* manifest_ = nullptr;
 };
 
