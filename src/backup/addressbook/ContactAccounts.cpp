@@ -67,7 +67,9 @@ AccountIndex::AccountIndex(sqlite3* db, const Warnings& warnings) {
                    " holds line breaks, control characters or bytes that are not UTF-8;"
                    " they were replaced");
     Account account{name, AccountTypeOf(sqlite3_column_int64(rows.get(), 2), name)};
-    if (account.name.empty()) account.name = UsualName(account.type);
+    // The phone shows its own store by one name, whatever the row calls it.
+    if (account.name.empty() || std::string(account.type) == "local")
+      account.name = UsualName(account.type);
     stores_[id] = account;
   }
 }

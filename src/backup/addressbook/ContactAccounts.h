@@ -19,7 +19,8 @@ struct sqlite3;
 namespace veldrake::backup {
 
 struct Account {
-  std::string name;  // the store's name, or the kind's usual name when it has none
+  std::string name;  // the store's name; the kind's usual name when it has none, and
+                     // always for the phone's own store ("On My iPhone")
   const char* type;  // "local", "icloud", "exchange", "carddav", "google" or "other"
 };
 

@@ -154,10 +154,15 @@ ImageFacts InspectHeic(const unsigned char* d, size_t size) {
   if (!ReadBox(d, size, 0, &ftyp, &at) || std::memcmp(ftyp.type, "ftyp", 4) != 0 ||
       !HasHeicBrand(ftyp))
     return {};
-  while (at < size) {  // every top-level box whole: a truncated file breaks the last
+  // Every top-level box whole, and the media data among them: a file cut short breaks its
+  // last box or lacks the data, which comes after the boxes that describe it.
+  bool hasData = false;
+  while (at < size) {
     Box box;
     if (!ReadBox(d, size, at, &box, &at)) return {};
+    hasData = hasData || std::memcmp(box.type, "mdat", 4) == 0;
   }
+  if (!hasData) return {};
   ImageFacts facts;
   facts.type = ImageType::kHeic;
   HeicSize(d, size, &facts);
