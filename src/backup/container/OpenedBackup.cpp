@@ -16,7 +16,9 @@ namespace {
 constexpr size_t kFileIdDigits = 40;
 constexpr size_t kManifestKeyClassBytes = 4;
 constexpr const char* kWalSuffix = "-wal";
-constexpr const char* kStoreName = "store";  // then the store's number, ".sqlite"
+// The names of the stores an export may hold open at once (PrivateFolder::kFileNames).
+constexpr const char* kStoreNames[] = {"store.sqlite", "store2.sqlite", "store3.sqlite"};
+constexpr int kMaxStores = sizeof kStoreNames / sizeof kStoreNames[0];
 constexpr const char* kManifestName = "Manifest.db";
 
 bool IsFileId(const std::string& id) {
@@ -224,7 +226,11 @@ int OpenedBackup::OpenStore(const char* domain, const std::string& relativePath,
     return kVeldrakeBackupStoreUnreadable;
   }
   // Each store its own name: an export may hold several open at once.
-  const std::string copy = kStoreName + std::to_string(++stores_) + ".sqlite";
+  if (stores_ == kMaxStores) {
+    *message = "too many stores open at once to copy " + name;
+    return kVeldrakeBackupStoreUnreadable;
+  }
+  const std::string copy = kStoreNames[stores_++];
   if (!Materialise(store, copy.c_str(), message) ||
       (walFound == Lookup::kFound && !Materialise(wal, (copy + kWalSuffix).c_str(), message)))
     return kVeldrakeBackupStoreUnreadable;

@@ -40,7 +40,7 @@ class OpenedBackup {
   // Opens the database `domain`/`relativePath` with its write-ahead log, read-only in
   // effect, into *db (the caller closes it). kVeldrakeBackupStoreMissing when the backup
   // does not list it; kVeldrakeBackupStoreUnreadable when it cannot be opened.
-  // Several stores may be open at once. REQUIRES: Open succeeded.
+  // Up to three stores may be open at once. REQUIRES: Open succeeded.
   int OpenStore(const char* domain, const std::string& relativePath, sqlite3** db,
                 std::string* message);
 

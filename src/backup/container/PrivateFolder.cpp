@@ -13,9 +13,11 @@
 namespace veldrake::backup {
 
 const char* const PrivateFolder::kFileNames[] = {
-    "store.sqlite",         "store.sqlite-wal",    "store.sqlite-shm",
-    "store.sqlite-journal", "Manifest.db",         "Manifest.db-wal",
-    "Manifest.db-shm",      "Manifest.db-journal", nullptr};
+    "store.sqlite",  "store.sqlite-wal",  "store.sqlite-shm",  "store.sqlite-journal",
+    "store2.sqlite", "store2.sqlite-wal", "store2.sqlite-shm", "store2.sqlite-journal",
+    "store3.sqlite", "store3.sqlite-wal", "store3.sqlite-shm", "store3.sqlite-journal",
+    "Manifest.db",   "Manifest.db-wal",   "Manifest.db-shm",   "Manifest.db-journal",
+    nullptr};
 
 namespace {
 
