@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 
+#include "ExportLimits.h"
 #include "Formats.h"
 #include "PhoneCommands.h"
 #include "veldrake/Session.h"
@@ -33,6 +34,7 @@ struct Options {
   bool noPhotos = false;     // contacts: leave the photos out
   std::string account;       // contacts: only this account's people
   bool split = false;        // vCard into a folder: one file per person
+  ExportLimits limits;       // export-wide: records, bytes rendered, bytes written
 };
 
 // True with *options filled in; false when the program ends here with *status (after

@@ -67,6 +67,7 @@ int Explain(const Options& options, const DeviceChoice& choice, const ExportOutc
             const PhoneFailure* phoneFailure) {
   if (outcome.cancelled || CancelRequested())
     return Failed("stopped (Ctrl-C); nothing was written", kExitInterrupted);
+  if (outcome.sinkStopped) return kExitOk;  // the output says why when it is written
   if (outcome.timedOut)
     return Failed("the device stopped answering: nothing came for " +
                       std::to_string(options.timeoutSeconds) +
@@ -124,11 +125,12 @@ int RunExport(const Options& options) {
   settings.progress = ::isatty(STDERR_FILENO) == 1;
   settings.quietLimit = std::chrono::seconds(options.timeoutSeconds);
   settings.account = options.account;
+  settings.sink = &output;
   Exporter exporter(library, settings);
   double seconds = 0;
   if ((status = Export(options, &choice, &exporter, &seconds)) != kExitOk) return status;
   if ((status = CheckAccount(options, exporter)) != kExitOk) return status;
-  if ((status = output.Write(exporter)) != kExitOk) return status;
+  if ((status = output.Write()) != kExitOk) return status;
   SayWhereThePhotosAre(options);
   const std::string warning = choice.phone ? choice.phone->Warning(exporter.count()) : "";
   if (!warning.empty()) Say(warning);

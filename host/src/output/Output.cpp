@@ -1,4 +1,4 @@
-// The export's target: checked first, written last, whole or not at all.
+// The export's target: checked first, fed record by record, made visible last.
 #include "Output.h"
 
 #include <fcntl.h>
@@ -6,10 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <set>
-#include <sstream>
+#include <utility>
 
 #include "ContactFiles.h"
 #include "CsvWriter.h"
@@ -18,17 +18,33 @@
 #include "Messages.h"
 #include "NotesWriter.h"
 #include "OutlookCsvWriter.h"
-#include "Signals.h"
 #include "VCardWriter.h"
 
 namespace host {
 namespace {
 
 const char kNullDevice[] = "/dev/null";
+// Names of standard output itself: written to the descriptor, never opened anew.
+const char* const kStandardOutputNames[] = {"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
+// Seconds from 1970-01-01 to 2001-01-01, the epoch of a note's date.
+const int64_t kNoteEpoch = 978307200;
 
 bool IsDirectory(const std::string& path) {
   struct stat st;
   return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// Something that exists and is not a regular file or a folder: a device, a FIFO, a socket.
+bool IsSpecial(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode);
+}
+
+bool IsStandardOutput(const std::string& path) {
+  if (path.empty()) return true;
+  for (const char* name : kStandardOutputNames)
+    if (path == name) return true;
+  return false;
 }
 
 const char* Noun(VeldrakeDataKind kind) {
@@ -44,46 +60,55 @@ int Failed(const std::string& line) {
   return kExitOutput;
 }
 
-}  // namespace
-
-Output::~Output() {
-  file_.reset();  // its temporary goes first, so that a folder made here is empty again
-  if (madeFolder_.empty()) return;
-  ::rmdir(madeFolder_.c_str());  // only when still empty
-  UnregisterTemporary(madeFolder_);
+int64_t NoteMtime(const Note& note) {
+  return note.dateModified < 0 ? INT64_MIN : note.dateModified + kNoteEpoch;
 }
 
-int Output::OpenFolder(const std::string& folder) {
-  if (!IsDirectory(folder)) {
-    if (::mkdir(folder.c_str(), 0777) != 0) return Failed(folder + ": " + std::strerror(errno));
-    madeFolder_ = folder;
-    RegisterTemporary(folder);
-  }
-  if (::access(folder.c_str(), W_OK) != 0) return Failed(folder + ": " + std::strerror(errno));
+}  // namespace
+
+Output::Output(const Options& options) : options_(options), budget_(options.limits) {}
+
+Output::~Output() = default;
+
+int Output::OpenDocument(int fd) {
+  buffer_.reset(new BudgetBuffer(fd, &budget_));
+  stream_.reset(new std::ostream(buffer_.get()));
   return kExitOk;
+}
+
+int Output::OpenFolder(const std::string& path) {
+  folder_.reset(new OutputFolder);
+  std::string error;
+  if (!folder_->Open(path, &error)) return Failed(error);
+  if (options_.kind == kVeldrakeNotes && WritesNoteFiles(options_.format)) {
+    target_ = Target::kFolderNotes;
+    return kExitOk;
+  }
+  if (options_.kind == kVeldrakeContacts && options_.split) {
+    target_ = Target::kFolderCards;
+    return kExitOk;
+  }
+  target_ = Target::kFolderDocument;
+  document_ = folder_->Reserve({}, Noun(options_.kind),
+                               std::string(".") + Describe(options_.format).extension);
+  if (!staging_.Open(&error)) return Failed(error);
+  return OpenDocument(staging_.fd());
 }
 
 int Output::Open() {
   const std::string& output = options_.output;
-  if (output.empty() || output == "-") return kExitOk;
-  const bool wantsFolder = output.back() == '/' || IsDirectory(output);
-  std::string path = output;
-  if (wantsFolder) {
-    while (path.size() > 1 && path.back() == '/') path.pop_back();
-    const int status = OpenFolder(path);
-    if (status != kExitOk) return status;
-    if (options_.kind == kVeldrakeNotes && WritesNoteFiles(options_.format)) {
-      directory_ = path;
-      return kExitOk;
-    }
-    contactFolder_ = path;
-    if (options_.split) return kExitOk;
-    path += "/" + std::string(Noun(options_.kind)) + "." + Describe(options_.format).extension;
-  }
-  file_.reset(new OutputFile);
   std::string error;
-  if (!file_->Open(path, &error)) return Failed(error);
-  return kExitOk;
+  if (IsStandardOutput(output) || IsSpecial(output)) {
+    target_ = IsStandardOutput(output) ? Target::kStandardOutput : Target::kInPlace;
+    inPlace_ = output;
+    if (!staging_.Open(&error)) return Failed(error);
+    return OpenDocument(staging_.fd());
+  }
+  if (output.back() == '/' || IsDirectory(output)) return OpenFolder(output);
+  target_ = Target::kFile;
+  file_.reset(new OutputFile);
+  if (!file_->Open(output, &error)) return Failed(error);
+  return OpenDocument(file_->fd());
 }
 
 void Output::SetStandardOutputApart() {
@@ -99,70 +124,136 @@ void Output::SetStandardOutputApart() {
   ::close(null);
 }
 
-std::string Output::Render(const Options& options, Exporter& exporter) {
-  std::ostringstream out;
-  switch (options.format) {
-    case Format::kNotesJson:
-      JsonWriter::WriteNotes(out, exporter.notes());
-      break;
-    case Format::kMarkdown:
-    case Format::kText:
-      NotesWriter(NotesStyle(options.format)).WriteAll(out, exporter.notes());
-      break;
+bool Output::Fail(const std::string& error) {
+  if (failedStatus_ != 0) return false;
+  failedStatus_ = budget_.exceeded() ? kExitLimitReached : kExitOutput;
+  failure_ = budget_.exceeded() ? budget_.error() : error;
+  return false;
+}
+
+bool Output::Take(Contact&& contact) {
+  if (failed()) return false;
+  if (!budget_.AddRecord()) return Fail("");
+  contacts_.push_back(std::move(contact));
+  return true;
+}
+
+bool Output::TakeNoteFile(Note&& note) {
+  const NotesWriter writer(NotesStyle(options_.format));
+  const std::string name = folder_->Reserve({}, writer.Stem(note, notes_), writer.Extension());
+  std::string error;
+  const bool written = folder_->Write(
+      name,
+      [&](int fd, std::string* why) {
+        BudgetBuffer buffer(fd, &budget_);
+        std::ostream out(&buffer);
+        writer.WriteNote(out, note);
+        return buffer.Finish(why);
+      },
+      NoteMtime(note), &error);
+  return written || Fail(error);
+}
+
+bool Output::Take(Note&& note) {
+  if (failed()) return false;
+  if (!budget_.AddRecord()) return Fail("");
+  const size_t index = notes_++;
+  if (target_ == Target::kFolderNotes) return TakeNoteFile(std::move(note));
+  if (options_.format == Format::kNotesJson) {
+    JsonWriter::WriteNoteItem(*stream_, std::move(note), index);
+  } else {
+    const NotesWriter writer(NotesStyle(options_.format));
+    if (index > 0) *stream_ << writer.Separator();
+    writer.WriteNote(*stream_, note);
+  }
+  std::string error;
+  if (!*stream_ && !buffer_->Finish(&error)) return Fail(error);
+  return true;
+}
+
+void Output::RenderContacts() {
+  std::ostream& out = *stream_;
+  switch (options_.format) {
     case Format::kCsv:
-      CsvWriter::Write(out, exporter.contacts(), options.bom);
+      CsvWriter::Write(out, contacts_, options_.bom);
       break;
     case Format::kContactsJson:
-      JsonWriter::WriteContacts(out, exporter.contacts());
+      RenderContactsJson();
       break;
     case Format::kGoogleCsv:
-      GoogleCsvWriter::Write(out, exporter.contacts(), options.bom);
+      GoogleCsvWriter::Write(out, contacts_, options_.bom);
       break;
     case Format::kOutlookCsv:
-      OutlookCsvWriter::Write(out, exporter.contacts(), options.bom);
+      OutlookCsvWriter::Write(out, contacts_, options_.bom);
       break;
     case Format::kVCard3:
     case Format::kVCard4: {
       VCardWriter writer(
-          out, options.format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3);
-      for (const Contact& contact : exporter.contacts()) writer.Write(contact);
+          out, options_.format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3);
+      for (const Contact& contact : contacts_) writer.Write(contact);
       break;
     }
+    default:
+      break;
   }
-  return out.str();
 }
 
-bool Output::WriteNoteFiles(Exporter& exporter, std::string* error) {
-  const NotesWriter writer(NotesStyle(options_.format));
-  std::set<std::string> used;
-  std::vector<std::pair<std::string, std::string>> files;
-  for (size_t i = 0; i < exporter.notes().size(); ++i) {
-    std::ostringstream out;
-    writer.WriteNote(out, exporter.notes()[i]);
-    files.emplace_back(writer.FileName(exporter.notes()[i], i, &used), out.str());
-  }
-  return OutputFile::CommitAll(directory_, files, error);
-}
-
-int Output::Write(Exporter& exporter) {
+void Output::RenderContactsJson() {
+  if (target_ != Target::kFolderDocument) return JsonWriter::WriteContacts(*stream_, contacts_);
+  std::vector<std::string> paths;
   std::string error;
-  bool written;
-  if (!directory_.empty()) {
-    written = WriteNoteFiles(exporter, &error);
-  } else if (!contactFolder_.empty() && WritesContactFiles(options_, exporter.contacts())) {
-    file_.reset();  // the files go through the folder instead
-    written = WriteContactFiles(contactFolder_, options_, exporter.contacts(), &error);
-  } else if (file_) {
-    written = file_->Commit(Render(options_, exporter), &error);
-  } else {
-    written = OutputFile::WriteAll(stdoutFd_ >= 0 ? stdoutFd_ : STDOUT_FILENO,
-                                   Render(options_, exporter), &error);
-    if (!written) error = "standard output: " + error;
+  if (!WritePhotoFiles(folder_.get(), contacts_, &paths, &error)) {
+    Fail(error);
+    return;
   }
-  if (!written) return Failed(error);
-  if (!madeFolder_.empty()) UnregisterTemporary(madeFolder_);
-  madeFolder_.clear();
-  return kExitOk;
+  JsonWriter::WriteContacts(*stream_, contacts_, &paths);
+}
+
+// The finished document put where it goes.
+bool Output::Deliver(std::string* error) {
+  switch (target_) {
+    case Target::kFile:
+      return file_->Commit(error);
+    case Target::kStandardOutput:
+      if (staging_.CopyTo(stdoutFd_ >= 0 ? stdoutFd_ : STDOUT_FILENO, error)) return true;
+      *error = "standard output: " + *error;
+      return false;
+    case Target::kInPlace: {
+      // Opened only now: a FIFO's reader may come late, and nothing reaches it before
+      // the export is whole.
+      const int fd = ::open(inPlace_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+      const bool copied = fd >= 0 && staging_.CopyTo(fd, error);
+      if (fd < 0) *error = std::strerror(errno);
+      if (fd >= 0 && ::close(fd) != 0 && copied) *error = std::strerror(errno);
+      if (!copied) *error = inPlace_ + ": " + *error;
+      return copied;
+    }
+    case Target::kFolderDocument:
+      return folder_->Write(
+                 document_, [this](int fd, std::string* why) { return staging_.CopyTo(fd, why); },
+                 INT64_MIN, error) &&
+             folder_->Commit(error);
+    case Target::kFolderNotes:
+      return folder_->Commit(error);
+    case Target::kFolderCards:
+      return WriteCards(folder_.get(), options_, contacts_, error) && folder_->Commit(error);
+  }
+  return false;
+}
+
+int Output::Write() {
+  std::string error;
+  if (!failed() && stream_) {
+    if (options_.kind == kVeldrakeContacts)
+      RenderContacts();
+    else if (options_.format == Format::kNotesJson)
+      JsonWriter::EndNotes(*stream_, notes_);
+    if (!buffer_->Finish(&error)) Fail(error);
+  }
+  if (!failed() && !Deliver(&error)) Fail(error);
+  if (!failed()) return kExitOk;
+  Say(failure_);
+  return failedStatus_;
 }
 
 }  // namespace host

@@ -99,6 +99,14 @@ bool OutputFile::Commit(const std::string& content, std::string* error) {
     *error = path_ + ": " + reason;
     return false;
   }
+  return Commit(error);
+}
+
+bool OutputFile::Commit(std::string* error) {
+  if (fd_ < 0) {
+    *error = path_ + ": not open";
+    return false;
+  }
   if (::fsync(fd_) != 0) {
     *error = Reason(path_);
     return false;
@@ -151,9 +159,13 @@ bool OutputFile::CommitAll(const std::string& directory,
 }
 
 bool OutputFile::WriteAll(int fd, const std::string& content, std::string* error) {
+  return WriteBytes(fd, content.data(), content.size(), error);
+}
+
+bool OutputFile::WriteBytes(int fd, const char* data, size_t size, std::string* error) {
   size_t done = 0;
-  while (done < content.size()) {
-    const ssize_t n = ::write(fd, content.data() + done, content.size() - done);
+  while (done < size) {
+    const ssize_t n = ::write(fd, data + done, size - done);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
       *error = std::strerror(n < 0 ? errno : EIO);

@@ -36,6 +36,12 @@ class OutputFile {
 
   // Writes all of `content` to a descriptor (standard output); false with *error set.
   static bool WriteAll(int fd, const std::string& content, std::string* error);
+  static bool WriteBytes(int fd, const char* data, size_t size, std::string* error);
+
+  // For content streamed in: the temporary's descriptor after Open, and the commit of
+  // what was written to it.
+  int fd() const { return fd_; }
+  bool Commit(std::string* error);
 
  private:
   std::string path_;

@@ -102,6 +102,9 @@ bool BackupLibrary::Load(const Library& main, std::string* error) {
       reinterpret_cast<decltype(lastMessage)>(::dlsym(handle, "VeldrakeBackupLastMessage"));
   getContacts =
       reinterpret_cast<decltype(getContacts)>(::dlsym(handle, "VeldrakeBackupGetContacts"));
+  cancel = reinterpret_cast<decltype(cancel)>(::dlsym(handle, "VeldrakeBackupCancel"));
+  removeTemporaries = reinterpret_cast<decltype(removeTemporaries)>(
+      ::dlsym(handle, "VeldrakeBackupRemoveTemporaries"));
   if (list == nullptr || getData == nullptr || lastMessage == nullptr) {
     *error = "the backup library beside " + main.path() + " lacks its entry points";
     return false;

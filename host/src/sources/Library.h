@@ -57,6 +57,9 @@ class BackupLibrary {
   // Contacts with their photo, groups, account and dates; null in a library that predates
   // them, whose contacts then come without.
   decltype(&VeldrakeBackupGetContacts) getContacts = nullptr;
+  // Null when the library loaded is older than these entry points.
+  decltype(&VeldrakeBackupCancel) cancel = nullptr;
+  decltype(&VeldrakeBackupRemoveTemporaries) removeTemporaries = nullptr;
 };
 
 }  // namespace host

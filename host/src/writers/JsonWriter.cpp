@@ -114,10 +114,11 @@ Json ContactJson(const Contact& c, const std::string* photoPath) {
   return j;
 }
 
-Json NoteJson(const Note& n) {
+// By value, so that a note streamed out gives its texts up rather than being copied.
+Json NoteJson(Note n) {
   Json j;
-  j["subject"] = n.subject ? Json(*n.subject) : Json(nullptr);
-  j["content"] = n.content ? Json(*n.content) : Json(nullptr);
+  j["subject"] = n.subject ? Json(std::move(*n.subject)) : Json(nullptr);
+  j["content"] = n.content ? Json(std::move(*n.content)) : Json(nullptr);
   std::optional<std::string> modified = NoteDateToIso(n.dateModified);
   j["modified"] = modified ? Json(*modified) : Json(nullptr);
   return j;
@@ -137,6 +138,20 @@ void JsonWriter::WriteNotes(std::ostream& out, const std::vector<Note>& notes) {
   Json all = Json::array();
   for (const Note& n : notes) all.push_back(NoteJson(n));
   Dump(out, all);
+}
+
+void JsonWriter::WriteNoteItem(std::ostream& out, Note&& note, size_t index) {
+  // An element of the array as Dump indents it: two spaces in, written straight to the
+  // stream rather than through one string of the whole note.
+  const unsigned kIndent = 2;
+  out << (index == 0 ? "[\n  " : ",\n  ");
+  nlohmann::detail::serializer<Json> serializer(nlohmann::detail::output_adapter<char>(out), ' ',
+                                                Json::error_handler_t::replace);
+  serializer.dump(NoteJson(std::move(note)), true, false, kIndent, kIndent);
+}
+
+void JsonWriter::EndNotes(std::ostream& out, size_t count) {
+  out << (count == 0 ? "[]\n" : "\n]\n");
 }
 
 }  // namespace host

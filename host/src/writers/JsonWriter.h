@@ -28,6 +28,10 @@ class JsonWriter {
   static void WriteContacts(std::ostream& out, const std::vector<Contact>& contacts,
                             const std::vector<std::string>* photoPaths = nullptr);
   static void WriteNotes(std::ostream& out, const std::vector<Note>& notes);
+  // The same document one note at a time, the note's texts moved rather than copied:
+  // WriteNoteItem for the `index`-th note (0-based), then EndNotes with the count.
+  static void WriteNoteItem(std::ostream& out, Note&& note, size_t index);
+  static void EndNotes(std::ostream& out, size_t count);
 };
 
 }  // namespace host

@@ -52,23 +52,21 @@ void NotesWriter::WriteNote(std::ostream& out, const Note& note) const {
 
 void NotesWriter::WriteAll(std::ostream& out, const std::vector<Note>& notes) const {
   for (size_t i = 0; i < notes.size(); ++i) {
-    if (i) out << (style_ == kMarkdown ? "\n---\n\n" : "\n" + std::string(72, '=') + "\n\n");
+    if (i) out << Separator();
     WriteNote(out, notes[i]);
   }
 }
 
-std::string NotesWriter::FileName(const Note& note, size_t index,
-                                  std::set<std::string>* used) const {
+std::string NotesWriter::Separator() const {
+  return style_ == kMarkdown ? "\n---\n\n" : "\n" + std::string(72, '=') + "\n\n";
+}
+
+std::string NotesWriter::Stem(const Note& note, size_t index) const {
   std::string name;
   for (char c : FirstLine(note.subject.value_or("")))
     name.push_back(Refused(static_cast<unsigned char>(c)) ? '_' : c);
   name = Trim(Truncate(Trim(name), kMaxNameBytes));
-  if (name.empty()) name = "Note " + std::to_string(index + 1);
-  std::string candidate = name + Extension();
-  for (int n = 2; used->count(candidate); ++n)
-    candidate = name + " (" + std::to_string(n) + ")" + Extension();
-  used->insert(candidate);
-  return candidate;
+  return name.empty() ? "Note " + std::to_string(index + 1) : name;
 }
 
 }  // namespace host

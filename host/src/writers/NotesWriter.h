@@ -4,14 +4,13 @@
 // time in ISO 8601 UTC, a blank line and its content unchanged. File names for one file
 // per note come from the subject, made safe: no path separators or characters that common
 // file systems refuse, no leading or trailing dots or blanks, at most 100 bytes of whole
-// UTF-8 characters, "Note N" for an empty subject, and " (2)", " (3)"... for repeats.
+// UTF-8 characters, "Note N" for an empty subject; OutputFolder numbers repeats.
 //
 // Ownership: writes to streams the caller owns. Thread contract: one writer per thread.
 #ifndef VELDRAKE_HOST_NOTESWRITER_H_
 #define VELDRAKE_HOST_NOTESWRITER_H_
 
 #include <ostream>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -29,11 +28,14 @@ class NotesWriter {
   void WriteNote(std::ostream& out, const Note& note) const;
   // All notes, separated from each other.
   void WriteAll(std::ostream& out, const std::vector<Note>& notes) const;
+  // What stands between two notes of the single-file form.
+  std::string Separator() const;
 
   const char* Extension() const { return style_ == kMarkdown ? ".md" : ".txt"; }
 
-  // A safe, unused file name for the `index`-th note (0-based); records it in `used`.
-  std::string FileName(const Note& note, size_t index, std::set<std::string>* used) const;
+  // The file name, without its extension, of the `index`-th note (0-based) in a folder;
+  // OutputFolder makes it unique there.
+  std::string Stem(const Note& note, size_t index) const;
 
  private:
   Style style_;

@@ -1,0 +1,32 @@
+// The export-wide counts and the one message a limit passed gives.
+#include "ExportLimits.h"
+
+namespace host {
+
+bool Budget::Add(uint64_t* count, uint64_t more, uint64_t limit, const char* what,
+                 const char* option) {
+  if (exceeded()) return false;
+  if (more > limit || *count > limit - more) {
+    error_ = "the export passed its limit of " + std::to_string(limit) + " " + what +
+             ", far more than a phone holds: the source is damaged or hostile; nothing was "
+             "written (" +
+             option + " changes the limit)";
+    return false;
+  }
+  *count += more;
+  return true;
+}
+
+bool Budget::AddRecord() {
+  return Add(&records_, 1, limits_.records, "records", "--max-records");
+}
+
+bool Budget::AddRendered(uint64_t bytes) {
+  return Add(&rendered_, bytes, limits_.rendered, "bytes of text", "--max-rendered");
+}
+
+bool Budget::AddWritten(uint64_t bytes) {
+  return Add(&written_, bytes, limits_.written, "bytes written", "--max-written");
+}
+
+}  // namespace host
