@@ -6,8 +6,11 @@
 #include <string>
 
 #include "ApiSupport.h"
+#include "Cancel.h"
 #include "ContactDetails.h"
 #include "OpenedBackup.h"
+#include "PrivateFolder.h"
+#include "StaleFolders.h"
 #include "Warnings.h"
 #include "veldrake/BackupContacts.h"
 
@@ -32,24 +35,43 @@ sqlite3* OpenImages(OpenedBackup& backup, const Warnings& warnings) {
   return nullptr;
 }
 
+// The host's callback behind a check for a cancel, marking the progress that restarts the
+// database guard's time limit.
+struct Delivery {
+  VeldrakeContactCallback callback;
+  void* context;
+  uint64_t generation;
+
+  static int Deliver(void* contact, const VeldrakeContactDetails* details, void* self) {
+    const auto* d = static_cast<const Delivery*>(self);
+    if (CancelledSince(d->generation)) return -1;
+    const int answer = d->callback(contact, details, d->context);
+    MarkProgress();
+    return answer;
+  }
+};
+
 int ExportContacts(const char* path, const char* password, int flags,
                    VeldrakeContactCallback callback, void* context, const Warnings& warnings) {
+  SweepStaleFolders(TemporaryBase());  // what an export killed outright left behind
   std::string& message = LastMessage();
   std::string folder;
   int result = LocateOneBackup(path, &folder, &message);
   if (result != kVeldrakeBackupOk) return result;
+  Delivery delivery{callback, context, CancelGeneration()};
   OpenedBackup backup;
   result = backup.Open(folder, password, &message);
-  if (result != kVeldrakeBackupOk) return result;
   sqlite3* book = nullptr;
-  result = backup.OpenStore(kHomeDomain, kBookPath, &book, &message);
+  if (result == kVeldrakeBackupOk)
+    result = backup.OpenStore(kHomeDomain, kBookPath, &book, &message);
   sqlite3* images = nullptr;
   if (result == kVeldrakeBackupOk && (flags & VELDRAKE_CONTACTS_NO_PHOTOS) == 0)
     images = OpenImages(backup, warnings);
   if (result == kVeldrakeBackupOk)
-    result = DeliverContactDetails(book, images, callback, context, warnings, &message);
+    result = DeliverContactDetails(book, images, Delivery::Deliver, &delivery, warnings, &message);
   sqlite3_close(images);
   sqlite3_close(book);
+  result = backup.Explain(result, &message);
   if (result == kVeldrakeBackupStopped) message = "the export was stopped by its callback";
   return result;
 }

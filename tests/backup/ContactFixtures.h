@@ -86,7 +86,8 @@ struct SeenDetails {
 struct Collected {
   std::vector<SeenDetails> people;
   std::vector<std::string> warnings;
-  int stopAfter = -1;  // answer -1 after this many people
+  int stopAfter = -1;    // answer -1 after this many people
+  int cancelAfter = -1;  // VeldrakeBackupCancel() after this many
 };
 
 inline int CollectContact(void* contact, const VeldrakeContactDetails* d, void* context) {
@@ -110,6 +111,7 @@ inline int CollectContact(void* contact, const VeldrakeContactDetails* d, void* 
   seen.created = d->created;
   seen.modified = d->modified;
   out->people.push_back(std::move(seen));
+  if (static_cast<int>(out->people.size()) == out->cancelAfter) VeldrakeBackupCancel();
   return static_cast<int>(out->people.size()) == out->stopAfter ? -1 : 0;
 }
 

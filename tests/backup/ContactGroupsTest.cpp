@@ -12,6 +12,7 @@
 #include "ContactAccounts.h"
 #include "ContactDetails.h"
 #include "ContactFixtures.h"
+#include "OneLine.h"
 
 namespace {
 
@@ -130,6 +131,31 @@ TEST(ContactGroupsTest, EachPersonIsInTheGroupsThePhoneShows) {
     }
     EXPECT_EQ(got.warnings.size(), c.warnings.size());
     for (const char* part : c.warnings) EXPECT_TRUE(Warned(got, part)) << part;
+  }
+}
+
+TEST(OneLineTest, NamesBecomeOneLineOfValidUtf8) {
+  const std::string kFffd = "\xEF\xBF\xBD";
+  const struct {
+    std::string in, out;
+  } rows[] = {
+      {"Plain  name", "Plain  name"},
+      {"Ärzte 𝄞 日本", "Ärzte 𝄞 日本"},
+      {std::string("a\0\0b", 4), "a b"},
+      {"\r\nlead and trail\n", "lead and trail"},
+      {"tab\tand\x7F", "tab and"},
+      {"line\xE2\x80\xA8sep\xC2\x85next", "line sep next"},
+      {"cut \xE2\x82", "cut " + kFffd + kFffd},
+      {"overlong \xC0\xAF", "overlong " + kFffd + kFffd},
+      {"surrogate \xED\xA0\x80", "surrogate " + kFffd + kFffd + kFffd},
+      {"beyond \xF4\x90\x80\x80", "beyond " + kFffd + kFffd + kFffd + kFffd},
+      {"stray \x80 byte", "stray " + kFffd + " byte"},
+      {"", ""},
+  };
+  for (const auto& r : rows) {
+    bool changed = false;
+    EXPECT_EQ(veldrake::backup::OneLine(r.in.data(), r.in.size(), &changed), r.out) << r.in;
+    EXPECT_EQ(changed, r.in != r.out) << r.in;
   }
 }
 

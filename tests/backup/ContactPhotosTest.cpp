@@ -24,7 +24,24 @@ struct ImageCase {
   std::string bytes;
   ImageType type;
   uint32_t width, height;
+  size_t trailer = 0;  // bytes after the picture's end
 };
+
+// A second scan after tables between scans, as a progressive picture has.
+std::string ProgressiveJpeg() {
+  std::string first = Jpeg(32, 24);
+  first.resize(first.size() - 2);  // its end-of-image marker
+  return first + JpegSegment(0xC4, std::string(20, '\x01')) +
+         JpegSegment(0xDA, std::string("\x01\x01\x00\x00\x3F\x00", 6)) + Payload(40, 9) +
+         "\xFF\xD9";
+}
+
+// Coded data holding a stuffed 0xFF 0x00, a restart marker and fill bytes.
+std::string StuffedJpeg() {
+  std::string jpeg = Jpeg(8, 8);
+  jpeg.insert(jpeg.size() - 2, std::string("\xFF\x00\x12\xFF\xD3\x34\xFF\xFF\x00", 9));
+  return jpeg;
+}
 
 std::vector<ImageCase> ImageCases() {
   std::string noFrame = Jpeg(8, 8);
@@ -39,7 +56,11 @@ std::vector<ImageCase> ImageCases() {
       {"gif", "GIF89a\x01\0\x01\0\0\0\0;", ImageType::kNone, 0, 0},
       {"empty", "", ImageType::kNone, 0, 0},
       {"jpeg without a frame", noFrame, ImageType::kNone, 0, 0},
-      {"jpeg with trailing bytes", Jpeg(8, 8) + "junk", ImageType::kNone, 0, 0},
+      {"jpeg with a trailer after its end", Jpeg(8, 8) + "trailer", ImageType::kJpeg, 8, 8, 7},
+      {"progressive jpeg: tables and a second scan", ProgressiveJpeg(), ImageType::kJpeg, 32, 24},
+      {"jpeg with stuffed and restart bytes", StuffedJpeg(), ImageType::kJpeg, 8, 8},
+      {"jpeg whose scan never ends", Jpeg(8, 8).substr(0, Jpeg(8, 8).size() - 2) + "\xFF",
+       ImageType::kNone, 0, 0},
       {"png of no pixels", Png(0, 5), ImageType::kNone, 0, 0},
       {"png without its header first", std::string("\x89PNG\r\n\x1A\n", 8) + PngChunk("IEND", ""),
        ImageType::kNone, 0, 0},
@@ -65,7 +86,7 @@ TEST(ImageBytesTest, TypeAndSizeComeFromTheBytes) {
 TEST(ImageBytesTest, EveryTruncationIsNoPicture) {
   for (const ImageCase& c : ImageCases()) {
     if (c.type == ImageType::kNone) continue;
-    for (size_t length = 0; length < c.bytes.size(); ++length) {
+    for (size_t length = 0; length < c.bytes.size() - c.trailer; ++length) {
       const std::string cut = c.bytes.substr(0, length);  // its own allocation: ASan sees overreads
       const auto* data = reinterpret_cast<const unsigned char*>(cut.data());
       ASSERT_EQ(veldrake::backup::InspectImage(data, length).type, ImageType::kNone)

@@ -23,6 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace contactfixtures;
 using backuptest::TempDir;
+// The largest photo the library lends, as docs/backup-format.md gives it.
+constexpr int64_t kMaxPhotoBytes = int64_t{64} << 20;
 
 const char* kUdid = "00008110-000A1B2C3D4E5F60";
 const char* kImagesTable = "Library/AddressBook/AddressBookImages.sqlitedb";
@@ -141,18 +143,67 @@ TEST_F(ContactsApiTest, TheBookComesWholePlainAndEncrypted) {
   }
 }
 
+// samples/photos/book.vcf: the pictures a browser drew come back as the card gave them.
+TEST_F(ContactsApiTest, TheSampleBookWithPhotos) {
+  devicesim::AddressBook book;
+  std::string error;
+  ASSERT_TRUE(devicesim::LoadVCardFiles(
+      {std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/samples/photos/book.vcf"}, &book, &error))
+      << error;
+  TempDir dir;
+  const Collected got = Export(WriteOne(dir, book, "", 1), nullptr);
+  ASSERT_EQ(got.people.size(), 5u);
+  const std::vector<std::string> mimes = {"image/jpeg", "image/png", "image/jpeg", "", ""};
+  for (size_t i = 0; i < got.people.size(); ++i) {
+    EXPECT_TRUE(got.people[i].photo == book.people[i].photo) << i;
+    EXPECT_EQ(got.people[i].mime, mimes[i]);
+  }
+  EXPECT_EQ(std::vector<int>({got.people[0].hasCrop, got.people[0].cropX, got.people[0].cropWidth}),
+            std::vector<int>({1, 8, 80}));
+  EXPECT_EQ(got.people[2].groups, std::vector<std::string>({"Climbing", "Work, Berlin"}));
+  EXPECT_EQ(got.people[1].accountType, "google");
+  EXPECT_TRUE(got.warnings.empty());
+}
+
+// A photo larger than the cap is left out with a warning, one of exactly the cap comes (the
+// database guard's own limit on a value is no lower); the next person's photo comes too.
+TEST_F(ContactsApiTest, APhotoOverTheCapIsLeftOut) {
+  const size_t jpegOverhead = Jpeg(8, 8, 0).size();
+  for (const int64_t size : {kMaxPhotoBytes, kMaxPhotoBytes + 1}) {
+    SCOPED_TRACE(size);
+    devicesim::AddressBook book;
+    book.people = {Someone("Big", "", {}, {}), Someone("Small", Png(4, 4), {}, {})};
+    book.people[0].hasCrop = true;
+    book.people[0].cropWidth = 1;
+    for (size_t i = 0; i < book.people.size(); ++i) book.people[i].id = static_cast<int>(i + 1);
+    book.photoSource = [&](const devicesim::Person& p) {
+      return p.id == 1 ? Jpeg(8, 8, static_cast<size_t>(size) - jpegOverhead) : p.photo;
+    };
+    TempDir dir;
+    const Collected got = Export(WriteOne(dir, book, "", 0), nullptr);
+    ASSERT_EQ(got.people.size(), 2u);
+    const bool over = size > kMaxPhotoBytes;
+    EXPECT_EQ(got.people[0].hasPhoto, !over);
+    EXPECT_EQ(got.people[0].photo.size(), over ? 0u : static_cast<size_t>(size));
+    EXPECT_TRUE(got.people[1].hasPhoto && got.people[1].photo == book.people[1].photo);
+    EXPECT_EQ(got.warnings.size(), over ? 1u : 0u);
+    EXPECT_EQ(Warned(got, "contact 1 (ABFullSizeImage) is 67108865 bytes"), over);
+  }
+}
+
 // The images database as the backup lists it, made unusable in each way a backup can be.
 TEST_F(ContactsApiTest, AMissingOrDamagedImagesDatabaseCostsThePhotosOnly) {
   const devicesim::AddressBook book = Book();
   struct Damage {
     const char* name;
     const char* sql;  // run on Manifest.db
-    bool garbage;     // the images database's file overwritten
+    int garbage;      // the images database's file overwritten: 0 no, 1 in place, 2 cut short
     const char* warning;
   } const damages[] = {
-      {"not listed", "DELETE FROM Files WHERE relativePath LIKE '%AddressBookImages%'", false,
+      {"not listed", "DELETE FROM Files WHERE relativePath LIKE '%AddressBookImages%'", 0,
        "holds no AddressBookImages.sqlitedb"},
-      {"not a database", nullptr, true, "no readable database"},
+      {"not a database", nullptr, 1, "no readable database"},
+      {"cut short", nullptr, 2, "not as long as Manifest.db records"},
   };
   for (const Damage& d : damages) {
     SCOPED_TRACE(d.name);
@@ -169,8 +220,10 @@ TEST_F(ContactsApiTest, AMissingOrDamagedImagesDatabaseCostsThePhotosOnly) {
       ASSERT_EQ(sqlite3_step(s), SQLITE_ROW);
       const std::string id = reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
       sqlite3_finalize(s);
-      std::ofstream(path + "/" + id.substr(0, 2) + "/" + id, std::ios::binary | std::ios::trunc)
-          << std::string(8192, 'x');
+      const std::string file = path + "/" + id.substr(0, 2) + "/" + id;
+      const auto size = static_cast<size_t>(fs::file_size(file));
+      std::ofstream(file, std::ios::binary | std::ios::trunc)
+          << std::string(d.garbage == 1 ? size : size / 2, 'x');
     }
     sqlite3_close(manifest);
     const Collected got = Export(path, nullptr);
@@ -209,7 +262,13 @@ TEST_F(ContactsApiTest, ArgumentsStopsAndFailures) {
                                       nullptr),
             kVeldrakeBackupStopped);
   EXPECT_EQ(stopped.people.size(), 2u);
-  EXPECT_EQ(Export(path, "secret").people.size(), 5u);
+  Collected cancelled;
+  cancelled.cancelAfter = 3;
+  EXPECT_EQ(VeldrakeBackupGetContacts(path.c_str(), "secret", 0, CollectContact, &cancelled,
+                                      nullptr, nullptr),
+            kVeldrakeBackupCancelled);
+  EXPECT_EQ(cancelled.people.size(), 3u);
+  EXPECT_EQ(Export(path, "secret").people.size(), 5u) << "a cancel stops only the exports it met";
   EXPECT_STREQ(VeldrakeBackupLastMessage(), "");
 }
 

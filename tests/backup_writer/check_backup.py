@@ -278,6 +278,24 @@ class PhotosGroupsAccountsTest(BackupCase):
                 self.check_images(images)
                 images.close()
 
+    def test_the_sample_book_keeps_every_picture_byte_for_byte(self):
+        path = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "samples",
+                            "photos", "book.vcf")
+        with open(path, encoding="utf-8", newline="") as f:
+            lines = f.read().replace("\r\n ", "").split("\r\n")
+        photos, person = {}, 0
+        for line in lines:
+            person += line == "BEGIN:VCARD"
+            if line.startswith("PHOTO"):
+                photos[person] = base64.b64decode(line.split(";base64,")[-1].split(":")[-1])
+        shutil.copy(path, self.vcf)
+        images = self.write(password=PASSWORD).database(HOME, IMAGES, ("-wal", "-shm"))
+        stored = dict(images.execute("SELECT record_id, data FROM ABFullSizeImage UNION ALL"
+                                     " SELECT record_id, data FROM ABThumbnailImage").fetchall())
+        images.close()
+        self.assertEqual(stored, photos)
+        self.assertEqual(sorted(photos), [1, 2, 3])
+
     def test_bad_photos_are_passed_over_and_a_bad_account_refused(self):
         cards = ("BEGIN:VCARD\nVERSION:3.0\nN:Bad;Photo;;;\nPHOTO;ENCODING=b:not*base64\nEND:VCARD\n"
                  "BEGIN:VCARD\nVERSION:3.0\nN:Cut;Short;;;\nPHOTO;ENCODING=b:QUJDR\nEND:VCARD\n"

@@ -24,26 +24,28 @@ class ImageWriter {
 
   bool Write(const AddressBook& book, size_t begin, size_t end, std::string* error) {
     if (!db_.Exec("BEGIN", error)) return false;
-    for (size_t i = begin; i < end; ++i)
-      if (!WritePhoto(book.people[i], error)) return false;
+    for (size_t i = begin; i < end; ++i) {
+      const Person& p = book.people[i];
+      if (!WritePhoto(p, book.photoSource ? book.photoSource(p) : p.photo, error)) return false;
+    }
     return db_.Exec("COMMIT", error);
   }
 
  private:
-  bool WritePhoto(const Person& p, std::string* error) {
-    if (p.photo.empty()) return true;
+  bool WritePhoto(const Person& p, const std::string& photo, std::string* error) {
+    if (photo.empty()) return true;
     if (!p.hasCrop) {
       thumb_.Int(1, p.id);
       thumb_.Int(2, kThumbnailFormat);
       thumb_.Int(3, kThumbnailFormat);
-      thumb_.Blob(4, p.photo);
+      thumb_.Blob(4, photo);
       return thumb_.Run(error);
     }
     full_.Int(1, p.id);
     full_.Int(2, p.cropX);
     full_.Int(3, p.cropY);
     full_.Int(4, p.cropWidth);
-    full_.Blob(5, p.photo);
+    full_.Blob(5, photo);
     return full_.Run(error);
   }
 

@@ -1,6 +1,6 @@
 // The three picture formats a phone keeps contact photos in, each walked by its own
-// structure: JPEG by its marker segments to the end-of-image marker, PNG by its chunks to
-// IEND, HEIC by its boxes, which must fill the file exactly.
+// structure: JPEG by its marker segments and coded data to the end-of-image marker, PNG
+// by its chunks to IEND, HEIC by its boxes, which must fill the file exactly.
 #include "ImageBytes.h"
 
 #include <cstring>
@@ -31,6 +31,30 @@ bool IsFrameMarker(unsigned char m) {
   return m >= 0xC0 && m <= 0xCF && m != 0xC4 && m != 0xC8 && m != 0xCC;
 }
 
+// Whether the coded data from `at` (just past a scan's header) reaches the end-of-image
+// marker: inside it 0xFF is followed by a stuffed 0x00, a restart marker or more fill; any
+// other marker is a segment between scans (a progressive picture's tables and scans).
+// Bytes after the end-of-image marker (a camera's trailer) belong to no picture.
+bool ReachesEnd(const unsigned char* d, size_t size, size_t at) {
+  while (at < size) {
+    const void* found = std::memchr(d + at, kJpegMarker, size - at);
+    if (found == nullptr) return false;
+    at = static_cast<size_t>(static_cast<const unsigned char*>(found) - d);
+    if (size - at < 2) return false;
+    const unsigned char marker = d[at + 1];
+    if (marker == kJpegEnd) return true;
+    if (marker == 0x00 || (marker >= 0xD0 && marker <= 0xD7) || marker == kJpegMarker) {
+      at += marker == kJpegMarker ? 1 : 2;
+      continue;
+    }
+    if (size - at < 4) return false;
+    const size_t length = Big16(d + at + 2);
+    if (length < 2 || length > size - at - 2) return false;
+    at += 2 + length;
+  }
+  return false;
+}
+
 ImageFacts InspectJpeg(const unsigned char* d, size_t size) {
   ImageFacts facts;
   size_t at = 2;
@@ -52,14 +76,14 @@ ImageFacts InspectJpeg(const unsigned char* d, size_t size) {
       facts.width = Big16(d + at + 7);
       facts.hasSize = facts.width > 0 && facts.height > 0;
     }
-    if (marker == kJpegScan) break;
     at += 2 + length;
+    if (marker == kJpegScan) {
+      if (!facts.hasSize || !ReachesEnd(d, size, at)) return {};
+      facts.type = ImageType::kJpeg;
+      return facts;
+    }
   }
-  // The coded data runs to the end-of-image marker, which a truncated file lacks.
-  const bool ended = size >= 4 && d[size - 2] == kJpegMarker && d[size - 1] == kJpegEnd;
-  if (!ended || !facts.hasSize || at + 4 > size) return {};
-  facts.type = ImageType::kJpeg;
-  return facts;
+  return {};  // no scan: no picture
 }
 
 ImageFacts InspectPng(const unsigned char* d, size_t size) {

@@ -19,7 +19,7 @@ uint32_t Decode(const unsigned char* s, size_t size, size_t* at) {
     ++*at;
     return length == 1 ? lead : kInvalid;
   }
-  uint32_t code = length == 1 ? lead : lead & (0x7F >> length);
+  uint32_t code = lead & (0xFFu >> length);  // the lead byte's own bits
   for (size_t i = 1; i < length; ++i) {
     if ((s[*at + i] & 0xC0) != 0x80) {
       ++*at;

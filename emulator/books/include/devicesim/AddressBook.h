@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,10 @@ struct Person {
 
 struct AddressBook {
   std::vector<Person> people;
+  // Pictures made as the backup is written rather than held (a generated book of
+  // thousands of photos never sits in memory at once): when set, it gives each person's
+  // photo bytes in place of Person::photo.
+  std::function<std::string(const Person&)> photoSource;
 };
 
 // Loads vCard 2.1/3.0/4.0 files and appends their cards to `book`, numbering people on
