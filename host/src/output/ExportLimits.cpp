@@ -7,10 +7,10 @@ bool Budget::Add(uint64_t* count, uint64_t more, uint64_t limit, const char* wha
                  const char* option) {
   if (exceeded()) return false;
   if (more > limit || *count > limit - more) {
-    error_ = "the export passed its limit of " + std::to_string(limit) + " " + what +
-             ", far more than a phone holds: the source is damaged or hostile; nothing was "
-             "written (" +
-             option + " changes the limit)";
+    error_ = "the export passed its limit of " + std::to_string(limit) + " " + what + " (" +
+             option +
+             "; the default is far above any real phone, so the source may be "
+             "damaged or hostile); nothing was written";
     return false;
   }
   *count += more;
@@ -27,6 +27,10 @@ bool Budget::AddRendered(uint64_t bytes) {
 
 bool Budget::AddWritten(uint64_t bytes) {
   return Add(&written_, bytes, limits_.written, "bytes written", "--max-written");
+}
+
+bool Budget::AddHeld(uint64_t bytes) {
+  return Add(&held_, bytes, limits_.rendered, "bytes of text", "--max-rendered");
 }
 
 }  // namespace host

@@ -35,6 +35,9 @@ class Budget {
   bool AddRecord();
   bool AddRendered(uint64_t bytes);
   bool AddWritten(uint64_t bytes);
+  // Text kept until the end (contacts, for a table's columns): it will be rendered, so
+  // it counts against the same limit before it can fill the memory.
+  bool AddHeld(uint64_t bytes);
 
   bool exceeded() const { return !error_.empty(); }
   // "the export passed its limit of ...; nothing was written (--max-...)".
@@ -46,7 +49,7 @@ class Budget {
   bool Add(uint64_t* count, uint64_t more, uint64_t limit, const char* what, const char* option);
 
   ExportLimits limits_;
-  uint64_t records_ = 0, rendered_ = 0, written_ = 0;
+  uint64_t records_ = 0, rendered_ = 0, written_ = 0, held_ = 0;
   std::string error_;
 };
 

@@ -60,15 +60,39 @@ int Failed(const std::string& line) {
   return kExitOutput;
 }
 
+uint64_t Size(const Text& text) {
+  return text ? text->size() : 0;
+}
+
+// The bytes of text a contact holds, a floor of what it renders to.
+uint64_t TextBytes(const Contact& c) {
+  uint64_t bytes = 0;
+  for (const Text* text :
+       {&c.firstName, &c.firstNameYomi, &c.middleName, &c.lastName, &c.lastNameYomi, &c.suffix,
+        &c.nickname, &c.jobTitle, &c.department, &c.companyName, &c.notes, &c.birthday})
+    bytes += Size(*text);
+  for (const Field& field : c.fields) bytes += Size(field.label) + Size(field.value);
+  for (const Address& a : c.addresses)
+    for (const Text* text : {&a.type, &a.street, &a.city, &a.state, &a.postalCode, &a.country})
+      bytes += Size(*text);
+  return bytes;
+}
+
+// A note's date as a file's modification time; a date a file system cannot hold (the
+// record's date is untrusted) leaves the time of writing.
 int64_t NoteMtime(const Note& note) {
-  return note.dateModified < 0 ? INT64_MIN : note.dateModified + kNoteEpoch;
+  const int64_t kLatest = 253402300799 - kNoteEpoch;  // 9999-12-31T23:59:59Z
+  if (note.dateModified < 0 || note.dateModified > kLatest) return INT64_MIN;
+  return note.dateModified + kNoteEpoch;
 }
 
 }  // namespace
 
 Output::Output(const Options& options) : options_(options), budget_(options.limits) {}
 
-Output::~Output() = default;
+Output::~Output() {
+  if (stdoutFd_ >= 0) ::close(stdoutFd_);
+}
 
 int Output::OpenDocument(int fd) {
   buffer_.reset(new BudgetBuffer(fd, &budget_));
@@ -133,7 +157,7 @@ bool Output::Fail(const std::string& error) {
 
 bool Output::Take(Contact&& contact) {
   if (failed()) return false;
-  if (!budget_.AddRecord()) return Fail("");
+  if (!budget_.AddRecord() || !budget_.AddHeld(TextBytes(contact))) return Fail("");
   contacts_.push_back(std::move(contact));
   return true;
 }

@@ -116,7 +116,11 @@ Json ContactJson(const Contact& c, const std::string* photoPath) {
 
 // By value, so that a note streamed out gives its texts up rather than being copied.
 Json NoteJson(Note n) {
-  Json j;
+  const size_t kMembers = 3;
+  Json j = Json::object();
+  // Room for every member first: growing would copy the members already in (their keys
+  // are const), a note's whole text among them.
+  j.get_ptr<Json::object_t*>()->reserve(kMembers);
   j["subject"] = n.subject ? Json(std::move(*n.subject)) : Json(nullptr);
   j["content"] = n.content ? Json(std::move(*n.content)) : Json(nullptr);
   std::optional<std::string> modified = NoteDateToIso(n.dateModified);

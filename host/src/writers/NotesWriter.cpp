@@ -45,7 +45,9 @@ void NotesWriter::WriteNote(std::ostream& out, const Note& note) const {
     if (modified) out << "Modified: " << *modified << "\n";
     out << "\n";
   }
-  const std::string content = note.content.value_or("");
+  // By reference: a note's text may be tens of megabytes.
+  static const std::string kNone;
+  const std::string& content = note.content ? *note.content : kNone;
   out << content;
   if (!content.empty() && content.back() != '\n') out << "\n";
 }
