@@ -10,7 +10,7 @@ packages=(
   python3 python3-vobject python3-cryptography pkgconf
   time
   libimobiledevice-utils libimobiledevice-dev libusbmuxd-dev libssl-dev
-  libsqlite3-dev zlib1g-dev
+  libsqlite3-dev zlib1g-dev python3-pil
   libutf8proc-dev libcmark-gfm-dev libcmark-gfm-extensions-dev chromium-headless-shell
 )
 

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <vector>
 
+#include "ContactOptions.h"
 #include "Exporter.h"
 #include "Library.h"
 #include "Messages.h"
@@ -24,6 +25,7 @@ struct BackupSource {
   const BackupLibrary* library;
   const char* path;
   const char* password;  // null: none
+  int flags;             // VeldrakeBackupGetContacts's
 };
 
 // A text of the backup as it may be printed: no terminal escapes, no invalid UTF-8.
@@ -39,6 +41,9 @@ void Warn(const char* message, void*) {
 // GetData's shape over VeldrakeBackupGetData, so that the Exporter drives both alike.
 int BackupGetData(int kind, void*, void* device, void* callback) {
   const BackupSource& source = *static_cast<const BackupSource*>(device);
+  if (kind == kVeldrakeContacts && source.library->getContacts != nullptr)
+    return source.library->getContacts(source.path, source.password, source.flags,
+                                       Exporter::OnContact, nullptr, Warn, nullptr);
   return source.library->getData(source.path, source.password, kind,
                                  reinterpret_cast<VeldrakeRecordCallback>(callback), Warn, nullptr);
 }
@@ -139,13 +144,16 @@ int RunBackupExport(const Options& options) {
   settings.kind = options.kind;
   settings.limit = options.limit;
   settings.platformDevice = false;
+  settings.account = options.account;
   settings.sink = &output;
   Exporter exporter(adapter, settings);
   BackupSource source{&backup, options.backup.c_str(),
-                      password.empty() ? nullptr : password.c_str()};
+                      password.empty() ? nullptr : password.c_str(),
+                      options.noPhotos ? VELDRAKE_CONTACTS_NO_PHOTOS : 0};
   const ExportOutcome outcome = exporter.Run(&source);
   Forget(&password);
   if ((status = Explain(outcome, backup)) != kExitOk) return status;
+  if ((status = CheckAccount(options, exporter)) != kExitOk) return status;
   if ((status = output.Write()) != kExitOk) return status;
   if (!options.quiet)
     std::fprintf(stderr, "exported %zu %s from the backup in %.2f s\n", exporter.count(),

@@ -31,6 +31,9 @@ struct Options {
   std::string backup;        // export from this backup folder; doctor: check it; backups: list
   std::string passwordFile;  // the backup's password is its first line
   PhoneRequest phone;        // command kPhone
+  bool noPhotos = false;     // contacts: leave the photos out
+  std::string account;       // contacts: only this account's people
+  bool split = false;        // vCard into a folder: one file per person
   ExportLimits limits;       // export-wide: records, bytes rendered, bytes written
 };
 

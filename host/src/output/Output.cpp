@@ -11,10 +11,13 @@
 #include <cstring>
 #include <utility>
 
+#include "ContactFiles.h"
 #include "CsvWriter.h"
+#include "GoogleCsvWriter.h"
 #include "JsonWriter.h"
 #include "Messages.h"
 #include "NotesWriter.h"
+#include "OutlookCsvWriter.h"
 #include "VCardWriter.h"
 
 namespace host {
@@ -103,6 +106,10 @@ int Output::OpenFolder(const std::string& path) {
   if (!folder_->Open(path, &error)) return Failed(error);
   if (options_.kind == kVeldrakeNotes && WritesNoteFiles(options_.format)) {
     target_ = Target::kFolderNotes;
+    return kExitOk;
+  }
+  if (options_.kind == kVeldrakeContacts && options_.split) {
+    target_ = Target::kFolderCards;
     return kExitOk;
   }
   target_ = Target::kFolderDocument;
@@ -195,7 +202,13 @@ void Output::RenderContacts() {
       CsvWriter::Write(out, contacts_, options_.bom);
       break;
     case Format::kContactsJson:
-      JsonWriter::WriteContacts(out, contacts_);
+      RenderContactsJson();
+      break;
+    case Format::kGoogleCsv:
+      GoogleCsvWriter::Write(out, contacts_, options_.bom);
+      break;
+    case Format::kOutlookCsv:
+      OutlookCsvWriter::Write(out, contacts_, options_.bom);
       break;
     case Format::kVCard3:
     case Format::kVCard4: {
@@ -207,6 +220,17 @@ void Output::RenderContacts() {
     default:
       break;
   }
+}
+
+void Output::RenderContactsJson() {
+  if (target_ != Target::kFolderDocument) return JsonWriter::WriteContacts(*stream_, contacts_);
+  std::vector<std::string> paths;
+  std::string error;
+  if (!WritePhotoFiles(folder_.get(), contacts_, &paths, &error)) {
+    Fail(error);
+    return;
+  }
+  JsonWriter::WriteContacts(*stream_, contacts_, &paths);
 }
 
 // The finished document put where it goes.
@@ -235,6 +259,8 @@ bool Output::Deliver(std::string* error) {
              folder_->Commit(error);
     case Target::kFolderNotes:
       return folder_->Commit(error);
+    case Target::kFolderCards:
+      return WriteCards(folder_.get(), options_, contacts_, error) && folder_->Commit(error);
   }
   return false;
 }

@@ -54,7 +54,14 @@ class Output : public RecordSink {
   int Write();
 
  private:
-  enum class Target { kStandardOutput, kFile, kInPlace, kFolderDocument, kFolderNotes };
+  enum class Target {
+    kStandardOutput,
+    kFile,
+    kInPlace,
+    kFolderDocument,
+    kFolderNotes,
+    kFolderCards  // --split: one vCard per person
+  };
 
   int OpenFolder(const std::string& path);
   int OpenDocument(int fd);
@@ -62,6 +69,8 @@ class Output : public RecordSink {
   bool TakeNoteFile(Note&& note);
   bool Deliver(std::string* error);
   void RenderContacts();
+  // JSON into a folder: each photo a file beside the document, named by its path.
+  void RenderContactsJson();
 
   const Options& options_;
   Budget budget_;

@@ -100,6 +100,8 @@ bool BackupLibrary::Load(const Library& main, std::string* error) {
   getData = reinterpret_cast<decltype(getData)>(::dlsym(handle, "VeldrakeBackupGetData"));
   lastMessage =
       reinterpret_cast<decltype(lastMessage)>(::dlsym(handle, "VeldrakeBackupLastMessage"));
+  getContacts =
+      reinterpret_cast<decltype(getContacts)>(::dlsym(handle, "VeldrakeBackupGetContacts"));
   cancel = reinterpret_cast<decltype(cancel)>(::dlsym(handle, "VeldrakeBackupCancel"));
   removeTemporaries = reinterpret_cast<decltype(removeTemporaries)>(
       ::dlsym(handle, "VeldrakeBackupRemoveTemporaries"));

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "veldrake/Backup.h"
+#include "veldrake/BackupContacts.h"
 #include "veldrake/Session.h"
 
 namespace host {
@@ -53,6 +54,9 @@ class BackupLibrary {
   decltype(&VeldrakeBackupList) list = nullptr;
   decltype(&VeldrakeBackupGetData) getData = nullptr;
   decltype(&VeldrakeBackupLastMessage) lastMessage = nullptr;
+  // Contacts with their photo, groups, account and dates; null in a library that predates
+  // them, whose contacts then come without.
+  decltype(&VeldrakeBackupGetContacts) getContacts = nullptr;
   // Null when the library loaded is older than these entry points.
   decltype(&VeldrakeBackupCancel) cancel = nullptr;
   decltype(&VeldrakeBackupRemoveTemporaries) removeTemporaries = nullptr;

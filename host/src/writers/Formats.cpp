@@ -10,6 +10,8 @@ const FormatInfo kFormats[] = {
     {Format::kVCard4, kVeldrakeContacts, "vcf4", "vcf"},
     {Format::kCsv, kVeldrakeContacts, "csv", "csv"},
     {Format::kContactsJson, kVeldrakeContacts, "json", "json"},
+    {Format::kGoogleCsv, kVeldrakeContacts, "google-csv", "csv"},
+    {Format::kOutlookCsv, kVeldrakeContacts, "outlook-csv", "csv"},
     {Format::kNotesJson, kVeldrakeNotes, "json", "json"},
     {Format::kMarkdown, kVeldrakeNotes, "md", "md"},
     {Format::kText, kVeldrakeNotes, "txt", "txt"},

@@ -10,7 +10,17 @@
 
 namespace host {
 
-enum class Format { kVCard3, kVCard4, kCsv, kContactsJson, kNotesJson, kMarkdown, kText };
+enum class Format {
+  kVCard3,
+  kVCard4,
+  kCsv,
+  kContactsJson,
+  kNotesJson,
+  kMarkdown,
+  kText,
+  kGoogleCsv,
+  kOutlookCsv
+};
 
 struct FormatInfo {
   Format format;

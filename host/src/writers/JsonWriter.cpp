@@ -5,6 +5,7 @@
 
 #include "Dates.h"
 #include "Labels.h"
+#include "Photos.h"
 
 namespace host {
 namespace {
@@ -48,7 +49,31 @@ void Dump(std::ostream& out, const Items& items) {
   out << items.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
 }
 
-Json ContactJson(const Contact& c) {
+void PutDate(Json& object, const char* key, int64_t seconds) {
+  const std::optional<std::string> iso = UnixTimeToIso(seconds);
+  if (iso) object[key] = *iso;
+}
+
+// What only a backup gives: the account, groups, dates and photo.
+void PutDetails(Json& j, const Contact& c, const std::string* photoPath) {
+  Put(j, "account", c.account);
+  Put(j, "accountType", c.accountType);
+  if (!c.groups.empty()) j["groups"] = c.groups;
+  PutDate(j, "created", c.created);
+  PutDate(j, "modified", c.modified);
+  if (!c.photo) return;
+  Json photo;
+  photo["type"] = c.photo->mimeType;
+  if (photoPath != nullptr)
+    photo["path"] = *photoPath;
+  else
+    photo["data"] = Base64(c.photo->data);
+  if (c.photo->hasCrop)
+    photo["crop"] = {{"x", c.photo->cropX}, {"y", c.photo->cropY}, {"width", c.photo->cropWidth}};
+  j["photo"] = std::move(photo);
+}
+
+Json ContactJson(const Contact& c, const std::string* photoPath) {
   Json j;
   j["id"] = c.id;
   Put(j, "firstName", c.firstName);
@@ -85,6 +110,7 @@ Json ContactJson(const Contact& c) {
     Put(item, "country", a.country);
     j["addresses"].push_back(std::move(item));
   }
+  PutDetails(j, c, photoPath);
   return j;
 }
 
@@ -104,9 +130,11 @@ Json NoteJson(Note n) {
 
 }  // namespace
 
-void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts) {
+void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts,
+                               const std::vector<std::string>* photoPaths) {
   Json all = Json::array();
-  for (const Contact& c : contacts) all.push_back(ContactJson(c));
+  for (size_t i = 0; i < contacts.size(); ++i)
+    all.push_back(ContactJson(contacts[i], photoPaths ? &(*photoPaths)[i] : nullptr));
   Dump(out, all);
 }
 
