@@ -11,7 +11,6 @@
 #include "CsvWriter.h"
 #include "Dates.h"
 #include "Exporter.h"
-#include "NotesWriter.h"
 #include "Phones.h"
 #include "Progress.h"
 #include "QX/Contact.h"
@@ -100,27 +99,6 @@ TEST(CsvWriter, QuotesOnlyCellsThatNeedIt) {
   EXPECT_EQ(CsvWriter::Cell("plain text"), "plain text");
   EXPECT_EQ(CsvWriter::Cell("a,b"), "\"a,b\"");
   EXPECT_EQ(CsvWriter::Cell("say \"hi\"\nbye"), "\"say \"\"hi\"\"\nbye\"");
-}
-
-TEST(NotesWriter, FileNamesAreSafeUniqueAndShort) {
-  NotesWriter writer(NotesWriter::kMarkdown);
-  std::set<std::string> used;
-  auto name = [&](Text subject, size_t index) {
-    Note note;
-    note.subject = subject;
-    return writer.FileName(note, index, &used);
-  };
-  EXPECT_EQ(name("../etc/passwd", 0), "_etc_passwd.md");
-  EXPECT_EQ(name("a:b*c?\"<>|", 1), "a_b_c_____.md");
-  EXPECT_EQ(name("Same", 2), "Same.md");
-  EXPECT_EQ(name("Same", 3), "Same (2).md");
-  EXPECT_EQ(name(std::nullopt, 4), "Note 5.md");
-  EXPECT_EQ(name(" .. ", 5), "Note 6.md");
-  std::string longest;
-  for (int i = 0; i < 60; ++i) longest += "ä";  // 120 bytes
-  const std::string cut = name(longest, 6);
-  EXPECT_LE(cut.size(), 100u + 3);
-  EXPECT_TRUE(utf8::is_valid(cut.begin(), cut.end()));
 }
 
 TEST(Udid, OneRuleForEveryCommand) {

@@ -14,7 +14,9 @@
 #include "CsvWriter.h"
 #include "JsonWriter.h"
 #include "Messages.h"
-#include "NotesWriter.h"
+#include "NoteFolder.h"
+#include "NotesDocument.h"
+#include "OutputFolder.h"
 #include "Signals.h"
 #include "VCardWriter.h"
 
@@ -32,8 +34,11 @@ const char* Noun(VeldrakeDataKind kind) {
   return kind == kVeldrakeContacts ? "contacts" : "notes";
 }
 
-NotesWriter::Style NotesStyle(Format format) {
-  return format == Format::kMarkdown ? NotesWriter::kMarkdown : NotesWriter::kText;
+std::vector<NoteRecord> NoteRecords(const std::vector<Note>& notes) {
+  std::vector<NoteRecord> records;
+  records.reserve(notes.size());
+  for (const Note& note : notes) records.push_back(FromSyncNote(note));
+  return records;
 }
 
 int Failed(const std::string& line) {
@@ -62,8 +67,13 @@ int Output::OpenFolder(const std::string& folder) {
 
 int Output::Open() {
   const std::string& output = options_.output;
+  const bool wantsFolder =
+      !output.empty() && output != "-" && (output.back() == '/' || IsDirectory(output));
+  if (options_.format == Format::kNoteHtml && !wantsFolder) {
+    Say("--format html writes a folder of pages: give -o DIR/");
+    return kExitUsage;
+  }
   if (output.empty() || output == "-") return kExitOk;
-  const bool wantsFolder = output.back() == '/' || IsDirectory(output);
   std::string path = output;
   if (wantsFolder) {
     while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -98,11 +108,10 @@ std::string Output::Render(const Options& options, Exporter& exporter) {
   std::ostringstream out;
   switch (options.format) {
     case Format::kNotesJson:
-      JsonWriter::WriteNotes(out, exporter.notes());
-      break;
     case Format::kMarkdown:
     case Format::kText:
-      NotesWriter(NotesStyle(options.format)).WriteAll(out, exporter.notes());
+    case Format::kNoteHtml:
+      out << NotesDocument(options.format, NoteRecords(exporter.notes()));
       break;
     case Format::kCsv:
       CsvWriter::Write(out, exporter.contacts(), options.bom);
@@ -122,15 +131,13 @@ std::string Output::Render(const Options& options, Exporter& exporter) {
 }
 
 bool Output::WriteNoteFiles(Exporter& exporter, std::string* error) {
-  const NotesWriter writer(NotesStyle(options_.format));
-  std::set<std::string> used;
-  std::vector<std::pair<std::string, std::string>> files;
-  for (size_t i = 0; i < exporter.notes().size(); ++i) {
-    std::ostringstream out;
-    writer.WriteNote(out, exporter.notes()[i]);
-    files.emplace_back(writer.FileName(exporter.notes()[i], i, &used), out.str());
-  }
-  return OutputFile::CommitAll(directory_, files, error);
+  OutputFolder folder;
+  if (!folder.Open(directory_, error)) return false;
+  NoteFolder notes(&folder, options_.format,
+                   [](const std::string& line) { Say("warning: " + line); });
+  for (const Note& note : exporter.notes())
+    if (!notes.Add(FromSyncNote(note), nullptr, error)) return false;
+  return notes.Finish(error);
 }
 
 int Output::Write(Exporter& exporter) {

@@ -13,6 +13,7 @@ const FormatInfo kFormats[] = {
     {Format::kNotesJson, kVeldrakeNotes, "json", "json"},
     {Format::kMarkdown, kVeldrakeNotes, "md", "md"},
     {Format::kText, kVeldrakeNotes, "txt", "txt"},
+    {Format::kNoteHtml, kVeldrakeNotes, "html", "html"},
 };
 
 }  // namespace
@@ -37,7 +38,7 @@ const FormatInfo& Describe(Format format) {
 }
 
 bool WritesNoteFiles(Format format) {
-  return format == Format::kMarkdown || format == Format::kText;
+  return format == Format::kMarkdown || format == Format::kText || format == Format::kNoteHtml;
 }
 
 }  // namespace host

@@ -10,7 +10,16 @@
 
 namespace host {
 
-enum class Format { kVCard3, kVCard4, kCsv, kContactsJson, kNotesJson, kMarkdown, kText };
+enum class Format {
+  kVCard3,
+  kVCard4,
+  kCsv,
+  kContactsJson,
+  kNotesJson,
+  kMarkdown,
+  kText,
+  kNoteHtml
+};
 
 struct FormatInfo {
   Format format;
@@ -23,7 +32,7 @@ struct FormatInfo {
 std::map<std::string, Format> FormatsOf(VeldrakeDataKind kind);
 Format DefaultFormat(VeldrakeDataKind kind);
 const FormatInfo& Describe(Format format);
-// Notes in one file per note (Markdown or text) rather than one document.
+// Notes in one file per note (Markdown, text or web pages) rather than one document.
 bool WritesNoteFiles(Format format);
 
 }  // namespace host

@@ -88,26 +88,11 @@ Json ContactJson(const Contact& c) {
   return j;
 }
 
-Json NoteJson(const Note& n) {
-  Json j;
-  j["subject"] = n.subject ? Json(*n.subject) : Json(nullptr);
-  j["content"] = n.content ? Json(*n.content) : Json(nullptr);
-  std::optional<std::string> modified = NoteDateToIso(n.dateModified);
-  j["modified"] = modified ? Json(*modified) : Json(nullptr);
-  return j;
-}
-
 }  // namespace
 
 void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts) {
   Json all = Json::array();
   for (const Contact& c : contacts) all.push_back(ContactJson(c));
-  Dump(out, all);
-}
-
-void JsonWriter::WriteNotes(std::ostream& out, const std::vector<Note>& notes) {
-  Json all = Json::array();
-  for (const Note& n : notes) all.push_back(NoteJson(n));
   Dump(out, all);
 }
 

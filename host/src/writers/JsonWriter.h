@@ -1,11 +1,10 @@
-// JsonWriter: contacts and notes as JSON documents (an array of objects each).
+// JsonWriter: contacts as a JSON document (an array of objects; notes: NoteJson.h).
 //
 // Contacts: the texts the device sent under camel-case names (absent ones left out), the
 // birthday as YYYY-MM-DD, and one array per kind of item ("phones", "emails", "urls",
 // "addresses", "instantMessaging", "socialProfiles", "relatedNames", "dates", "other").
 // An item's "label" is the bare label ("Mobile"); "deviceLabel" keeps the device's own
-// text where it differs ("_$!<Mobile>!$_"). Notes: "subject", "content" (null when
-// absent) and "modified" as ISO 8601 UTC (null for no date), the form the emulator reads.
+// text where it differs ("_$!<Mobile>!$_").
 //
 // Ownership: writes to a stream the caller owns. Thread contract: pure functions.
 #ifndef VELDRAKE_HOST_JSONWRITER_H_
@@ -21,7 +20,6 @@ namespace host {
 class JsonWriter {
  public:
   static void WriteContacts(std::ostream& out, const std::vector<Contact>& contacts);
-  static void WriteNotes(std::ostream& out, const std::vector<Note>& notes);
 };
 
 }  // namespace host

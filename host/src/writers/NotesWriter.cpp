@@ -1,4 +1,4 @@
-// Notes as Markdown or text, in one document or one file each with a safe name.
+// Notes as Markdown or text, one after another or one alone.
 #include "NotesWriter.h"
 
 #include "Dates.h"
@@ -6,30 +6,9 @@
 namespace host {
 namespace {
 
-constexpr size_t kMaxNameBytes = 100;
-
 // The first line of a subject, for a heading.
 std::string FirstLine(const std::string& text) {
   return text.substr(0, text.find_first_of("\r\n"));
-}
-
-bool Refused(unsigned char c) {
-  return c < 0x20 || c == 0x7F || c == '/' || c == '\\' || c == ':' || c == '*' || c == '?' ||
-         c == '"' || c == '<' || c == '>' || c == '|';
-}
-
-std::string Trim(const std::string& s) {
-  const size_t begin = s.find_first_not_of(" .");
-  if (begin == std::string::npos) return "";
-  return s.substr(begin, s.find_last_not_of(" .") - begin + 1);
-}
-
-// At most `limit` bytes, cut before a UTF-8 continuation byte never.
-std::string Truncate(const std::string& s, size_t limit) {
-  if (s.size() <= limit) return s;
-  size_t cut = limit;
-  while (cut > 0 && (static_cast<unsigned char>(s[cut]) & 0xC0) == 0x80) --cut;
-  return s.substr(0, cut);
 }
 
 }  // namespace
@@ -55,20 +34,6 @@ void NotesWriter::WriteAll(std::ostream& out, const std::vector<Note>& notes) co
     if (i) out << (style_ == kMarkdown ? "\n---\n\n" : "\n" + std::string(72, '=') + "\n\n");
     WriteNote(out, notes[i]);
   }
-}
-
-std::string NotesWriter::FileName(const Note& note, size_t index,
-                                  std::set<std::string>* used) const {
-  std::string name;
-  for (char c : FirstLine(note.subject.value_or("")))
-    name.push_back(Refused(static_cast<unsigned char>(c)) ? '_' : c);
-  name = Trim(Truncate(Trim(name), kMaxNameBytes));
-  if (name.empty()) name = "Note " + std::to_string(index + 1);
-  std::string candidate = name + Extension();
-  for (int n = 2; used->count(candidate); ++n)
-    candidate = name + " (" + std::to_string(n) + ")" + Extension();
-  used->insert(candidate);
-  return candidate;
 }
 
 }  // namespace host

@@ -1,17 +1,13 @@
-// NotesWriter: notes as Markdown or plain text, in one file or one file per note.
+// NotesWriter: notes as Markdown or plain text, one after another or one alone.
 //
 // Each note is its subject as a heading (Markdown) or first line (text), its modification
-// time in ISO 8601 UTC, a blank line and its content unchanged. File names for one file
-// per note come from the subject, made safe: no path separators or characters that common
-// file systems refuse, no leading or trailing dots or blanks, at most 100 bytes of whole
-// UTF-8 characters, "Note N" for an empty subject, and " (2)", " (3)"... for repeats.
+// time in ISO 8601 UTC, a blank line and its content unchanged.
 //
 // Ownership: writes to streams the caller owns. Thread contract: one writer per thread.
 #ifndef VELDRAKE_HOST_NOTESWRITER_H_
 #define VELDRAKE_HOST_NOTESWRITER_H_
 
 #include <ostream>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -29,11 +25,6 @@ class NotesWriter {
   void WriteNote(std::ostream& out, const Note& note) const;
   // All notes, separated from each other.
   void WriteAll(std::ostream& out, const std::vector<Note>& notes) const;
-
-  const char* Extension() const { return style_ == kMarkdown ? ".md" : ".txt"; }
-
-  // A safe, unused file name for the `index`-th note (0-based); records it in `used`.
-  std::string FileName(const Note& note, size_t index, std::set<std::string>* used) const;
 
  private:
   Style style_;

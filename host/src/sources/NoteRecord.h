@@ -1,0 +1,81 @@
+// NoteRecord: the host's own copy of one note whole, the one record every notes writer
+// reads, whichever route it came by.
+//
+// From a backup it is copied out of the VeldrakeNote the library lends (BackupNotes.h):
+// identifier, title, folder path, account, dates, pinned state, the body as text,
+// Markdown and HTML, the attachments, tables and tags. From the sync route (older phones)
+// it is made from the QX::Notes copy: the subject is the title, the content the text, and
+// the Markdown and HTML are that text escaped, so the same writers serve both.
+//
+// Links in `markdown` and `html` keep the library's two URL forms
+// ("veldrake-attachment:<id>", "veldrake-note:<id>") until a writer resolves them
+// (NoteLinks.h). Texts are valid UTF-8 (copied through CopyText).
+//
+// Thread contract: plain values; the copy functions touch nothing shared.
+#ifndef VELDRAKE_HOST_NOTERECORD_H_
+#define VELDRAKE_HOST_NOTERECORD_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Records.h"
+
+struct VeldrakeNote;
+
+namespace host {
+
+// A date the note does not have (VeldrakeNote's INT64_MIN).
+constexpr int64_t kNoNoteDate = INT64_MIN;
+
+struct NoteAttachmentRecord {
+  std::string id;
+  int kind = 0;  // a VeldrakeNoteAttachmentKind
+  std::string type;
+  std::string fileName;  // "" when there is no file (URL card, table, missing media)
+  Text title;
+  Text url;
+  int64_t size = -1;
+  std::string path;  // relative to the output folder once written there, else ""
+};
+
+struct NoteTableRecord {
+  std::string attachmentId;
+  size_t rows = 0, columns = 0;
+  std::vector<std::string> cells;  // cells[row * columns + column]
+};
+
+struct NoteRecord {
+  Text id;  // none on the sync route
+  std::string title;
+  std::vector<std::string> folderPath;  // outermost first
+  Text account;
+  int64_t created = kNoNoteDate;  // seconds since 1970-01-01 UTC
+  int64_t modified = kNoNoteDate;
+  bool pinned = false;
+  bool deleted = false;
+  bool hasTitle = true, hasText = true;  // false: the sync route's device sent none
+  std::string text, markdown, html;
+  std::vector<NoteAttachmentRecord> attachments;
+  std::vector<NoteTableRecord> tables;
+  std::vector<std::string> tags;
+};
+
+// A sync-route note as a whole record.
+NoteRecord FromSyncNote(const Note& note);
+// A copy of the note the backup library lends; counts below zero count as none.
+NoteRecord CopyBackupNote(const VeldrakeNote& note);
+
+// Whether the attachment has a file of its own to write (not a URL card, table or missing).
+bool AttachmentHasFile(const NoteAttachmentRecord& attachment);
+
+// The sync route's record again, with `content` as its content (for the writers of a
+// single document).
+Note ToSyncNote(const NoteRecord& note, const std::string& content);
+
+// Seconds since 1970 UTC -> "2023-04-05T06:07:08Z"; nullopt for kNoNoteDate.
+std::optional<std::string> NoteTimeToIso(int64_t unixSeconds);
+
+}  // namespace host
+
+#endif  // VELDRAKE_HOST_NOTERECORD_H_
