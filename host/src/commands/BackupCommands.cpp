@@ -7,6 +7,7 @@
 #include <ctime>
 #include <vector>
 
+#include "BackupNotesExport.h"
 #include "Exporter.h"
 #include "Library.h"
 #include "Messages.h"
@@ -105,6 +106,23 @@ std::string Date(int64_t seconds) {
   return text;
 }
 
+// The notes whole, when the library has them: the export's status, its lines said.
+int RunNotesWhole(const Options& options, const BackupLibrary& backup, std::string* password,
+                  Output* output) {
+  const NotesRun run = ExportBackupNotes(options, backup, *password, output);
+  Forget(password);
+  ExportOutcome outcome;
+  outcome.result = run.result;
+  outcome.stoppedByHost = run.stoppedByHost;
+  outcome.cancelled = run.cancelled;
+  if (run.outputFailed && !run.cancelled)
+    return run.outputError.empty() ? kExitOutput : Failed(run.outputError, kExitOutput);
+  const int status = Explain(outcome, backup);
+  if (status == kExitOk && !options.quiet)
+    std::fprintf(stderr, "exported %zu notes from the backup\n", run.count);
+  return status;
+}
+
 }  // namespace
 
 int RunBackupExport(const Options& options) {
@@ -116,6 +134,8 @@ int RunBackupExport(const Options& options) {
   if ((status = LoadLibraries(&library, &backup)) != kExitOk) return status;
   std::string password;
   if ((status = FindPassword(options, backup, &password)) != kExitOk) return status;
+  if (options.kind == kVeldrakeNotes && backup.getNotes != nullptr)
+    return RunNotesWhole(options, backup, &password, &output);
   Library adapter;
   adapter.getData = BackupGetData;
   adapter.disconnect = NothingToClose;

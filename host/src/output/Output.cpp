@@ -140,21 +140,30 @@ bool Output::WriteNoteFiles(Exporter& exporter, std::string* error) {
   return notes.Finish(error);
 }
 
-int Output::Write(Exporter& exporter) {
+void Output::KeepFolder() {
+  if (!madeFolder_.empty()) UnregisterTemporary(madeFolder_);
+  madeFolder_.clear();
+}
+
+int Output::WriteDocument(const std::string& text) {
   std::string error;
   bool written;
-  if (!directory_.empty()) {
-    written = WriteNoteFiles(exporter, &error);
-  } else if (file_) {
-    written = file_->Commit(Render(options_, exporter), &error);
+  if (file_) {
+    written = file_->Commit(text, &error);
   } else {
-    written = OutputFile::WriteAll(stdoutFd_ >= 0 ? stdoutFd_ : STDOUT_FILENO,
-                                   Render(options_, exporter), &error);
+    written = OutputFile::WriteAll(stdoutFd_ >= 0 ? stdoutFd_ : STDOUT_FILENO, text, &error);
     if (!written) error = "standard output: " + error;
   }
   if (!written) return Failed(error);
-  if (!madeFolder_.empty()) UnregisterTemporary(madeFolder_);
-  madeFolder_.clear();
+  KeepFolder();
+  return kExitOk;
+}
+
+int Output::Write(Exporter& exporter) {
+  if (directory_.empty()) return WriteDocument(Render(options_, exporter));
+  std::string error;
+  if (!WriteNoteFiles(exporter, &error)) return Failed(error);
+  KeepFolder();
   return kExitOk;
 }
 

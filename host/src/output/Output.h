@@ -33,6 +33,14 @@ class Output {
   // kExitOk, or kExitOutput with the line said.
   int Write(Exporter& exporter);
 
+  // The folder notes go into (`-o DIR/`), "" when they go to one document.
+  const std::string& noteFolder() const { return directory_; }
+  // Writes one document to the file or standard output: kExitOk, or kExitOutput with the
+  // line said.
+  int WriteDocument(const std::string& text);
+  // The folder made by Open was written into: it stays.
+  void KeepFolder();
+
   // The export's text in the chosen format (not for note files).
   static std::string Render(const Options& options, Exporter& exporter);
 

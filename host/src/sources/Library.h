@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "veldrake/Backup.h"
+#include "veldrake/BackupNotes.h"
 #include "veldrake/Session.h"
 
 namespace host {
@@ -53,6 +54,9 @@ class BackupLibrary {
   decltype(&VeldrakeBackupList) list = nullptr;
   decltype(&VeldrakeBackupGetData) getData = nullptr;
   decltype(&VeldrakeBackupLastMessage) lastMessage = nullptr;
+  // Notes whole (BackupNotes.h); null in a library without them.
+  decltype(&VeldrakeBackupGetNotes) getNotes = nullptr;
+  decltype(&VeldrakeBackupCopyAttachment) copyAttachment = nullptr;
 };
 
 }  // namespace host

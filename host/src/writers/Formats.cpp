@@ -38,7 +38,7 @@ const FormatInfo& Describe(Format format) {
 }
 
 bool WritesNoteFiles(Format format) {
-  return format == Format::kMarkdown || format == Format::kText || format == Format::kNoteHtml;
+  return Describe(format).kind == kVeldrakeNotes;
 }
 
 }  // namespace host
