@@ -1,0 +1,145 @@
+// The host's notes texts: plain text made Markdown and read back by cmark-gfm, links
+// resolved against std::filesystem's own relative paths.
+#include <cmark-gfm-core-extensions.h>
+#include <cmark-gfm-extension_api.h>
+#include <cmark-gfm.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "NoteLinks.h"
+#include "NoteText.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What cmark-gfm, with GitHub's extensions, shows of a Markdown text as plain text (autolinks
+// left out: a bare URL that becomes a link still reads the same).
+std::string ShownText(const std::string& markdown) {
+  cmark_gfm_core_extensions_ensure_registered();
+  cmark_parser* parser = cmark_parser_new(CMARK_OPT_DEFAULT);
+  for (const char* name : {"table", "strikethrough", "tasklist"})
+    cmark_parser_attach_syntax_extension(parser, cmark_find_syntax_extension(name));
+  cmark_parser_feed(parser, markdown.data(), markdown.size());
+  cmark_node* document = cmark_parser_finish(parser);
+  std::string shown;
+  bool plain = true;  // only paragraphs and text: no markup took effect
+  cmark_iter* iter = cmark_iter_new(document);
+  for (cmark_event_type e; (e = cmark_iter_next(iter)) != CMARK_EVENT_DONE;) {
+    const cmark_node_type type = cmark_node_get_type(cmark_iter_get_node(iter));
+    plain = plain && (type == CMARK_NODE_DOCUMENT || type == CMARK_NODE_PARAGRAPH ||
+                      type == CMARK_NODE_TEXT || type == CMARK_NODE_LINEBREAK);
+  }
+  cmark_iter_free(iter);
+  char* text = cmark_render_plaintext(document, CMARK_OPT_DEFAULT, 0);
+  shown = plain ? text : "(markup) " + std::string(text);
+  free(text);
+  cmark_node_free(document);
+  cmark_parser_free(parser);
+  return shown;
+}
+
+TEST(NoteText, PlainTextReadsBackAsItselfThroughCommonMark) {
+  const std::vector<std::string> lines = {"# not a heading",
+                                          "- not a list",
+                                          "1. not numbered",
+                                          "12) nor this",
+                                          "> no quote",
+                                          "    four spaces",
+                                          "\tTab",
+                                          "*star* _under_ `code`",
+                                          "~~strike~~",
+                                          "[link](http://x)",
+                                          "<b>html</b>",
+                                          "&amp; entity",
+                                          "| a | b |",
+                                          "---",
+                                          "===",
+                                          "+ plus",
+                                          "- [ ] task",
+                                          "a\\b back\\",
+                                          "![img](x.png)",
+                                          "Äpfel (6) 🎨",
+                                          "1986. A year",
+                                          "#hashtag and #1",
+                                          "x * y _ z",
+                                          "a<b>c & d;"};
+  std::vector<std::string> texts;
+  for (size_t i = 0; i < lines.size(); ++i) {
+    texts.push_back(lines[i]);
+    texts.push_back(lines[i] + "\n" + lines[(i + 5) % lines.size()]);
+    texts.push_back(lines[i] + "\n\n" + lines[(i + 11) % lines.size()] + "\n");
+  }
+  for (const std::string& text : texts) {
+    std::string expected = text;
+    while (!expected.empty() && expected.back() == '\n') expected.pop_back();
+    EXPECT_EQ(ShownText(PlainTextToMarkdown(text)), expected + "\n") << text;
+  }
+}
+
+TEST(NoteText, HtmlEscapesEveryMarkupCharacterAndKeepsLines) {
+  EXPECT_EQ(PlainTextToHtml("a<b>&\"'\nc\n\n\nd"),
+            "<p>a&lt;b&gt;&amp;&quot;&#39;<br>\nc</p>\n<p>d</p>\n");
+  EXPECT_EQ(FirstLineAfterTitle("Title\n\n  Second line\nthird", "Title", 80), "Second line");
+  EXPECT_EQ(FirstLineAfterTitle("Title\nÄÄÄ", "Title", 3), "Ä...");  // never half a character
+}
+
+// "%41" -> "A"
+std::string PercentDecode(const std::string& text) {
+  std::string decoded;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size()) {
+      decoded += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+      i += 2;
+    } else {
+      decoded += text[i];
+    }
+  }
+  return decoded;
+}
+
+TEST(NoteLinks, RelativePathsAgreeWithTheFileSystemLibrary) {
+  const std::vector<std::string> folders = {"", "a/", "a/b/", "b/", "Ä x/", "a/Ä x/c/"};
+  for (const std::string& from : folders)
+    for (const std::string& to : folders)
+      for (const char* file : {"N.md", "N 2.md", "c.png"}) {
+        const std::string source = from + "Note.md", target = to + file;
+        const fs::path expected =
+            fs::path(target).lexically_relative(fs::path(source).parent_path());
+        EXPECT_EQ(RelativePath(source, target), expected.generic_string())
+            << source << " " << target;
+        const std::string encoded = PercentEncodePath(RelativePath(source, target));
+        EXPECT_EQ(PercentDecode(encoded), RelativePath(source, target));
+        EXPECT_EQ(encoded.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+                                            "0123456789-._~/%"),
+                  std::string::npos);
+      }
+}
+
+TEST(NoteLinks, BothSchemesResolveWhereverTheyStandAndUnknownOnesGoNowhere) {
+  const LinkResolver resolve = [](LinkKind kind,
+                                  const std::string& id) -> std::optional<std::string> {
+    if (id == "known") return std::string(kind == LinkKind::kNote ? "note.md" : "pic.png");
+    return std::nullopt;
+  };
+  const struct {
+    const char* body;
+    const char* resolved;
+  } cases[] = {
+      {"![](veldrake-attachment:known)", "![](pic.png)"},
+      {"[n](veldrake-note:known) [m](veldrake-note:gone)", "[n](note.md) [m](#)"},
+      {"<img src=\"veldrake-attachment:known\"><a href='veldrake-note:known'>",
+       "<img src=\"pic.png\"><a href='note.md'>"},
+      {"<veldrake-note:known>", "<note.md>"},
+      {"veldrake-attachment:known", "pic.png"},
+      {"veldrake-other:known veldrake- veldrake", "veldrake-other:known veldrake- veldrake"},
+      {"[a](veldrake-attachment:)", "[a](#)"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(ResolveLinks(c.body, resolve, "#"), c.resolved) << c.body;
+}
+
+}  // namespace
+}  // namespace host
