@@ -230,7 +230,8 @@ TEST(NoteFolder, WebPagesOpenOfflineInABrowserWithTheirPicturesAndTables) {
     EXPECT_EQ(shown["ready"], "complete") << page.key();
     EXPECT_EQ(shown["scripts"], 0) << page.key();
     for (const Json& url : shown["requests"])
-      EXPECT_EQ(url.get<std::string>().rfind("file://" + e.root + "/", 0), 0u) << url;
+      EXPECT_EQ(url.get<std::string>().rfind("file://" + PercentEncodePath(e.root) + "/", 0), 0u)
+          << url;
     for (const Json& image : shown["images"]) {
       EXPECT_TRUE(image["decoded"] && image["shown"]) << page.key() << image;
       ++images;

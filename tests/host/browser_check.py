@@ -8,6 +8,7 @@ script, and every resource the page asked for that was not a file of the export.
 import fcntl
 import json
 import os
+import pathlib
 import shutil
 import subprocess
 import sys
@@ -133,7 +134,7 @@ def main(folder):
                    if name.endswith('.html'))
     browser = Browser()
     try:
-        report = {page: inspect(browser, 'file://' + os.path.abspath(os.path.join(folder, page)))
+        report = {page: inspect(browser, pathlib.Path(folder, page).absolute().as_uri())
                   for page in pages}
     finally:
         browser.close()
