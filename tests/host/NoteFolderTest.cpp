@@ -204,6 +204,45 @@ TEST(NoteFolder, JsonGivesEachWrittenAttachmentItsPathAndEachTableItsRows) {
   EXPECT_EQ(notes[3]["modified"], "2017-07-14T02:40:00Z");
 }
 
+TEST(NoteFolder, AttachmentNamesFromABackupNeverLeaveTheNotesFolderNorReplaceEachOther) {
+  const std::vector<std::string> names = {"..",
+                                          "../x.png",
+                                          "/etc/passwd",
+                                          "a/b.png",
+                                          "photo.png",
+                                          "PHOTO.png",
+                                          std::string(300, 'e') + ".png",
+                                          ".hidden",
+                                          "tab\tname.png"};
+  NoteRecord note = Note("H", "../Hostile", {"..", "/"}, kModified[0], "");
+  for (const std::string& name : names)
+    note.attachments.push_back(Attachment("X", kVeldrakeAttachmentFile, name.c_str()));
+  Export e;
+  e.root = e.temp.path() + "/out";
+  OutputFolder folder;
+  std::string error;
+  ASSERT_TRUE(folder.Open(e.root + "/", &error)) << error;
+  NoteFolder notes(&folder, Format::kMarkdown, [](const std::string&) {});
+  const AttachmentCopier copy = [](size_t index, int fd, std::string*) {
+    const std::string content = std::to_string(index);
+    return ::write(fd, content.data(), content.size()) == 1 ? 0 : -1;
+  };
+  ASSERT_TRUE(notes.Add(note, copy, &error)) << error;
+  ASSERT_TRUE(notes.Finish(&error)) << error;
+  std::set<std::string> contents;
+  for (const std::string& file : FilesUnder(e.root)) {
+    EXPECT_EQ(file.find("../"), std::string::npos) << file;
+    if (file.size() > 3 && file.compare(file.size() - 3, 3, ".md") == 0) continue;
+    EXPECT_EQ(fs::path(file).parent_path().filename().string().find(".assets"),
+              fs::path(file).parent_path().filename().string().size() - 7)
+        << file;
+    EXPECT_LE(fs::path(file).filename().string().size(), 255u);
+    contents.insert(Read(e.root + "/" + file));
+  }
+  EXPECT_EQ(contents.size(), names.size());  // every one written, none replaced
+  EXPECT_EQ(fs::directory_iterator(e.temp.path())->path(), fs::path(e.root));
+}
+
 // browser_check.py's report of every page of the folder.
 Json Browse(const std::string& folder) {
   const std::string command =
