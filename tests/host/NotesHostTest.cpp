@@ -5,11 +5,15 @@
 #include <cmark-gfm.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 
+#include "Dates.h"
 #include "NoteLinks.h"
+#include "NoteRecord.h"
 #include "NoteText.h"
+#include "veldrake/BackupNotes.h"
 
 namespace host {
 namespace {
@@ -139,6 +143,61 @@ TEST(NoteLinks, BothSchemesResolveWhereverTheyStandAndUnknownOnesGoNowhere) {
       {"[a](veldrake-attachment:)", "[a](#)"},
   };
   for (const auto& c : cases) EXPECT_EQ(ResolveLinks(c.body, resolve, "#"), c.resolved) << c.body;
+}
+
+TEST(NoteRecord, ABackupNoteIsCopiedWholeAndBadCountsGiveNothing) {
+  const char* folders[] = {"Work", "Pro\xffjects"};
+  const char* cells[] = {"a", "b", "1", ""};
+  const char* tags[] = {"plan"};
+  const VeldrakeNoteAttachment attachments[] = {
+      {"A1", kVeldrakeAttachmentImage, "public.png", "p.png", nullptr, nullptr, 7},
+      {"A2", kVeldrakeAttachmentUrl, "public.url", nullptr, "Site", "https://x", -1}};
+  const VeldrakeNoteTable tables[] = {
+      {"T1", 2, 2, cells}, {"T2", 3, 1, nullptr}, {"T3", -1, 5, cells}};
+  VeldrakeNote note{};
+  note.id = "N1";
+  note.title = "Plan";
+  note.folderPath = folders;
+  note.folderDepth = 2;
+  note.created = INT64_MIN;
+  note.modified = 1700000000;
+  note.pinned = 1;
+  note.attachments = attachments;
+  note.attachmentCount = 2;
+  note.tables = tables;
+  note.tableCount = 3;
+  note.tags = tags;
+  note.tagCount = 1;
+  NoteRecord copy = CopyBackupNote(note);
+  EXPECT_EQ(copy.folderPath, (std::vector<std::string>{"Work", "Pro\uFFFDjects"}));
+  EXPECT_EQ(copy.id, std::optional<std::string>("N1"));
+  EXPECT_TRUE(copy.pinned && !copy.account && copy.text.empty());
+  ASSERT_EQ(copy.attachments.size(), 2u);
+  EXPECT_EQ(copy.attachments[1].fileName, "");
+  EXPECT_EQ(copy.attachments[1].url, std::optional<std::string>("https://x"));
+  ASSERT_EQ(copy.tables.size(), 3u);
+  EXPECT_EQ(copy.tables[0].cells, (std::vector<std::string>{"a", "b", "1", ""}));
+  for (size_t i : {size_t{1}, size_t{2}})
+    EXPECT_EQ(copy.tables[i].rows * copy.tables[i].columns, 0u) << i;
+  EXPECT_EQ(copy.tags, (std::vector<std::string>{"plan"}));
+  note.deleted = 1;
+  note.folderDepth = note.attachmentCount = note.tableCount = note.tagCount = INT_MIN;
+  copy = CopyBackupNote(note);
+  EXPECT_EQ(copy.folderPath, (std::vector<std::string>{"Recently Deleted"}));
+  EXPECT_TRUE(copy.attachments.empty() && copy.tables.empty() && copy.tags.empty());
+}
+
+TEST(NoteRecord, SyncDatesGoToUnixTimeAndBackWithTheSameIsoText) {
+  for (int64_t device : {int64_t{-1}, int64_t{0}, int64_t{-2}, int64_t{1}, int64_t{722000000},
+                         int64_t{-978307200}, INT64_MAX - 978307200, INT64_MIN + 1}) {
+    Note sync;
+    sync.dateModified = device;
+    const NoteRecord record = FromSyncNote(sync);
+    EXPECT_EQ(ToSyncNote(record, "").dateModified, device) << device;
+    EXPECT_EQ(NoteTimeToIso(record.modified), NoteDateToIso(device)) << device;
+  }
+  EXPECT_EQ(NoteTimeToIso(978307199), "2000-12-31T23:59:59Z");  // the sync route's -1 second
+  EXPECT_FALSE(NoteTimeToIso(kNoNoteDate));
 }
 
 }  // namespace

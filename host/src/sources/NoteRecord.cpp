@@ -12,6 +12,8 @@ namespace {
 constexpr int64_t kReferenceDate = 978307200;
 // The sync route's "no date".
 constexpr int64_t kNoDeviceDate = -1;
+// The folder the phone shows deleted notes in.
+const char kRecentlyDeleted[] = "Recently Deleted";
 
 std::string Copied(const char* text) {
   return CopyText(text).value_or("");
@@ -21,10 +23,10 @@ size_t Count(int count) {
   return count > 0 ? static_cast<size_t>(count) : 0;
 }
 
-std::vector<std::string> CopyTexts(const char* const* texts, int count) {
+std::vector<std::string> CopyTexts(const char* const* texts, size_t count) {
   std::vector<std::string> out;
   if (texts == nullptr) return out;
-  for (size_t i = 0; i < Count(count); ++i) out.push_back(Copied(texts[i]));
+  for (size_t i = 0; i < count; ++i) out.push_back(Copied(texts[i]));
   return out;
 }
 
@@ -45,10 +47,9 @@ NoteTableRecord CopyTable(const VeldrakeNoteTable& t) {
   out.attachmentId = Copied(t.attachmentId);
   out.rows = Count(t.rows);
   out.columns = Count(t.columns);
-  if (out.rows != 0 && out.columns > SIZE_MAX / out.rows) out.rows = out.columns = 0;
-  out.cells = CopyTexts(t.cells, static_cast<int>(std::min<size_t>(
-                                     out.rows * out.columns, static_cast<size_t>(INT32_MAX))));
-  if (out.cells.size() != out.rows * out.columns) out.rows = out.columns = 0, out.cells.clear();
+  // Two ints: the product fits. No cells where some are promised: an empty table.
+  out.cells = CopyTexts(t.cells, out.rows * out.columns);
+  if (out.cells.size() != out.rows * out.columns) out.rows = out.columns = 0;
   return out;
 }
 
@@ -94,12 +95,14 @@ NoteRecord CopyBackupNote(const VeldrakeNote& note) {
   NoteRecord out;
   out.id = CopyText(note.id);
   out.title = Copied(note.title);
-  out.folderPath = CopyTexts(note.folderPath, note.folderDepth);
+  out.folderPath = CopyTexts(note.folderPath, Count(note.folderDepth));
   out.account = CopyText(note.account);
   out.created = note.created;
   out.modified = note.modified;
   out.pinned = note.pinned != 0;
   out.deleted = note.deleted != 0;
+  if (out.deleted && (out.folderPath.empty() || out.folderPath[0] != kRecentlyDeleted))
+    out.folderPath = {kRecentlyDeleted};
   out.text = Copied(note.text);
   out.markdown = Copied(note.markdown);
   out.html = Copied(note.html);
@@ -109,7 +112,7 @@ NoteRecord CopyBackupNote(const VeldrakeNote& note) {
   if (note.tables != nullptr)
     for (size_t i = 0; i < Count(note.tableCount); ++i)
       out.tables.push_back(CopyTable(note.tables[i]));
-  out.tags = CopyTexts(note.tags, note.tagCount);
+  out.tags = CopyTexts(note.tags, Count(note.tagCount));
   return out;
 }
 

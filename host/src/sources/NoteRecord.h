@@ -63,7 +63,8 @@ struct NoteRecord {
 
 // A sync-route note as a whole record.
 NoteRecord FromSyncNote(const Note& note);
-// A copy of the note the backup library lends; counts below zero count as none.
+// A copy of the note the backup library lends; counts below zero count as none, a table
+// whose cells do not add up has none, and a deleted note is in "Recently Deleted".
 NoteRecord CopyBackupNote(const VeldrakeNote& note);
 
 // Whether the attachment has a file of its own to write (not a URL card, table or missing).
