@@ -9,6 +9,7 @@
 
 #include "AddressBook.h"
 #include "BackupFolder.h"
+#include "LastMessage.h"
 #include "NotesRoute.h"
 #include "OpenedBackup.h"
 #include "Warnings.h"
@@ -21,7 +22,7 @@ using namespace veldrake::backup;
 constexpr const char* kHomeDomain = "HomeDomain";
 constexpr const char* kAddressBookPath = "Library/AddressBook/AddressBook.sqlitedb";
 
-thread_local std::string tMessage;
+thread_local std::string& tMessage = LastMessage();
 
 // Copies `text` into `out` of `capacity` bytes, cut at a UTF-8 character boundary.
 void CopyCut(const std::string& text, char* out, size_t capacity) {

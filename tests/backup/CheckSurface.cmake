@@ -1,5 +1,5 @@
 # Fails unless the library's dynamic symbol table defines exactly the backup library's
-# three entry points (the version script's node name aside).
+# entry points (the version script's node name aside).
 #   cmake -DNM=<nm> -DLIBRARY=<libVeldrakeBackup.so> -P CheckSurface.cmake
 execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE listing
                 RESULT_VARIABLE status)
@@ -15,7 +15,8 @@ foreach(line IN LISTS lines)
   endif()
 endforeach()
 list(SORT defined)
-set(expected VeldrakeBackupGetData VeldrakeBackupLastMessage VeldrakeBackupList)
+set(expected VeldrakeBackupCopyAttachment VeldrakeBackupGetData VeldrakeBackupGetNotes
+    VeldrakeBackupLastMessage VeldrakeBackupList)
 if(NOT defined STREQUAL expected)
   message(FATAL_ERROR "libVeldrakeBackup exports [${defined}], not [${expected}]")
 endif()

@@ -63,6 +63,9 @@ void AddBackupOptions(CLI::App& app, BackupCommand& c) {
                  "the phone's OS version (before 9: the old notes store)")
       ->capture_default_str()
       ->group(group);
+  app.add_flag("--notes-faults", c.options.notesFaults,
+               "add hostile notes titled \"Fault: ...\" (broken tables, attachments, locks)")
+      ->group(group);
   app.add_option("--wal-people", c.options.walPeople,
                  "the last N people only in the address book's write-ahead log")
       ->group(group);

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "BackupFolder.h"
+#include "ContentStream.h"
 #include "FileRecord.h"
 #include "Keybag.h"
 #include "PrivateFolder.h"
@@ -44,6 +45,14 @@ class OpenedBackup {
   int OpenStore(const char* domain, const std::string& relativePath, sqlite3** db,
                 std::string* message);
 
+  // What the backup holds at `domain`/`relativePath` (OpenedBackupContent.cpp): a plain
+  // file whose content fits its recorded size (kFound, *size set), nothing, a folder or a
+  // link (in Manifest.db or on disk), or a damaged record.
+  enum class Content { kFound, kAbsent, kNotAFile, kDamaged };
+  Content Probe(const char* domain, const std::string& relativePath, int64_t* size);
+  // Streams that file's content, decrypted, no more than its recorded size, to `sink`.
+  Streamed StreamFile(const char* domain, const std::string& relativePath, const ChunkSink& sink);
+
  private:
   struct Located {
     std::string file;  // the content's path inside the backup folder
@@ -54,6 +63,8 @@ class OpenedBackup {
   int OpenManifest(const char* password, std::string* message);
   int UnlockManifest(const char* password, std::string* message);
   Lookup Locate(const char* domain, const std::string& relativePath, Located* out);
+  bool ListedOtherwise(const char* domain, const std::string& relativePath);
+  Content Check(const Located& located);
   bool EnsurePrivate();
   bool Materialise(const Located& located, const char* name, std::string* message);
 
