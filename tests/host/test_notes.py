@@ -9,6 +9,7 @@ import json
 import struct
 import zlib
 import os
+import re
 import pathlib
 import shutil
 import subprocess
@@ -136,6 +137,31 @@ def notes_whole_available():
     return run.returncode == 0 and ' VeldrakeBackupGetNotes\n' in run.stdout
 
 
+def write_backups(cls, notes, note_passwords):
+    """cls.backups: the notes set at `notes` as a plain and an encrypted backup."""
+    cls.secret = os.path.join(cls.folder, 'secret.txt')
+    cls.note_secret = os.path.join(cls.folder, 'note-secret.txt')
+    for path, text in ((cls.secret, SECRET), (cls.note_secret, note_passwords)):
+        with open(path, 'w', encoding='utf-8') as f:
+            f.write(text + '\n')
+    cls.backups = {}
+    for kind, extra in (('plain', []), ('encrypted', ['--password-file', cls.secret])):
+        cls.backups[kind] = os.path.join(cls.folder, kind)
+        subprocess.run([hosttest.DEVICESIM, '--notes', notes, '--write-backup',
+                        cls.backups[kind], *FAST_KEYS, *extra], check=True,
+                       capture_output=True, env=hosttest.ENV, timeout=hosttest.TIMEOUT)
+
+
+def tree(folder):
+    """Every file under `folder`: its relative path and bytes."""
+    files = {}
+    for root, _, names in os.walk(folder):
+        for name in names:
+            with open(os.path.join(root, name), 'rb') as f:
+                files[os.path.relpath(os.path.join(root, name), folder)] = f.read()
+    return files
+
+
 @unittest.skipUnless(notes_whole_available(),
                      'libVeldrakeBackup has no VeldrakeBackupGetNotes yet (branch n-lib)')
 class BackupNotes(unittest.TestCase):
@@ -149,17 +175,7 @@ class BackupNotes(unittest.TestCase):
                 f.write(text)
         with open(os.path.join(notes, 'Work/Projects/photo.png'), 'wb') as f:
             f.write(PICTURE)
-        cls.secret = os.path.join(cls.folder, 'secret.txt')
-        cls.note_secret = os.path.join(cls.folder, 'note-secret.txt')
-        for path, text in ((cls.secret, SECRET), (cls.note_secret, 'wrong\n' + NOTE_SECRET)):
-            with open(path, 'w') as f:
-                f.write(text + '\n')
-        cls.backups = {}
-        for kind, extra in (('plain', []), ('encrypted', ['--password-file', cls.secret])):
-            cls.backups[kind] = os.path.join(cls.folder, kind)
-            subprocess.run([hosttest.DEVICESIM, '--notes', notes, '--write-backup',
-                            cls.backups[kind], *FAST_KEYS, *extra], check=True,
-                           capture_output=True, env=hosttest.ENV, timeout=hosttest.TIMEOUT)
+        write_backups(cls, notes, 'wrong\n' + NOTE_SECRET)
 
     @classmethod
     def tearDownClass(cls):
@@ -217,6 +233,62 @@ class BackupNotes(unittest.TestCase):
         self.assertEqual(len(images), 1)
         with open(os.path.join(out, images[0]['path']), 'rb') as f:
             self.assertEqual(f.read(), PICTURE)
+
+
+@unittest.skipUnless(notes_whole_available(),
+                     'libVeldrakeBackup has no VeldrakeBackupGetNotes yet (branch n-lib)')
+class SampleNoteSet(unittest.TestCase):
+    """samples/noteset, every kind of note a phone keeps, as a person exports it."""
+    SAMPLE = os.path.join(hosttest.SAMPLES, 'noteset')
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.mkdtemp(prefix='veldrake-noteset-')
+        write_backups(cls, cls.SAMPLE, 'hunter2 ⚿')
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(cls.folder)
+
+    export = BackupNotes.export
+
+    def test_plain_and_encrypted_give_the_same_files_and_every_link_lands(self):
+        trees = {}
+        for kind in self.backups:
+            out, said = self.export(kind, 'md', '--note-password-file', self.note_secret)
+            self.assertIn('device passcode', said)
+            trees[kind] = tree(out)
+            for name, data in trees[kind].items():
+                if not name.endswith('.md'):
+                    continue
+                for link in re.findall(r'\]\(([^)#:]+)\)', data.decode('utf-8')):
+                    target = os.path.join(out, os.path.dirname(name), urllib.parse.unquote(link))
+                    self.assertTrue(os.path.isfile(target), (name, link))
+        self.assertEqual(trees['plain'], trees['encrypted'])
+        diary = [name for name in trees['plain'] if name.endswith('Diary.md')]
+        self.assertEqual(len(diary), 1)
+        self.assertIn(b'**secret**', trees['plain'][diary[0]])
+        # Each sample file comes out byte for byte under its own name.
+        for name in ('Work/chart.png', 'Travel/sunrise.jpg', 'Locked/secret photo.jpg'):
+            with open(os.path.join(self.SAMPLE, name), 'rb') as f:
+                original = f.read()
+            self.assertIn(original, [data for path, data in trees['plain'].items()
+                                     if path.endswith('/' + os.path.basename(name))])
+
+    def test_web_pages_load_with_every_picture_offline(self):
+        out, _ = self.export('encrypted', 'html', '--note-password-file', self.note_secret)
+        report = browse(out)
+        own = pathlib.Path(out).as_uri() + '/'
+        pictures = 0
+        for name, page in report.items():
+            self.assertEqual((page['ready'], page['scripts']), ('complete', 0), name)
+            self.assertTrue(all(u.startswith(own) for u in page['requests']), name)
+            self.assertTrue(all(i['decoded'] and i['shown'] for i in page['images']), name)
+            self.assertTrue(all(c['shown'] for t in page['tables'] for r in t for c in r), name)
+            pictures += len(page['images'])
+        self.assertEqual(pictures, 5)  # the GIF, the drawing, the JPEG, the PNG, the diary's photo
+        self.assertEqual(sorted(urllib.parse.unquote(l) for l in report['index.html']['links']),
+                         sorted(name for name in report if name != 'index.html'))
 
 
 if __name__ == '__main__':
