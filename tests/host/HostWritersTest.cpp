@@ -11,6 +11,7 @@
 #include "CsvWriter.h"
 #include "Dates.h"
 #include "Exporter.h"
+#include "NotesWriter.h"
 #include "Phones.h"
 #include "Progress.h"
 #include "QX/Contact.h"
@@ -99,6 +100,25 @@ TEST(CsvWriter, QuotesOnlyCellsThatNeedIt) {
   EXPECT_EQ(CsvWriter::Cell("plain text"), "plain text");
   EXPECT_EQ(CsvWriter::Cell("a,b"), "\"a,b\"");
   EXPECT_EQ(CsvWriter::Cell("say \"hi\"\nbye"), "\"say \"\"hi\"\"\nbye\"");
+}
+
+TEST(NotesWriter, FileNamesAreSafeAndShort) {
+  NotesWriter writer(NotesWriter::kMarkdown);
+  auto name = [&](Text subject, size_t index) {
+    Note note;
+    note.subject = subject;
+    return writer.Stem(note, index);
+  };
+  EXPECT_EQ(name("../etc/passwd", 0), "_etc_passwd");
+  EXPECT_EQ(name("a:b*c?\"<>|", 1), "a_b_c_____");
+  EXPECT_EQ(name("Same", 2), "Same");
+  EXPECT_EQ(name(std::nullopt, 4), "Note 5");
+  EXPECT_EQ(name(" .. ", 5), "Note 6");
+  std::string longest;
+  for (int i = 0; i < 60; ++i) longest += "ä";  // 120 bytes
+  const std::string cut = name(longest, 6);
+  EXPECT_LE(cut.size(), 100u);
+  EXPECT_TRUE(utf8::is_valid(cut.begin(), cut.end()));
 }
 
 TEST(Udid, OneRuleForEveryCommand) {

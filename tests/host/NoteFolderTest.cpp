@@ -85,13 +85,14 @@ std::vector<NoteRecord> Notes() {
   sync.subject = "Loose";
   sync.content = "text & <b>";
   sync.dateModified = kModified[3] - 978307200;
-  return {plan, other, again, FromSyncNote(sync)};
+  return {plan, other, again, FromSyncNote(std::move(sync))};
 }
 
 struct Export {
   TempFolder temp;
   std::string root;
   std::vector<std::string> warnings;
+  Budget budget{ExportLimits{}};
 };
 
 void Write(Format format, Export* out) {
@@ -99,8 +100,9 @@ void Write(Format format, Export* out) {
   OutputFolder folder;
   std::string error;
   ASSERT_TRUE(folder.Open(out->root + "/", &error)) << error;
-  NoteFolder notes(&folder, format,
+  NoteFolder notes(&folder, format, &out->budget,
                    [out](const std::string& line) { out->warnings.push_back(line); });
+  ASSERT_TRUE(notes.Open(&error)) << error;
   for (NoteRecord& note : Notes()) {
     const NoteRecord lent = note;
     const AttachmentCopier copy = [lent](size_t index, int fd, std::string* why) {
@@ -222,12 +224,13 @@ TEST(NoteFolder, AttachmentNamesFromABackupNeverLeaveTheNotesFolderNorReplaceEac
   OutputFolder folder;
   std::string error;
   ASSERT_TRUE(folder.Open(e.root + "/", &error)) << error;
-  NoteFolder notes(&folder, Format::kMarkdown, [](const std::string&) {});
+  NoteFolder notes(&folder, Format::kMarkdown, &e.budget, [](const std::string&) {});
+  ASSERT_TRUE(notes.Open(&error)) << error;
   const AttachmentCopier copy = [](size_t index, int fd, std::string*) {
     const std::string content = std::to_string(index);
     return ::write(fd, content.data(), content.size()) == 1 ? 0 : -1;
   };
-  ASSERT_TRUE(notes.Add(note, copy, &error)) << error;
+  ASSERT_TRUE(notes.Add(std::move(note), copy, &error)) << error;
   ASSERT_TRUE(notes.Finish(&error)) << error;
   std::set<std::string> contents;
   for (const std::string& file : FilesUnder(e.root)) {

@@ -8,6 +8,7 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
 #include "Dates.h"
 #include "NoteLinks.h"
@@ -19,6 +20,14 @@ namespace host {
 namespace {
 
 namespace fs = std::filesystem;
+
+// What a writer that streams writes.
+template <typename Write>
+std::string Written(Write write) {
+  std::ostringstream out;
+  write(out);
+  return out.str();
+}
 
 // What cmark-gfm, with GitHub's extensions, shows of a Markdown text as plain text (autolinks
 // left out: a bare URL that becomes a link still reads the same).
@@ -80,12 +89,14 @@ TEST(NoteText, PlainTextReadsBackAsItselfThroughCommonMark) {
   for (const std::string& text : texts) {
     std::string expected = text;
     while (!expected.empty() && expected.back() == '\n') expected.pop_back();
-    EXPECT_EQ(ShownText(PlainTextToMarkdown(text)), expected + "\n") << text;
+    const std::string markdown =
+        Written([&](std::ostream& out) { PlainTextToMarkdown(out, text); });
+    EXPECT_EQ(ShownText(markdown), expected + "\n") << text;
   }
 }
 
 TEST(NoteText, HtmlEscapesEveryMarkupCharacterAndKeepsLines) {
-  EXPECT_EQ(PlainTextToHtml("a<b>&\"'\nc\n\n\nd"),
+  EXPECT_EQ(Written([](std::ostream& out) { PlainTextToHtml(out, "a<b>&\"'\nc\n\n\nd"); }),
             "<p>a&lt;b&gt;&amp;&quot;&#39;<br>\nc</p>\n<p>d</p>\n");
   EXPECT_EQ(FirstLineAfterTitle("Title\n\n  Second line\nthird", "Title", 80), "Second line");
   EXPECT_EQ(FirstLineAfterTitle("Title\nÄÄÄ", "Title", 3), "Ä...");  // never half a character
@@ -142,7 +153,10 @@ TEST(NoteLinks, BothSchemesResolveWhereverTheyStandAndUnknownOnesGoNowhere) {
       {"veldrake-other:known veldrake- veldrake", "veldrake-other:known veldrake- veldrake"},
       {"[a](veldrake-attachment:)", "[a](#)"},
   };
-  for (const auto& c : cases) EXPECT_EQ(ResolveLinks(c.body, resolve, "#"), c.resolved) << c.body;
+  for (const auto& c : cases)
+    EXPECT_EQ(Written([&](std::ostream& out) { ResolveLinks(out, c.body, resolve, "#"); }),
+              c.resolved)
+        << c.body;
 }
 
 TEST(NoteRecord, ABackupNoteIsCopiedWholeAndBadCountsGiveNothing) {
@@ -192,8 +206,8 @@ TEST(NoteRecord, SyncDatesGoToUnixTimeAndBackWithTheSameIsoText) {
                          int64_t{-978307200}, INT64_MAX - 978307200, INT64_MIN + 1}) {
     Note sync;
     sync.dateModified = device;
-    const NoteRecord record = FromSyncNote(sync);
-    EXPECT_EQ(ToSyncNote(record, "").dateModified, device) << device;
+    const NoteRecord record = FromSyncNote(std::move(sync));
+    EXPECT_EQ(SyncHeader(record).dateModified, device) << device;
     EXPECT_EQ(NoteTimeToIso(record.modified), NoteDateToIso(device)) << device;
   }
   EXPECT_EQ(NoteTimeToIso(978307199), "2000-12-31T23:59:59Z");  // the sync route's -1 second

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "Messages.h"
 #include "Output.h"
 #include "Password.h"
+#include "SafeText.h"
 #include "Signals.h"
 
 namespace host {
@@ -25,8 +27,14 @@ struct BackupSource {
   const char* password;  // null: none
 };
 
+// A text of the backup as it may be printed: no terminal escapes, no invalid UTF-8.
+std::string Shown(const char* text, const char* empty = "") {
+  const std::string safe = SafeText(text, '?', Separators::kKept);
+  return safe.empty() ? empty : safe;
+}
+
 void Warn(const char* message, void*) {
-  Say(std::string("warning: ") + message);
+  Say("warning: " + Shown(message));
 }
 
 // GetData's shape over VeldrakeBackupGetData, so that the Exporter drives both alike.
@@ -68,6 +76,8 @@ int StatusOf(int result) {
 int LoadLibraries(Library* library, BackupLibrary* backup) {
   std::string error;
   if (!library->Load(&error) || !backup->Load(*library, &error)) return Failed(error, kExitSetup);
+  // From here a signal must take the library's decrypted files with it.
+  SetSignalHooks(backup->cancel, backup->removeTemporaries);
   return kExitOk;
 }
 
@@ -86,10 +96,11 @@ int Explain(const ExportOutcome& outcome, const BackupLibrary& backup) {
     return Failed("stopped (Ctrl-C); nothing was written", kExitInterrupted);
   if (outcome.outOfMemory)
     return Failed("out of memory while copying the records; nothing was written", kExitOutput);
+  if (outcome.sinkStopped) return kExitOk;  // the output says why when it is written
   if (outcome.result == kVeldrakeBackupOk ||
       (outcome.result == kVeldrakeBackupStopped && outcome.stoppedByHost))
     return kExitOk;
-  std::string message = backup.lastMessage();
+  std::string message = Shown(backup.lastMessage());
   if (outcome.result == kVeldrakeBackupNeedsPassword)
     message += " (give it with --password-file FILE or " + std::string(kPasswordVariable) + ")";
   return Failed(message, StatusOf(outcome.result));
@@ -111,13 +122,14 @@ int RunNotesWhole(const Options& options, const BackupLibrary& backup, std::stri
                   Output* output) {
   const NotesRun run = ExportBackupNotes(options, backup, *password, output);
   Forget(password);
+  if (!run.error.empty()) return Failed(run.error, kExitUsage);
   ExportOutcome outcome;
   outcome.result = run.result;
   outcome.stoppedByHost = run.stoppedByHost;
   outcome.cancelled = run.cancelled;
-  if (run.outputFailed && !run.cancelled)
-    return run.outputError.empty() ? kExitOutput : Failed(run.outputError, kExitOutput);
-  const int status = Explain(outcome, backup);
+  outcome.sinkStopped = run.outputStopped;
+  int status = Explain(outcome, backup);
+  if (status == kExitOk) status = output->Write();
   if (status == kExitOk && !options.quiet)
     std::fprintf(stderr, "exported %zu notes from the backup\n", run.count);
   return status;
@@ -143,13 +155,14 @@ int RunBackupExport(const Options& options) {
   settings.kind = options.kind;
   settings.limit = options.limit;
   settings.platformDevice = false;
+  settings.sink = &output;
   Exporter exporter(adapter, settings);
   BackupSource source{&backup, options.backup.c_str(),
                       password.empty() ? nullptr : password.c_str()};
   const ExportOutcome outcome = exporter.Run(&source);
   Forget(&password);
   if ((status = Explain(outcome, backup)) != kExitOk) return status;
-  if ((status = output.Write(exporter)) != kExitOk) return status;
+  if ((status = output.Write()) != kExitOk) return status;
   if (!options.quiet)
     std::fprintf(stderr, "exported %zu %s from the backup in %.2f s\n", exporter.count(),
                  options.kind == kVeldrakeContacts ? "contacts" : "notes", outcome.seconds);
@@ -162,17 +175,24 @@ int RunBackupList(const Options& options) {
   int status = LoadLibraries(&library, &backup);
   if (status != kExitOk) return status;
   const int count = backup.list(options.backup.c_str(), nullptr, 0);
-  if (count <= 0) return Failed(backup.lastMessage(), StatusOf(count));
+  if (count <= 0) return Failed(Shown(backup.lastMessage()), StatusOf(count));
   std::vector<VeldrakeBackupInfo> infos(static_cast<size_t>(count));
   const int listed = backup.list(options.backup.c_str(), infos.data(), count);
-  infos.resize(static_cast<size_t>(std::max(0, std::min(listed, count))));
+  if (listed < 0) return Failed(Shown(backup.lastMessage()), StatusOf(listed));
+  infos.resize(static_cast<size_t>(std::min(listed, count)));
   std::printf("%-40s  %-24s  %-8s  %-16s  %s\n", "UDID", "NAME", "VERSION", "DATE (UTC)",
               "ENCRYPTED");
-  for (const VeldrakeBackupInfo& info : infos)
-    std::printf("%-40s  %-24s  %-8s  %-16s  %s%s\n", info.udid, info.name, info.version,
+  for (const VeldrakeBackupInfo& info : infos) {
+    std::printf("%-40s  %-24s  %-8s  %-16s  %s%s\n", Shown(info.udid, "-").c_str(),
+                Shown(info.name, "-").c_str(), Shown(info.version, "-").c_str(),
                 Date(info.date).c_str(), info.encrypted ? "yes" : "no",
                 info.complete ? "" : "  (incomplete)");
-  return kExitOk;
+    if (info.udid[0] == '\0') {
+      Say(Shown(info.path) + ": cannot be read (no readable Manifest.plist or Info.plist)");
+      status = kExitNotABackup;
+    }
+  }
+  return status;
 }
 
 }  // namespace host

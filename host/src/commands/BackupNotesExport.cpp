@@ -1,12 +1,9 @@
-// The notes of a backup whole, into a folder or one document.
+// The notes of a backup whole, one at a time into the Output.
 #include "BackupNotesExport.h"
 
-#include <memory>
-
 #include "Messages.h"
-#include "NoteFolder.h"
 #include "NotePasswords.h"
-#include "NotesDocument.h"
+#include "SafeText.h"
 #include "Signals.h"
 
 namespace host {
@@ -16,13 +13,13 @@ namespace {
 struct Run {
   const BackupLibrary* backup;
   size_t limit;
-  NoteFolder* folder;              // null: one document
-  std::vector<NoteRecord>* notes;  // the document's notes
+  Output* output;
   NotesRun outcome;
 };
 
+// A line of the backup's, shown without its control characters.
 void Warn(const char* message, void*) {
-  Say(std::string("warning: ") + message);
+  Say("warning: " + SafeText(message, '?', Separators::kKept));
 }
 
 int OnNote(const VeldrakeNote* note, void* context) {
@@ -31,19 +28,14 @@ int OnNote(const VeldrakeNote* note, void* context) {
     run.outcome.cancelled = run.outcome.stoppedByHost = true;
     return -1;
   }
-  NoteRecord record = CopyBackupNote(*note);
-  if (run.folder == nullptr) {
-    run.notes->push_back(std::move(record));
-  } else {
-    const AttachmentCopier copy = [&](size_t index, int fd, std::string* why) {
-      const int result = run.backup->copyAttachment(note, &note->attachments[index], fd);
-      if (result != 0) *why = run.backup->lastMessage();
-      return result;
-    };
-    if (!run.folder->Add(std::move(record), copy, &run.outcome.outputError)) {
-      run.outcome.outputFailed = run.outcome.stoppedByHost = true;
-      return -1;
-    }
+  const AttachmentCopier copy = [&](size_t index, int fd, std::string* why) {
+    const int result = run.backup->copyAttachment(note, &note->attachments[index], fd);
+    if (result != 0) *why = run.backup->lastMessage();
+    return result;
+  };
+  if (!run.output->Take(CopyBackupNote(*note), copy)) {
+    run.outcome.outputStopped = run.outcome.stoppedByHost = true;
+    return -1;
   }
   if (++run.outcome.count == run.limit) run.outcome.stoppedByHost = true;
   return run.outcome.stoppedByHost ? -1 : 0;
@@ -53,38 +45,16 @@ int OnNote(const VeldrakeNote* note, void* context) {
 
 NotesRun ExportBackupNotes(const Options& options, const BackupLibrary& backup,
                            const std::string& password, Output* output) {
-  NotesRun failed;
-  failed.outputFailed = true;
   NotePasswords notePasswords;
-  if (!notePasswords.Read(options.notePasswordFile, &failed.outputError)) return failed;
-  OutputFolder folder;
-  std::unique_ptr<NoteFolder> notes;
-  if (!output->noteFolder().empty()) {
-    if (!folder.Open(output->noteFolder(), &failed.outputError)) return failed;
-    notes.reset(new NoteFolder(&folder, options.format,
-                               [](const std::string& line) { Say("warning: " + line); }));
-  }
-  std::vector<NoteRecord> document;
-  Run run{&backup, options.limit, notes.get(), &document, {}};
+  NotesRun failed;
+  if (!notePasswords.Read(options.notePasswordFile, &failed.error)) return failed;
+  Run run{&backup, options.limit, output, {}};
   const VeldrakeNoteOptions noteOptions{notePasswords.data(), notePasswords.count(),
                                         options.includeDeleted ? 1 : 0};
   Cancellable cancellable;
   run.outcome.result =
       backup.getNotes(options.backup.c_str(), password.empty() ? nullptr : password.c_str(),
                       &noteOptions, OnNote, &run, Warn, nullptr);
-  const bool delivered =
-      run.outcome.result == kVeldrakeBackupOk ||
-      (run.outcome.result == kVeldrakeBackupStopped && run.outcome.stoppedByHost);
-  if (!delivered || run.outcome.cancelled || run.outcome.outputFailed) return run.outcome;
-  if (notes) {
-    run.outcome.outputFailed = !notes->Finish(&run.outcome.outputError);
-    if (!run.outcome.outputFailed) output->KeepFolder();
-    return run.outcome;
-  }
-  run.outcome.outputFailed =
-      output->WriteDocument(NotesDocument(options.format, document)) != kExitOk;
-  const std::string leftOut = AttachmentsLeftOutLine(AttachmentFiles(document));
-  if (!leftOut.empty() && !options.quiet) Say(leftOut);
   return run.outcome;
 }
 

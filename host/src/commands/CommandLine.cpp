@@ -35,6 +35,30 @@ std::string CheckLimit(const std::string& value) {
              : "`--limit` must be at least 1";
 }
 
+// Export-wide limits, against damaged or hostile sources; the defaults are far above any
+// real phone. Sizes take a unit (KiB, MiB, GiB, or kB, MB, GB).
+void AddLimitOptions(CLI::App* command, ExportLimits* limits) {
+  command
+      ->add_option("--max-records", limits->records,
+                   "fail when the export passes N records (default " +
+                       std::to_string(kDefaultMaxRecords) + ")")
+      ->check(CLI::PositiveNumber);
+  command
+      ->add_option("--max-rendered", limits->rendered,
+                   "fail when the export's text passes SIZE, e.g. 512MiB (default " +
+                       std::to_string(kDefaultMaxRendered / kMiB) + " MiB)")
+      ->transform(CLI::AsSizeValue(false).description(""))
+      ->type_name("SIZE")
+      ->check(CLI::PositiveNumber);
+  command
+      ->add_option("--max-written", limits->written,
+                   "fail when the files written pass SIZE (default " +
+                       std::to_string(kDefaultMaxWritten / kMiB) + " MiB)")
+      ->transform(CLI::AsSizeValue(false).description(""))
+      ->type_name("SIZE")
+      ->check(CLI::PositiveNumber);
+}
+
 void AddExportOptions(CLI::App* command, Options* options, VeldrakeDataKind kind,
                       const char* formatHelp, const char* outputHelp) {
   CLI::Option* device =
@@ -52,6 +76,7 @@ void AddExportOptions(CLI::App* command, Options* options, VeldrakeDataKind kind
       ->add_option("--timeout", options->timeoutSeconds,
                    "give up when the device sends nothing for SECONDS (default 60)")
       ->check(CLI::PositiveNumber);
+  AddLimitOptions(command, &options->limits);
   command->add_flag("-q,--quiet", options->quiet, "no summary line");
   command->add_flag("-v,--verbose", options->verbose,
                     "also show the library's and the platform's own trace lines");

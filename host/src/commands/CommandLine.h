@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 
+#include "ExportLimits.h"
 #include "Formats.h"
 #include "PhoneCommands.h"
 #include "veldrake/Session.h"
@@ -32,6 +33,7 @@ struct Options {
   std::string notePasswordFile;  // passwords of locked notes, one a line
   bool includeDeleted = false;   // notes in "Recently Deleted" too
   PhoneRequest phone;            // command kPhone
+  ExportLimits limits;           // export-wide: records, bytes rendered, bytes written
 };
 
 // True with *options filled in; false when the program ends here with *status (after

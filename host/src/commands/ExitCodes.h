@@ -43,8 +43,13 @@
   X(25, StoreUnreadable, "--backup: the store in the backup cannot be read")                   \
   X(26, DeviceSilent, "the device stopped answering: no byte for --timeout seconds")           \
   X(27, SettingRefused, "enable-sync: the phone refused to change the setting")                \
+  X(28, LimitReached,                                                                          \
+    "an export-wide limit (--max-records, --max-rendered, --max-written) was reached; "        \
+    "nothing was written")                                                                     \
   X(129, HungUp, "ended by SIGHUP; nothing was written")                                       \
   X(130, Interrupted, "interrupted (Ctrl-C); nothing was written")                             \
+  X(131, Quit, "ended by SIGQUIT; nothing was written")                                        \
+  X(141, BrokenPipe, "ended by SIGPIPE; nothing was written")                                  \
   X(143, Terminated, "ended by SIGTERM; nothing was written")
 
 namespace host {

@@ -66,6 +66,7 @@ int Explain(const Options& options, const DeviceChoice& choice, const ExportOutc
             const PhoneFailure* phoneFailure) {
   if (outcome.cancelled || CancelRequested())
     return Failed("stopped (Ctrl-C); nothing was written", kExitInterrupted);
+  if (outcome.sinkStopped) return kExitOk;  // the output says why when it is written
   if (outcome.timedOut)
     return Failed("the device stopped answering: nothing came for " +
                       std::to_string(options.timeoutSeconds) +
@@ -122,10 +123,11 @@ int RunExport(const Options& options) {
   settings.limit = options.limit;
   settings.progress = ::isatty(STDERR_FILENO) == 1;
   settings.quietLimit = std::chrono::seconds(options.timeoutSeconds);
+  settings.sink = &output;
   Exporter exporter(library, settings);
   double seconds = 0;
   if ((status = Export(options, &choice, &exporter, &seconds)) != kExitOk) return status;
-  if ((status = output.Write(exporter)) != kExitOk) return status;
+  if ((status = output.Write()) != kExitOk) return status;
   const std::string warning = choice.phone ? choice.phone->Warning(exporter.count()) : "";
   if (!warning.empty()) Say(warning);
   if (!options.quiet)

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <fstream>
 
+#include "Signals.h"
+
 namespace host {
 
 const char kPasswordVariable[] = "VELDRAKE_BACKUP_PASSWORD";
@@ -22,23 +24,42 @@ void StripLineEnd(std::string* line) {
   while (!line->empty() && (line->back() == '\n' || line->back() == '\r')) line->pop_back();
 }
 
+// The terminal's echo off for the life of the object; put back on every way out: the
+// destructor, and the signal path if a signal ends the program meanwhile.
+class EchoOff {
+ public:
+  explicit EchoOff(int fd) : fd_(fd) {
+    if (::tcgetattr(fd_, &saved_) != 0) return;
+    termios quiet = saved_;
+    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    RestoreTerminalOnSignal(fd_, saved_);
+    active_ = ::tcsetattr(fd_, TCSAFLUSH, &quiet) == 0;
+  }
+  ~EchoOff() {
+    if (active_) ::tcsetattr(fd_, TCSAFLUSH, &saved_);
+    ForgetTerminal();
+  }
+  EchoOff(const EchoOff&) = delete;
+  EchoOff& operator=(const EchoOff&) = delete;
+
+ private:
+  int fd_;
+  termios saved_{};
+  bool active_ = false;
+};
+
 // The prompt on standard error, the answer from standard input with echo off.
 std::string Prompt() {
   if (::isatty(STDIN_FILENO) != 1) return "";
-  termios saved{};
-  const bool terminal = ::tcgetattr(STDIN_FILENO, &saved) == 0;
-  if (terminal) {
-    termios quiet = saved;
-    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
-  }
-  ssize_t ignored = ::write(STDERR_FILENO, kPrompt, sizeof kPrompt - 1);
   std::string answer;
-  char c;
-  while (::read(STDIN_FILENO, &c, 1) == 1 && c != '\n') answer += c;
-  if (terminal) ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
-  ignored = ::write(STDERR_FILENO, "\n", 1);
-  (void)ignored;
+  {
+    const EchoOff echoOff(STDIN_FILENO);
+    ssize_t ignored = ::write(STDERR_FILENO, kPrompt, sizeof kPrompt - 1);
+    char c;
+    while (::read(STDIN_FILENO, &c, 1) == 1 && c != '\n') answer += c;
+    ignored = ::write(STDERR_FILENO, "\n", 1);
+    (void)ignored;
+  }
   StripLineEnd(&answer);
   return answer;
 }

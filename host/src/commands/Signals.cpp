@@ -15,8 +15,29 @@
 namespace host {
 namespace {
 
+using Hook = void (*)();
+
 std::atomic<bool> g_cancel{false};
 std::atomic<int> g_cancellable{0};
+std::atomic<Hook> g_cancelHook{nullptr};
+std::atomic<Hook> g_removeHook{nullptr};
+
+// The terminal settings to put back; guarded by TerminalLock.
+struct SavedTerminal {
+  bool set = false;
+  int fd = -1;
+  termios settings{};
+};
+
+std::mutex& TerminalLock() {
+  static std::mutex lock;
+  return lock;
+}
+
+SavedTerminal& Terminal() {
+  static SavedTerminal saved;
+  return saved;
+}
 
 std::mutex& TemporariesLock() {
   static std::mutex lock;
@@ -31,12 +52,19 @@ std::vector<std::string>& Temporaries() {
 sigset_t Watched() {
   sigset_t set;
   sigemptyset(&set);
-  for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, signal);
+  for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) sigaddset(&set, signal);
   return set;
 }
 
 // Never returns: the lock stays held so that no path is added on the way out.
 [[noreturn]] void EndAtOnce(int signal) {
+  {
+    std::lock_guard<std::mutex> hold(TerminalLock());
+    const SavedTerminal& saved = Terminal();
+    if (saved.set) ::tcsetattr(saved.fd, TCSAFLUSH, &saved.settings);
+  }
+  const Hook remove = g_removeHook.load();
+  if (remove != nullptr) remove();
   TemporariesLock().lock();
   std::vector<std::string>& paths = Temporaries();
   for (auto path = paths.rbegin(); path != paths.rend(); ++path)
@@ -52,7 +80,11 @@ void WaitForSignals() {
   for (;;) {
     int signal = 0;
     if (sigwait(&set, &signal) != 0) continue;
-    if (signal == SIGINT && g_cancellable.load() > 0 && !g_cancel.exchange(true)) continue;
+    if (signal == SIGINT && g_cancellable.load() > 0 && !g_cancel.exchange(true)) {
+      const Hook cancel = g_cancelHook.load();
+      if (cancel != nullptr) cancel();
+      continue;
+    }
     EndAtOnce(signal);
   }
 }
@@ -75,6 +107,21 @@ Cancellable::Cancellable() {
 
 Cancellable::~Cancellable() {
   --g_cancellable;
+}
+
+void SetSignalHooks(void (*cancel)(), void (*removeTemporaries)()) {
+  g_cancelHook = cancel;
+  g_removeHook = removeTemporaries;
+}
+
+void RestoreTerminalOnSignal(int fd, const termios& saved) {
+  std::lock_guard<std::mutex> hold(TerminalLock());
+  Terminal() = SavedTerminal{true, fd, saved};
+}
+
+void ForgetTerminal() {
+  std::lock_guard<std::mutex> hold(TerminalLock());
+  Terminal() = SavedTerminal{};
 }
 
 void RegisterTemporary(const std::string& path) {

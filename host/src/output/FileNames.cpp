@@ -5,45 +5,16 @@
 
 #include <cstdlib>
 
+#include "SafeText.h"
+
 namespace host {
 namespace {
 
 const char kReplacement = '_';
 
-// Characters that change how a name reads without being seen (direction overrides and
-// isolates, line and paragraph separators) or that a file system or shell treats
-// specially.
-bool Forbidden(utf8proc_int32_t c) {
-  if (c == '/' || c == '\\' || c == 0) return true;
-  if ((c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069)) return true;
-  if (c == 0x200E || c == 0x200F || c == 0xFEFF) return true;
-  const utf8proc_category_t category = utf8proc_category(c);
-  return category == UTF8PROC_CATEGORY_CC || category == UTF8PROC_CATEGORY_ZL ||
-         category == UTF8PROC_CATEGORY_ZP || category == UTF8PROC_CATEGORY_CS;
-}
-
-// Valid UTF-8 with every forbidden character (and every invalid byte) replaced.
+// Valid UTF-8 with every character that may not stand in a name replaced.
 std::string Cleaned(const std::string& text) {
-  std::string out;
-  out.reserve(text.size());
-  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-  size_t at = 0;
-  while (at < text.size()) {
-    utf8proc_int32_t c = 0;
-    const utf8proc_ssize_t n =
-        utf8proc_iterate(bytes + at, static_cast<utf8proc_ssize_t>(text.size() - at), &c);
-    if (n <= 0) {
-      out += kReplacement;
-      ++at;
-      continue;
-    }
-    if (Forbidden(c))
-      out += kReplacement;
-    else
-      out.append(text, at, static_cast<size_t>(n));
-    at += static_cast<size_t>(n);
-  }
-  return out;
+  return SafeText(text, kReplacement, Separators::kReplaced);
 }
 
 // `text` (valid UTF-8) mapped by utf8proc with `options`; `text` itself when it cannot be.

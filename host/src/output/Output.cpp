@@ -1,4 +1,4 @@
-// The export's target: checked first, written last, whole or not at all.
+// The export's target: checked first, fed record by record, made visible last.
 #include "Output.h"
 
 #include <fcntl.h>
@@ -6,39 +6,45 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <set>
-#include <sstream>
+#include <utility>
 
 #include "CsvWriter.h"
 #include "JsonWriter.h"
 #include "Messages.h"
-#include "NoteFolder.h"
 #include "NotesDocument.h"
-#include "OutputFolder.h"
-#include "Signals.h"
+#include "SafeText.h"
 #include "VCardWriter.h"
 
 namespace host {
 namespace {
 
 const char kNullDevice[] = "/dev/null";
+// Names of standard output itself: written to the descriptor, never opened anew.
+const char* const kStandardOutputNames[] = {"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
 
 bool IsDirectory(const std::string& path) {
   struct stat st;
   return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-const char* Noun(VeldrakeDataKind kind) {
-  return kind == kVeldrakeContacts ? "contacts" : "notes";
+// Something that exists and is not a regular file or a folder: a device, a FIFO, a socket.
+bool IsSpecial(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode);
 }
 
-std::vector<NoteRecord> NoteRecords(const std::vector<Note>& notes) {
-  std::vector<NoteRecord> records;
-  records.reserve(notes.size());
-  for (const Note& note : notes) records.push_back(FromSyncNote(note));
-  return records;
+bool IsStandardOutput(const std::string& path) {
+  if (path.empty()) return true;
+  for (const char* name : kStandardOutputNames)
+    if (path == name) return true;
+  return false;
+}
+
+const char* Noun(VeldrakeDataKind kind) {
+  return kind == kVeldrakeContacts ? "contacts" : "notes";
 }
 
 int Failed(const std::string& line) {
@@ -46,49 +52,74 @@ int Failed(const std::string& line) {
   return kExitOutput;
 }
 
-}  // namespace
-
-Output::~Output() {
-  file_.reset();  // its temporary goes first, so that a folder made here is empty again
-  if (madeFolder_.empty()) return;
-  ::rmdir(madeFolder_.c_str());  // only when still empty
-  UnregisterTemporary(madeFolder_);
+uint64_t Size(const Text& text) {
+  return text ? text->size() : 0;
 }
 
-int Output::OpenFolder(const std::string& folder) {
-  if (!IsDirectory(folder)) {
-    if (::mkdir(folder.c_str(), 0777) != 0) return Failed(folder + ": " + std::strerror(errno));
-    madeFolder_ = folder;
-    RegisterTemporary(folder);
-  }
-  if (::access(folder.c_str(), W_OK) != 0) return Failed(folder + ": " + std::strerror(errno));
+// The bytes of text a contact holds, a floor of what it renders to.
+uint64_t TextBytes(const Contact& c) {
+  uint64_t bytes = 0;
+  for (const Text* text :
+       {&c.firstName, &c.firstNameYomi, &c.middleName, &c.lastName, &c.lastNameYomi, &c.suffix,
+        &c.nickname, &c.jobTitle, &c.department, &c.companyName, &c.notes, &c.birthday})
+    bytes += Size(*text);
+  for (const Field& field : c.fields) bytes += Size(field.label) + Size(field.value);
+  for (const Address& a : c.addresses)
+    for (const Text* text : {&a.type, &a.street, &a.city, &a.state, &a.postalCode, &a.country})
+      bytes += Size(*text);
+  return bytes;
+}
+
+}  // namespace
+
+Output::Output(const Options& options) : options_(options), budget_(options.limits) {}
+
+Output::~Output() = default;
+
+int Output::OpenDocument(int fd) {
+  buffer_.reset(new BudgetBuffer(fd, &budget_));
+  stream_.reset(new std::ostream(buffer_.get()));
   return kExitOk;
+}
+
+int Output::OpenFolder(const std::string& path) {
+  folder_.reset(new OutputFolder);
+  std::string error;
+  if (!folder_->Open(path, &error)) return Failed(error);
+  if (options_.kind == kVeldrakeNotes && WritesNoteFiles(options_.format)) {
+    target_ = Target::kFolderNotes;
+    noteFolder_.reset(
+        new NoteFolder(folder_.get(), options_.format, &budget_, [](const std::string& line) {
+          Say("warning: " + SafeText(line, '?', Separators::kKept));
+        }));
+    return noteFolder_->Open(&error) ? kExitOk : Failed(error);
+  }
+  target_ = Target::kFolderDocument;
+  document_ = folder_->Reserve({}, Noun(options_.kind),
+                               std::string(".") + Describe(options_.format).extension);
+  if (!staging_.Open(&error)) return Failed(error);
+  return OpenDocument(staging_.fd());
 }
 
 int Output::Open() {
   const std::string& output = options_.output;
-  const bool wantsFolder =
-      !output.empty() && output != "-" && (output.back() == '/' || IsDirectory(output));
-  if (options_.format == Format::kNoteHtml && !wantsFolder) {
+  std::string error;
+  const bool folder = !IsStandardOutput(output) && (output.back() == '/' || IsDirectory(output));
+  if (options_.format == Format::kNoteHtml && !folder) {
     Say("--format html writes a folder of pages: give -o DIR/");
     return kExitUsage;
   }
-  if (output.empty() || output == "-") return kExitOk;
-  std::string path = output;
-  if (wantsFolder) {
-    while (path.size() > 1 && path.back() == '/') path.pop_back();
-    const int status = OpenFolder(path);
-    if (status != kExitOk) return status;
-    if (options_.kind == kVeldrakeNotes && WritesNoteFiles(options_.format)) {
-      directory_ = path;
-      return kExitOk;
-    }
-    path += "/" + std::string(Noun(options_.kind)) + "." + Describe(options_.format).extension;
+  if (IsStandardOutput(output) || IsSpecial(output)) {
+    target_ = IsStandardOutput(output) ? Target::kStandardOutput : Target::kInPlace;
+    inPlace_ = output;
+    if (!staging_.Open(&error)) return Failed(error);
+    return OpenDocument(staging_.fd());
   }
+  if (output.back() == '/' || IsDirectory(output)) return OpenFolder(output);
+  target_ = Target::kFile;
   file_.reset(new OutputFile);
-  std::string error;
-  if (!file_->Open(path, &error)) return Failed(error);
-  return kExitOk;
+  if (!file_->Open(output, &error)) return Failed(error);
+  return OpenDocument(file_->fd());
 }
 
 void Output::SetStandardOutputApart() {
@@ -104,67 +135,105 @@ void Output::SetStandardOutputApart() {
   ::close(null);
 }
 
-std::string Output::Render(const Options& options, Exporter& exporter) {
-  std::ostringstream out;
-  switch (options.format) {
-    case Format::kNotesJson:
-    case Format::kMarkdown:
-    case Format::kText:
-    case Format::kNoteHtml:
-      out << NotesDocument(options.format, NoteRecords(exporter.notes()));
-      break;
+bool Output::Fail(const std::string& error) {
+  if (failedStatus_ != 0) return false;
+  failedStatus_ = budget_.exceeded() ? kExitLimitReached : kExitOutput;
+  failure_ = budget_.exceeded() ? budget_.error() : error;
+  return false;
+}
+
+bool Output::Take(Contact&& contact) {
+  if (failed()) return false;
+  if (!budget_.AddRecord() || !budget_.AddHeld(TextBytes(contact))) return Fail("");
+  contacts_.push_back(std::move(contact));
+  return true;
+}
+
+bool Output::Take(Note&& note) {
+  return Take(FromSyncNote(std::move(note)), nullptr);
+}
+
+bool Output::Take(NoteRecord&& note, const AttachmentCopier& copy) {
+  if (failed()) return false;
+  if (!budget_.AddRecord()) return Fail("");
+  const size_t index = notes_++;
+  std::string error;
+  if (target_ == Target::kFolderNotes)
+    return noteFolder_->Add(std::move(note), copy, &error) || Fail(error);
+  attachmentsLeftOut_ += AttachmentFiles(note);
+  WriteNoteInDocument(*stream_, options_.format, std::move(note), index);
+  if (!*stream_ && !buffer_->Finish(&error)) return Fail(error);
+  return true;
+}
+
+void Output::RenderContacts() {
+  std::ostream& out = *stream_;
+  switch (options_.format) {
     case Format::kCsv:
-      CsvWriter::Write(out, exporter.contacts(), options.bom);
+      CsvWriter::Write(out, contacts_, options_.bom);
       break;
     case Format::kContactsJson:
-      JsonWriter::WriteContacts(out, exporter.contacts());
+      JsonWriter::WriteContacts(out, contacts_);
       break;
     case Format::kVCard3:
     case Format::kVCard4: {
       VCardWriter writer(
-          out, options.format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3);
-      for (const Contact& contact : exporter.contacts()) writer.Write(contact);
+          out, options_.format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3);
+      for (const Contact& contact : contacts_) writer.Write(contact);
       break;
     }
+    default:
+      break;
   }
-  return out.str();
 }
 
-bool Output::WriteNoteFiles(Exporter& exporter, std::string* error) {
-  OutputFolder folder;
-  if (!folder.Open(directory_, error)) return false;
-  NoteFolder notes(&folder, options_.format,
-                   [](const std::string& line) { Say("warning: " + line); });
-  for (const Note& note : exporter.notes())
-    if (!notes.Add(FromSyncNote(note), nullptr, error)) return false;
-  return notes.Finish(error);
-}
-
-void Output::KeepFolder() {
-  if (!madeFolder_.empty()) UnregisterTemporary(madeFolder_);
-  madeFolder_.clear();
-}
-
-int Output::WriteDocument(const std::string& text) {
-  std::string error;
-  bool written;
-  if (file_) {
-    written = file_->Commit(text, &error);
-  } else {
-    written = OutputFile::WriteAll(stdoutFd_ >= 0 ? stdoutFd_ : STDOUT_FILENO, text, &error);
-    if (!written) error = "standard output: " + error;
+// The finished document put where it goes.
+bool Output::Deliver(std::string* error) {
+  switch (target_) {
+    case Target::kFile:
+      return file_->Commit(error);
+    case Target::kStandardOutput:
+      if (staging_.CopyTo(stdoutFd_ >= 0 ? stdoutFd_ : STDOUT_FILENO, error)) return true;
+      *error = "standard output: " + *error;
+      return false;
+    case Target::kInPlace: {
+      // Opened only now: a FIFO's reader may come late, and nothing reaches it before
+      // the export is whole.
+      const int fd = ::open(inPlace_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+      const bool copied = fd >= 0 && staging_.CopyTo(fd, error);
+      if (fd < 0) *error = std::strerror(errno);
+      if (fd >= 0 && ::close(fd) != 0 && copied) *error = std::strerror(errno);
+      if (!copied) *error = inPlace_ + ": " + *error;
+      return copied;
+    }
+    case Target::kFolderDocument:
+      return folder_->Write(
+                 document_, [this](int fd, std::string* why) { return staging_.CopyTo(fd, why); },
+                 INT64_MIN, error) &&
+             folder_->Commit(error);
+    case Target::kFolderNotes:
+      return noteFolder_->Finish(error);
   }
-  if (!written) return Failed(error);
-  KeepFolder();
-  return kExitOk;
+  return false;
 }
 
-int Output::Write(Exporter& exporter) {
-  if (directory_.empty()) return WriteDocument(Render(options_, exporter));
+int Output::Write() {
   std::string error;
-  if (!WriteNoteFiles(exporter, &error)) return Failed(error);
-  KeepFolder();
-  return kExitOk;
+  if (!failed() && stream_) {
+    if (options_.kind == kVeldrakeContacts)
+      RenderContacts();
+    else
+      EndNotesDocument(*stream_, options_.format, notes_);
+    if (!buffer_->Finish(&error)) Fail(error);
+  }
+  if (!failed() && !Deliver(&error)) Fail(error);
+  if (!failed()) {
+    const std::string leftOut = AttachmentsLeftOutLine(attachmentsLeftOut_);
+    if (!leftOut.empty() && !options_.quiet) Say(leftOut);
+    return kExitOk;
+  }
+  Say(failure_);
+  return failedStatus_;
 }
 
 }  // namespace host

@@ -1,27 +1,42 @@
-// Output: where an export goes (standard output, one file, or one file per note in a
-// folder), checked before the device is asked for anything and written only once the
-// records are all there.
+// Output: where an export goes (standard output, one file, a device or FIFO, or a folder),
+// checked before the device is asked for anything, fed one record at a time, and made
+// visible only once the export is complete.
 //
-// `-o DIR/` makes the folder DIR when it is missing (its parent must exist); a folder made
-// here is removed again when nothing was written into it.
+// Notes (NoteRecord, whichever route they came by) go to NotesDocument or, in a folder,
+// NoteFolder. Notes are rendered as they arrive, straight into the file that will hold them, so an
+// export's memory does not grow with its size; contacts are kept until the end (a CSV
+// table's columns depend on every contact). Every record and byte counts against the
+// export's limits (ExportLimits.h).
+//
+// Targets: `-o FILE` a temporary beside FILE renamed over it (OutputFile.h); a target that
+// is not a regular file (a device such as /dev/null, a FIFO) is never replaced but written
+// in place at the end, as is standard output (/dev/stdout too), the export held meanwhile
+// in an unnamed temporary (StagingFile.h); `-o DIR/` goes through OutputFolder.
 //
 // Ownership: owns its temporary files. Thread contract: one thread.
 #ifndef VELDRAKE_HOST_OUTPUT_H_
 #define VELDRAKE_HOST_OUTPUT_H_
 
 #include <memory>
+#include <ostream>
 #include <string>
+#include <vector>
 
+#include "BudgetBuffer.h"
 #include "CommandLine.h"
+#include "ExportLimits.h"
 #include "Exporter.h"
+#include "NoteFolder.h"
 #include "OutputFile.h"
+#include "OutputFolder.h"
+#include "StagingFile.h"
 
 namespace host {
 
-class Output {
+class Output : public RecordSink {
  public:
-  explicit Output(const Options& options) : options_(options) {}
-  ~Output();
+  explicit Output(const Options& options);
+  ~Output() override;
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
@@ -30,29 +45,44 @@ class Output {
   // The library's console lines go to standard output, which the export owns: they go to
   // standard error with -v, else nowhere.
   void SetStandardOutputApart();
-  // kExitOk, or kExitOutput with the line said.
-  int Write(Exporter& exporter);
 
-  // The folder notes go into (`-o DIR/`), "" when they go to one document.
-  const std::string& noteFolder() const { return directory_; }
-  // Writes one document to the file or standard output: kExitOk, or kExitOutput with the
-  // line said.
-  int WriteDocument(const std::string& text);
-  // The folder made by Open was written into: it stays.
-  void KeepFolder();
+  bool Take(Contact&& contact) override;
+  bool Take(Note&& note) override;
+  // A note whole (the backup's), its attachments copied through `copy` into a folder.
+  bool Take(NoteRecord&& note, const AttachmentCopier& copy);
 
-  // The export's text in the chosen format (not for note files).
-  static std::string Render(const Options& options, Exporter& exporter);
+  // Whether a record could not be taken (a limit, a failed write): the export stopped.
+  bool failed() const { return failedStatus_ != 0; }
+  // Finishes and makes the export visible: kExitOk, or kExitOutput or kExitLimitReached
+  // with the line said.
+  int Write();
 
  private:
-  int OpenFolder(const std::string& folder);
-  bool WriteNoteFiles(Exporter& exporter, std::string* error);
+  enum class Target { kStandardOutput, kFile, kInPlace, kFolderDocument, kFolderNotes };
+
+  int OpenFolder(const std::string& path);
+  int OpenDocument(int fd);
+  bool Fail(const std::string& error);
+  bool Deliver(std::string* error);
+  void RenderContacts();
 
   const Options& options_;
-  std::unique_ptr<OutputFile> file_;  // null: standard output or the folder
-  std::string directory_;             // notes as one file each
-  std::string madeFolder_;            // made by Open; removed unless written into
-  int stdoutFd_ = -1;                 // the export's standard output, once set apart
+  Budget budget_;
+  Target target_ = Target::kStandardOutput;
+  std::unique_ptr<OutputFile> file_;
+  std::unique_ptr<OutputFolder> folder_;
+  std::unique_ptr<NoteFolder> noteFolder_;  // kFolderNotes
+  size_t attachmentsLeftOut_ = 0;           // named in a document, not written
+  StagingFile staging_;
+  std::string inPlace_;   // kInPlace: the path written at the end
+  std::string document_;  // kFolderDocument: its name in the folder
+  std::unique_ptr<BudgetBuffer> buffer_;
+  std::unique_ptr<std::ostream> stream_;  // the document, for every target but kFolderNotes
+  std::vector<Contact> contacts_;
+  size_t notes_ = 0;
+  int failedStatus_ = 0;
+  std::string failure_;
+  int stdoutFd_ = -1;  // the export's standard output, once set apart
 };
 
 }  // namespace host

@@ -75,6 +75,10 @@ bool OutputFile::Open(const std::string& named, std::string* error) {
   }
   const std::string path = FollowLinks(named);
   path_ = path;
+  if (::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
+    *error = named + ": not a regular file; it would be replaced";
+    return false;
+  }
   std::string pattern = DirectoryOf(path) + "/." + BaseOf(path) + ".XXXXXX";
   std::unique_ptr<char[]> name(new char[pattern.size() + 1]);
   std::memcpy(name.get(), pattern.c_str(), pattern.size() + 1);
@@ -99,6 +103,14 @@ bool OutputFile::Commit(const std::string& content, std::string* error) {
     *error = path_ + ": " + reason;
     return false;
   }
+  return Commit(error);
+}
+
+bool OutputFile::Commit(std::string* error) {
+  if (fd_ < 0) {
+    *error = path_ + ": not open";
+    return false;
+  }
   if (::fsync(fd_) != 0) {
     *error = Reason(path_);
     return false;
@@ -114,46 +126,14 @@ bool OutputFile::Commit(const std::string& content, std::string* error) {
   return true;
 }
 
-bool OutputFile::CommitAll(const std::string& directory,
-                           const std::vector<std::pair<std::string, std::string>>& files,
-                           std::string* error) {
-  struct stat st;
-  if (::stat(directory.c_str(), &st) != 0) {
-    *error = Reason(directory);
-    return false;
-  }
-  if (!S_ISDIR(st.st_mode)) {
-    *error = directory + ": not a directory";
-    return false;
-  }
-  std::vector<std::unique_ptr<OutputFile>> pending;
-  for (const auto& file : files) {
-    pending.emplace_back(new OutputFile);
-    OutputFile& out = *pending.back();
-    if (!out.Open(directory + "/" + file.first, error)) return false;
-    std::string reason;
-    if (!WriteAll(out.fd_, file.second, &reason)) {
-      *error = out.path_ + ": " + reason;
-      return false;
-    }
-    ::close(out.fd_);
-    out.fd_ = -1;
-  }
-  for (auto& out : pending) {
-    if (::rename(out->temp_.c_str(), out->path_.c_str()) != 0) {
-      *error = Reason(out->path_);
-      return false;
-    }
-    UnregisterTemporary(out->temp_);
-    out->temp_.clear();
-  }
-  return true;
+bool OutputFile::WriteAll(int fd, const std::string& content, std::string* error) {
+  return WriteBytes(fd, content.data(), content.size(), error);
 }
 
-bool OutputFile::WriteAll(int fd, const std::string& content, std::string* error) {
+bool OutputFile::WriteBytes(int fd, const char* data, size_t size, std::string* error) {
   size_t done = 0;
-  while (done < content.size()) {
-    const ssize_t n = ::write(fd, content.data() + done, content.size() - done);
+  while (done < size) {
+    const ssize_t n = ::write(fd, data + done, size - done);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
       *error = std::strerror(n < 0 ? errno : EIO);

@@ -6,14 +6,14 @@
 // program (Signals.h). A file replaced keeps its permissions; a new one gets the usual
 // (0666 less the umask). A symbolic link is followed: its target is written, the link stays. Open
 // is meant to run before any slow work, so a target that cannot be written fails at once.
+// Only regular files are replaced: a device or a FIFO is refused here (Output writes those
+// in place), and files in an output folder go through OutputFolder.
 //
 // Ownership: owns its temporary file. Thread contract: one thread per object.
 #ifndef VELDRAKE_HOST_OUTPUTFILE_H_
 #define VELDRAKE_HOST_OUTPUTFILE_H_
 
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace host {
 
@@ -28,14 +28,14 @@ class OutputFile {
   bool Open(const std::string& path, std::string* error);
   bool Commit(const std::string& content, std::string* error);
 
-  // Writes every (name, content) pair into `directory` the same way: all temporaries
-  // first, then the renames, so a failure before the renames leaves nothing behind.
-  static bool CommitAll(const std::string& directory,
-                        const std::vector<std::pair<std::string, std::string>>& files,
-                        std::string* error);
-
   // Writes all of `content` to a descriptor (standard output); false with *error set.
   static bool WriteAll(int fd, const std::string& content, std::string* error);
+  static bool WriteBytes(int fd, const char* data, size_t size, std::string* error);
+
+  // For content streamed in: the temporary's descriptor after Open, and the commit of
+  // what was written to it.
+  int fd() const { return fd_; }
+  bool Commit(std::string* error);
 
  private:
   std::string path_;

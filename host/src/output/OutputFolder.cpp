@@ -234,8 +234,14 @@ bool OutputFolder::CheckTargets(std::string* error) {
     const std::string shown = Full(file.folder, file.name);
     struct stat st;
     if (::fstatat(folder, file.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
+      if (S_ISLNK(st.st_mode)) {
+        *error = shown + ": a symbolic link stands there; refused, nothing was written";
+        return false;
+      }
       if (!S_ISREG(st.st_mode) || st.st_uid != ::geteuid() || st.st_nlink != 1) {
-        *error = shown + ": something not written by this program stands there";
+        *error = shown +
+                 ": something this program did not write stands there (a folder, a device, "
+                 "another user's or a linked file); refused, nothing was written";
         return false;
       }
     } else if (errno != ENOENT) {

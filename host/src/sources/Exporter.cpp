@@ -9,6 +9,7 @@
 #include <mutex>
 #include <new>
 #include <thread>
+#include <utility>
 
 #include "MobileDevice/mdphone.h"
 #include "MobileDevice/mdsim.h"
@@ -122,10 +123,24 @@ Exporter::Exporter(const Library& library, const ExportSettings& settings)
 bool Exporter::Copy(void* record) {
   // An exception must not unwind through the library's frames.
   try {
+    RecordSink* sink = settings_.sink;
+    bool taken = true;
     if (settings_.kind == kVeldrakeContacts) {
-      contacts_.push_back(CopyContact(*static_cast<const QX::Contact*>(record)));
+      Contact contact = CopyContact(*static_cast<const QX::Contact*>(record));
+      if (sink != nullptr)
+        taken = sink->Take(std::move(contact));
+      else
+        contacts_.push_back(std::move(contact));
     } else {
-      notes_.push_back(CopyNote(*static_cast<const QX::Notes*>(record)));
+      Note note = CopyNote(*static_cast<const QX::Notes*>(record));
+      if (sink != nullptr)
+        taken = sink->Take(std::move(note));
+      else
+        notes_.push_back(std::move(note));
+    }
+    if (!taken) {
+      sinkStopped_ = stopped_ = true;
+      return false;
     }
   } catch (const std::bad_alloc&) {
     outOfMemory_ = stopped_ = true;
@@ -166,6 +181,7 @@ ExportOutcome Exporter::Run(void* device) {
   std::fflush(stdout);
   outcome.stoppedByHost = stopped_;
   outcome.outOfMemory = outOfMemory_;
+  outcome.sinkStopped = sinkStopped_;
   if (outcome.result != kVeldrakeConversationFailed) {
     outcome.closed = true;
     outcome.closeResult = library_.disconnect();

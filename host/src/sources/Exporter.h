@@ -35,12 +35,23 @@ namespace host {
 // The record callback's answer that stops the delivery.
 constexpr int kStopDelivery = -1;
 
+// Where records go one at a time when they are not to be kept (ExportSettings::sink), so
+// that an export's memory does not grow with it. False stops the export; the sink keeps
+// its reason.
+class RecordSink {
+ public:
+  virtual ~RecordSink() = default;
+  virtual bool Take(Contact&& contact) = 0;
+  virtual bool Take(Note&& note) = 0;
+};
+
 struct ExportSettings {
   VeldrakeDataKind kind = kVeldrakeContacts;
   size_t limit = 0;  // 0: no limit
   bool progress = false;
   std::chrono::seconds quietLimit{60};  // no byte for this long: the device stopped
   bool platformDevice = true;           // the device handle is the platform's (not a backup's)
+  RecordSink* sink = nullptr;           // null: the records are kept (contacts(), notes())
 };
 
 struct ExportOutcome {
@@ -51,6 +62,7 @@ struct ExportOutcome {
   bool cancelled = false;      // the person pressed Ctrl-C
   bool timedOut = false;       // the device sent nothing for the quiet time
   bool outOfMemory = false;    // a copy failed; the export was stopped
+  bool sinkStopped = false;    // the sink refused a record (it says why)
   int platformError = 0;       // mdphone_last_error after GetData
   double seconds = 0;
 
@@ -84,6 +96,7 @@ class Exporter {
   ExportSettings settings_;
   std::atomic<bool> stopped_{false};
   bool outOfMemory_ = false;
+  bool sinkStopped_ = false;
   std::atomic<size_t> count_{0};
   std::atomic<long long> firstRecordNanos_{-1};  // steady clock, when the first came
   std::vector<Contact> contacts_;

@@ -100,6 +100,9 @@ bool BackupLibrary::Load(const Library& main, std::string* error) {
   getData = reinterpret_cast<decltype(getData)>(::dlsym(handle, "VeldrakeBackupGetData"));
   lastMessage =
       reinterpret_cast<decltype(lastMessage)>(::dlsym(handle, "VeldrakeBackupLastMessage"));
+  cancel = reinterpret_cast<decltype(cancel)>(::dlsym(handle, "VeldrakeBackupCancel"));
+  removeTemporaries = reinterpret_cast<decltype(removeTemporaries)>(
+      ::dlsym(handle, "VeldrakeBackupRemoveTemporaries"));
   getNotes = reinterpret_cast<decltype(getNotes)>(::dlsym(handle, "VeldrakeBackupGetNotes"));
   copyAttachment =
       reinterpret_cast<decltype(copyAttachment)>(::dlsym(handle, "VeldrakeBackupCopyAttachment"));

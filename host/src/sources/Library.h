@@ -54,7 +54,10 @@ class BackupLibrary {
   decltype(&VeldrakeBackupList) list = nullptr;
   decltype(&VeldrakeBackupGetData) getData = nullptr;
   decltype(&VeldrakeBackupLastMessage) lastMessage = nullptr;
-  // Notes whole (BackupNotes.h); null in a library without them.
+  // Null when the library loaded is older than these entry points.
+  decltype(&VeldrakeBackupCancel) cancel = nullptr;
+  decltype(&VeldrakeBackupRemoveTemporaries) removeTemporaries = nullptr;
+  // Notes whole (BackupNotes.h); both null in a library without them.
   decltype(&VeldrakeBackupGetNotes) getNotes = nullptr;
   decltype(&VeldrakeBackupCopyAttachment) copyAttachment = nullptr;
 };

@@ -2,7 +2,6 @@
 #include "NoteRecord.h"
 
 #include "Dates.h"
-#include "NoteText.h"
 #include "veldrake/BackupNotes.h"
 
 namespace host {
@@ -63,16 +62,15 @@ std::optional<std::string> NoteTimeToIso(int64_t unixSeconds) {
   return NoteDateToIso(device);
 }
 
-NoteRecord FromSyncNote(const Note& note) {
+NoteRecord FromSyncNote(Note&& note) {
   NoteRecord out;
-  out.title = note.subject.value_or("");
-  out.text = note.content.value_or("");
   out.hasTitle = note.subject.has_value();
   out.hasText = note.content.has_value();
+  if (note.subject) out.title = std::move(*note.subject);
+  if (note.content) out.text = std::move(*note.content);
   if (note.dateModified != kNoDeviceDate && note.dateModified <= INT64_MAX - kReferenceDate)
     out.modified = note.dateModified + kReferenceDate;
-  out.markdown = PlainTextToMarkdown(out.text);
-  out.html = PlainTextToHtml(out.text);
+  out.plain = true;
   return out;
 }
 
@@ -81,10 +79,9 @@ bool AttachmentHasFile(const NoteAttachmentRecord& a) {
          a.kind != kVeldrakeAttachmentTable && a.kind != kVeldrakeAttachmentMissing;
 }
 
-Note ToSyncNote(const NoteRecord& note, const std::string& content) {
+Note SyncHeader(const NoteRecord& note) {
   Note out;
   if (note.hasTitle) out.subject = note.title;
-  if (note.hasText || !content.empty()) out.content = content;
   if (note.modified >= INT64_MIN + kReferenceDate &&
       note.modified - kReferenceDate != kNoDeviceDate)
     out.dateModified = note.modified - kReferenceDate;

@@ -5,7 +5,8 @@
 // identifier, title, folder path, account, dates, pinned state, the body as text,
 // Markdown and HTML, the attachments, tables and tags. From the sync route (older phones)
 // it is made from the QX::Notes copy: the subject is the title, the content the text, and
-// the Markdown and HTML are that text escaped, so the same writers serve both.
+// `plain` tells the writers to escape that text for Markdown and HTML, so the same
+// writers serve both.
 //
 // Links in `markdown` and `html` keep the library's two URL forms
 // ("veldrake-attachment:<id>", "veldrake-note:<id>") until a writer resolves them
@@ -55,14 +56,15 @@ struct NoteRecord {
   bool pinned = false;
   bool deleted = false;
   bool hasTitle = true, hasText = true;  // false: the sync route's device sent none
+  bool plain = false;  // the sync route's: no Markdown or HTML, writers escape `text`
   std::string text, markdown, html;
   std::vector<NoteAttachmentRecord> attachments;
   std::vector<NoteTableRecord> tables;
   std::vector<std::string> tags;
 };
 
-// A sync-route note as a whole record.
-NoteRecord FromSyncNote(const Note& note);
+// A sync-route note as a whole record, its texts moved in.
+NoteRecord FromSyncNote(Note&& note);
 // A copy of the note the backup library lends; counts below zero count as none, a table
 // whose cells do not add up has none, and a deleted note is in "Recently Deleted".
 NoteRecord CopyBackupNote(const VeldrakeNote& note);
@@ -70,9 +72,9 @@ NoteRecord CopyBackupNote(const VeldrakeNote& note);
 // Whether the attachment has a file of its own to write (not a URL card, table or missing).
 bool AttachmentHasFile(const NoteAttachmentRecord& attachment);
 
-// The sync route's record again, with `content` as its content (for the writers of a
-// single document).
-Note ToSyncNote(const NoteRecord& note, const std::string& content);
+// The sync route's record again without its content: the subject and date, for the
+// writers of a single document (the caller moves the content in and out).
+Note SyncHeader(const NoteRecord& note);
 
 // Seconds since 1970 UTC -> "2023-04-05T06:07:08Z"; nullopt for kNoNoteDate.
 std::optional<std::string> NoteTimeToIso(int64_t unixSeconds);

@@ -1,6 +1,8 @@
 // Notes and their attachments into an output folder.
 #include "NoteFolder.h"
 
+#include <sys/stat.h>
+
 #include <sstream>
 
 #include "NoteHtml.h"
@@ -13,9 +15,6 @@ namespace host {
 namespace {
 
 const char kAssetsSuffix[] = ".assets";
-const char kUntitled[] = "Untitled";
-// An unresolved link (a note not exported, a file not written) goes nowhere.
-const char kNowhere[] = "#";
 
 const char* NoteExtension(Format format) {
   switch (format) {
@@ -30,9 +29,17 @@ const char* NoteExtension(Format format) {
   }
 }
 
-std::string Stem(const std::string& title) {
-  const std::string line = title.substr(0, title.find_first_of("\r\n"));
-  return line.empty() ? kUntitled : line;
+// The note's file name before OutputFolder makes it safe and unique: NotesWriter's.
+std::string Stem(const NoteRecord& note, size_t index) {
+  Note named;
+  named.subject = note.title;
+  return NotesWriter(NotesWriter::kText).Stem(named, index);
+}
+
+// The bytes a descriptor holds, for the budget.
+uint64_t SizeOf(int fd) {
+  struct stat st {};
+  return ::fstat(fd, &st) == 0 && st.st_size > 0 ? static_cast<uint64_t>(st.st_size) : 0;
 }
 
 // "a/b/Title 2.md" -> "Title 2"
@@ -49,10 +56,19 @@ std::pair<std::string, std::string> SplitExtension(const std::string& name) {
 
 }  // namespace
 
-NoteFolder::NoteFolder(OutputFolder* folder, Format format, WarningSink warn)
-    : folder_(folder), format_(format), warn_(std::move(warn)) {
+NoteFolder::NoteFolder(OutputFolder* folder, Format format, Budget* budget, WarningSink warn)
+    : folder_(folder), format_(format), budget_(budget), warn_(std::move(warn)) {}
+
+NoteFolder::~NoteFolder() = default;
+
+bool NoteFolder::Open(std::string* error) {
   if (format_ == Format::kNoteHtml) topFile_ = folder_->Reserve({}, "index", ".html");
-  if (format_ == Format::kNotesJson) topFile_ = folder_->Reserve({}, "notes", ".json");
+  if (format_ != Format::kNotesJson) return true;
+  topFile_ = folder_->Reserve({}, "notes", ".json");
+  if (!staging_.Open(error)) return false;
+  jsonBuffer_.reset(new BudgetBuffer(staging_.fd(), budget_));
+  json_.reset(new std::ostream(jsonBuffer_.get()));
+  return true;
 }
 
 std::vector<std::string> NoteFolder::Folders(const NoteRecord& note) const {
@@ -75,12 +91,11 @@ bool NoteFolder::WriteAttachments(NoteRecord* note, const std::string& assets,
     std::string why;
     const auto fill = [&](int fd, std::string* reason) {
       result = copy(i, fd, &why);
-      *reason = why;
-      return result == 0;
+      *reason = result != 0 ? why : budget_->error();
+      return result == 0 && budget_->AddWritten(SizeOf(fd));
     };
     if (folder_->Write(relative, fill, note->modified, error)) {
       a.path = relative;
-      ++attachmentsWritten_;
     } else if (result != 0) {
       warn_("note \"" + note->title + "\": attachment " + a.fileName + " left out: " + why);
     } else {
@@ -90,21 +105,35 @@ bool NoteFolder::WriteAttachments(NoteRecord* note, const std::string& assets,
   return true;
 }
 
-bool NoteFolder::Add(NoteRecord note, const AttachmentCopier& copy, std::string* error) {
+bool NoteFolder::Add(NoteRecord&& note, const AttachmentCopier& copy, std::string* error) {
   const char* extension = NoteExtension(format_);
-  std::string path, assets = Stem(note.title) + kAssetsSuffix;
+  const std::string stem = Stem(note, count_++);
+  Placed placed{std::move(note), ""};
+  std::string assets = stem + kAssetsSuffix;
   if (*extension != '\0') {
-    path = folder_->Reserve(Folders(note), Stem(note.title), extension);
-    assets = FileStem(path, extension) + kAssetsSuffix;
+    placed.path = folder_->Reserve(Folders(placed.note), stem, extension);
+    assets = FileStem(placed.path, extension) + kAssetsSuffix;
+    if (placed.note.id) noteFiles_.emplace(*placed.note.id, placed.path);
   }
-  if (!WriteAttachments(&note, assets, copy, error)) return false;
-  if (note.id && !path.empty()) noteFiles_.emplace(*note.id, path);
-  notes_.push_back(std::move(note));
-  paths_.push_back(path);
-  return true;
+  if (!WriteAttachments(&placed.note, assets, copy, error)) return false;
+  if (format_ == Format::kNotesJson) {
+    WriteNoteJsonItem(*json_, std::move(placed.note), count_ - 1);
+    if (*json_) return true;
+    if (jsonBuffer_->Finish(error)) *error = "notes.json: cannot be written";
+    return false;
+  }
+  if (format_ == Format::kNoteHtml)
+    index_.push_back(IndexEntryOf(placed.note, PercentEncodePath(placed.path)));
+  if (!placed.note.plain &&
+      LinksToNotes(format_ == Format::kNoteHtml ? placed.note.html : placed.note.markdown)) {
+    waiting_.push_back(std::move(placed));
+    return true;
+  }
+  return WriteNote(placed, error);
 }
 
-std::string NoteFolder::Body(const NoteRecord& note, const std::string& path) const {
+void NoteFolder::Render(std::ostream& out, Placed& placed) const {
+  const NoteRecord& note = placed.note;
   const LinkResolver resolve = [&](LinkKind kind,
                                    const std::string& id) -> std::optional<std::string> {
     std::string target;
@@ -116,40 +145,43 @@ std::string NoteFolder::Body(const NoteRecord& note, const std::string& path) co
         if (a.id == id) target = a.path;
     }
     if (target.empty()) return std::nullopt;
-    return PercentEncodePath(RelativePath(path, target));
+    return PercentEncodePath(RelativePath(placed.path, target));
   };
-  const std::string& body = format_ == Format::kNoteHtml ? note.html : note.markdown;
-  return ResolveLinks(body, resolve, kNowhere);
+  if (format_ == Format::kMarkdown) {
+    WriteMarkdownPage(out, note, resolve);
+  } else if (format_ == Format::kNoteHtml) {
+    WriteHtmlPage(out, note, resolve, PercentEncodePath(RelativePath(placed.path, topFile_)));
+  } else {
+    // Text as the single-document form has it: NotesWriter's, the text lent, not copied.
+    Note text = SyncHeader(note);
+    text.content = std::move(placed.note.text);
+    NotesWriter(NotesWriter::kText).WriteNote(out, text);
+    placed.note.text = std::move(*text.content);
+  }
 }
 
-bool NoteFolder::WriteNote(const NoteRecord& note, const std::string& path, std::string* error) {
-  std::string content;
-  if (format_ == Format::kMarkdown) {
-    content = MarkdownPage(note, Body(note, path));
-  } else if (format_ == Format::kNoteHtml) {
-    content = HtmlPage(note, Body(note, path), PercentEncodePath(RelativePath(path, topFile_)));
-  } else {
-    std::ostringstream out;
-    NotesWriter(NotesWriter::kText).WriteNote(out, ToSyncNote(note, note.text));
-    content = out.str();
-  }
-  return folder_->Write(path, content, note.modified, error);
+bool NoteFolder::WriteNote(Placed& placed, std::string* error) {
+  const auto fill = [&](int fd, std::string* why) {
+    BudgetBuffer buffer(fd, budget_);
+    std::ostream out(&buffer);
+    Render(out, placed);
+    return buffer.Finish(why);
+  };
+  return folder_->Write(placed.path, fill, placed.note.modified, error);
 }
 
 bool NoteFolder::Finish(std::string* error) {
-  std::vector<IndexEntry> index;
-  for (size_t i = 0; i < notes_.size(); ++i) {
-    if (paths_[i].empty()) continue;
-    if (!WriteNote(notes_[i], paths_[i], error)) return false;
-    index.push_back({&notes_[i], PercentEncodePath(paths_[i])});
-  }
+  for (Placed& placed : waiting_)
+    if (!WriteNote(placed, error)) return false;
   bool written = true;
   if (format_ == Format::kNoteHtml) {
-    written = folder_->Write(topFile_, HtmlIndex(index), INT64_MIN, error);
+    written = folder_->Write(topFile_, HtmlIndex(index_), INT64_MIN, error);
   } else if (format_ == Format::kNotesJson) {
-    std::ostringstream out;
-    WriteNotesJson(out, notes_);
-    written = folder_->Write(topFile_, out.str(), INT64_MIN, error);
+    EndNotesJson(*json_, count_);
+    written = jsonBuffer_->Finish(error) &&
+              folder_->Write(
+                  topFile_, [this](int fd, std::string* why) { return staging_.CopyTo(fd, why); },
+                  INT64_MIN, error);
   }
   return written && folder_->Commit(error);
 }

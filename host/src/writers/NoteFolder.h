@@ -1,30 +1,36 @@
 // NoteFolder: notes written into an output folder (`-o DIR/`) as files a person opens:
-// Markdown (md), web pages with an index (html), text (txt) or one notes.json (json), with
+// Markdown (md), web pages with an index (html), text (txt), or one notes.json (json), with
 // every attachment's file beside its note.
 //
 // Layout: DIR/[account/]folder[/subfolder]/Title.md (or .html, .txt), its attachments in
 // DIR/.../Title.assets/, index.html or notes.json at the top. Every name goes through
 // OutputFolder (safe, unique, nothing outside DIR); each file's modification time is its
-// note's. Attachments are written as the notes arrive (the backup lends a file only while
-// its note is lent); the note files last, once every note's place is known, so a link to
-// another note becomes the relative path of that note's file. Nothing is visible until
-// Finish commits.
+// note's; every byte counts against the export's Budget. Notes stream: each is written as
+// it arrives (the backup lends a note's files only while it lends the note), and only a
+// note that links to other notes is kept until Finish, when every note's file is known.
+// Nothing is visible until Finish commits.
 //
-// An attachment that cannot be copied is a warning (through `warn`) and a note that says
-// what is missing; a failure of the output folder itself fails the export.
+// An attachment that cannot be copied is a warning (through `warn`) and a link that goes
+// nowhere; a failure of the output folder, or a limit passed, fails the export.
 //
-// Ownership: holds the notes until Finish; borrows the folder. Thread contract: one thread.
+// Ownership: borrows the folder and the budget. Thread contract: one thread.
 #ifndef VELDRAKE_HOST_NOTEFOLDER_H_
 #define VELDRAKE_HOST_NOTEFOLDER_H_
 
 #include <functional>
 #include <map>
+#include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
+#include "BudgetBuffer.h"
+#include "ExportLimits.h"
 #include "Formats.h"
+#include "NoteHtml.h"
 #include "NoteRecord.h"
 #include "OutputFolder.h"
+#include "StagingFile.h"
 
 namespace host {
 
@@ -36,31 +42,43 @@ using WarningSink = std::function<void(const std::string& line)>;
 class NoteFolder {
  public:
   // `folder` is open; `format` one of the notes formats.
-  NoteFolder(OutputFolder* folder, Format format, WarningSink warn);
+  NoteFolder(OutputFolder* folder, Format format, Budget* budget, WarningSink warn);
+  ~NoteFolder();
 
-  // Places the note and writes its attachments through `copy` (null: none can be copied,
-  // as on the sync route). False with *error when the folder fails.
-  bool Add(NoteRecord note, const AttachmentCopier& copy, std::string* error);
-  // Writes the note files (or notes.json), index.html for html, and commits.
+  // False with *error when notes.json's holder cannot be made.
+  bool Open(std::string* error);
+  // Places the note, writes its attachments through `copy` (null: none can be copied, as
+  // on the sync route) and, unless it links to other notes, its file. False with *error
+  // when the folder fails or a limit is passed.
+  bool Add(NoteRecord&& note, const AttachmentCopier& copy, std::string* error);
+  // Writes the notes kept back, index.html or notes.json, and commits.
   bool Finish(std::string* error);
 
-  size_t attachmentsWritten() const { return attachmentsWritten_; }
-
  private:
+  struct Placed {
+    NoteRecord note;
+    std::string path;  // its file, relative to the folder
+  };
+
   std::vector<std::string> Folders(const NoteRecord& note) const;
   bool WriteAttachments(NoteRecord* note, const std::string& assets, const AttachmentCopier& copy,
                         std::string* error);
-  std::string Body(const NoteRecord& note, const std::string& path) const;
-  bool WriteNote(const NoteRecord& note, const std::string& path, std::string* error);
+  bool WriteNote(Placed& placed, std::string* error);
+  // Lends the note's text to the text writer and takes it back: not const.
+  void Render(std::ostream& out, Placed& placed) const;
 
   OutputFolder* folder_;
   Format format_;
+  Budget* budget_;
   WarningSink warn_;
-  std::string topFile_;  // index.html or notes.json; "" for none
-  std::vector<NoteRecord> notes_;
-  std::vector<std::string> paths_;                // each note's file, relative to the folder
+  size_t count_ = 0;
+  std::string topFile_;                           // index.html or notes.json; "" for none
+  std::vector<IndexEntry> index_;                 // html: what the index shows
+  std::vector<Placed> waiting_;                   // notes that link to other notes
   std::map<std::string, std::string> noteFiles_;  // note id -> its file
-  size_t attachmentsWritten_ = 0;
+  StagingFile staging_;                           // json: the array so far
+  std::unique_ptr<BudgetBuffer> jsonBuffer_;
+  std::unique_ptr<std::ostream> json_;
 };
 
 }  // namespace host

@@ -53,36 +53,48 @@ std::string FolderLabel(const NoteRecord& note) {
 }
 
 std::string IndexItem(const IndexEntry& entry) {
-  const NoteRecord& note = *entry.note;
-  return "<li><a href=\"" + EscapeHtml(entry.href) + "\">" + EscapeHtml(Title(note)) +
-         "</a> <span class=\"meta\">" + DateText(note.modified) + (note.pinned ? " · pinned" : "") +
-         "</span><span class=\"first\">" +
-         EscapeHtml(FirstLineAfterTitle(note.text, note.title, kFirstLineBytes)) + "</span></li>\n";
+  return "<li><a href=\"" + EscapeHtml(entry.href) + "\">" + EscapeHtml(entry.title) +
+         "</a> <span class=\"meta\">" + DateText(entry.modified) +
+         (entry.pinned ? " · pinned" : "") + "</span><span class=\"first\">" +
+         EscapeHtml(entry.firstLine) + "</span></li>\n";
 }
 
 }  // namespace
 
-std::string HtmlPage(const NoteRecord& note, const std::string& body,
-                     const std::string& indexHref) {
-  std::string out = Head(Title(note));
-  out += "<header><a href=\"" + EscapeHtml(indexHref) + "\">All notes</a> · " +
-         EscapeHtml(FolderLabel(note)) + " · " + DateText(note.modified) + "</header>\n<article>\n";
-  if (!BodyStartsWithTitle(note)) out += "<h1>" + EscapeHtml(Title(note)) + "</h1>\n";
-  return out + body + "\n</article>\n</body>\n</html>\n";
+void WriteHtmlPage(std::ostream& out, const NoteRecord& note, const LinkResolver& resolve,
+                   const std::string& indexHref) {
+  out << Head(Title(note)) << "<header><a href=\"" << EscapeHtml(indexHref) << "\">All notes</a> · "
+      << EscapeHtml(FolderLabel(note)) << " · " << DateText(note.modified)
+      << "</header>\n<article>\n";
+  if (!BodyStartsWithTitle(note)) out << "<h1>" << EscapeHtml(Title(note)) << "</h1>\n";
+  if (note.plain)
+    PlainTextToHtml(out, note.text);
+  else
+    ResolveLinks(out, note.html, resolve, kNowhere);
+  out << "\n</article>\n</body>\n</html>\n";
+}
+
+IndexEntry IndexEntryOf(const NoteRecord& note, const std::string& href) {
+  IndexEntry entry;
+  entry.title = Title(note);
+  entry.folder = FolderLabel(note);
+  entry.firstLine = FirstLineAfterTitle(note.text, note.title, kFirstLineBytes);
+  entry.href = href;
+  entry.modified = note.modified;
+  entry.pinned = note.pinned;
+  return entry;
 }
 
 std::string HtmlIndex(std::vector<IndexEntry> entries) {
   std::stable_sort(entries.begin(), entries.end(), [](const IndexEntry& a, const IndexEntry& b) {
-    const std::string fa = FolderLabel(*a.note), fb = FolderLabel(*b.note);
-    return fa != fb ? fa < fb : a.note->modified > b.note->modified;
+    return a.folder != b.folder ? a.folder < b.folder : a.modified > b.modified;
   });
   std::string out = Head("Notes") + "<h1>Notes</h1>\n";
   std::string folder;
   for (size_t i = 0; i < entries.size(); ++i) {
-    const std::string label = FolderLabel(*entries[i].note);
-    if (i == 0 || label != folder) {
-      out += (i ? "</ul>\n" : "") + ("<h2>" + EscapeHtml(label) + "</h2>\n<ul class=\"index\">\n");
-      folder = label;
+    if (i == 0 || entries[i].folder != folder) {
+      folder = entries[i].folder;
+      out += (i ? "</ul>\n" : "") + ("<h2>" + EscapeHtml(folder) + "</h2>\n<ul class=\"index\">\n");
     }
     out += IndexItem(entries[i]);
   }

@@ -11,21 +11,28 @@
 #ifndef VELDRAKE_HOST_NOTEHTML_H_
 #define VELDRAKE_HOST_NOTEHTML_H_
 
+#include <ostream>
 #include <string>
 #include <vector>
 
+#include "NoteLinks.h"
 #include "NoteRecord.h"
 
 namespace host {
 
-// One note's page; `indexHref` is the index's path from the page (percent-encoded).
-std::string HtmlPage(const NoteRecord& note, const std::string& body, const std::string& indexHref);
+// One note's page, its links resolved through `resolve`; `indexHref` is the index's path
+// from the page (percent-encoded).
+void WriteHtmlPage(std::ostream& out, const NoteRecord& note, const LinkResolver& resolve,
+                   const std::string& indexHref);
 
-// One line of the index: the note and its page's path from the index (percent-encoded).
+// One line of the index, kept while the notes are written: what it shows of the note and
+// its page's path from the index (percent-encoded).
 struct IndexEntry {
-  const NoteRecord* note;
-  std::string href;
+  std::string title, folder, firstLine, href;
+  int64_t modified = kNoNoteDate;
+  bool pinned = false;
 };
+IndexEntry IndexEntryOf(const NoteRecord& note, const std::string& href);
 std::string HtmlIndex(std::vector<IndexEntry> entries);
 
 }  // namespace host

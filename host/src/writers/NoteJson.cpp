@@ -43,10 +43,15 @@ Json TableJson(const NoteTableRecord& t) {
   return rows;
 }
 
-Json NoteJsonOf(const NoteRecord& n) {
-  Json j;
-  j["subject"] = n.hasTitle ? Json(n.title) : Json(nullptr);
-  j["content"] = n.hasText ? Json(n.text) : Json(nullptr);
+// The members a note's object holds, room made before they go in: growing the object would
+// copy the texts already in it.
+constexpr size_t kNoteMembers = 12;
+
+Json NoteJsonOf(NoteRecord&& n) {
+  Json j = Json::object();
+  j.get_ref<Json::object_t&>().reserve(kNoteMembers);
+  j["subject"] = n.hasTitle ? Json(std::move(n.title)) : Json(nullptr);
+  j["content"] = n.hasText ? Json(std::move(n.text)) : Json(nullptr);
   j["modified"] = DateJson(n.modified);
   const std::string folder = FolderText(n);
   j["folder"] = folder.empty() ? Json(nullptr) : Json(folder);
@@ -69,10 +74,18 @@ const char* AttachmentKindName(int kind) {
   return kind >= 0 && static_cast<size_t>(kind) < count ? kKindNames[kind] : "file";
 }
 
-void WriteNotesJson(std::ostream& out, const std::vector<NoteRecord>& notes) {
-  Json all = Json::array();
-  for (const NoteRecord& n : notes) all.push_back(NoteJsonOf(n));
-  out << all.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+void WriteNoteJsonItem(std::ostream& out, NoteRecord&& note, size_t index) {
+  // An element of the array as dump(2) indents it, written straight to the stream rather
+  // than through one string of the whole note.
+  const unsigned kIndent = 2;
+  out << (index == 0 ? "[\n  " : ",\n  ");
+  nlohmann::detail::serializer<Json> serializer(nlohmann::detail::output_adapter<char>(out), ' ',
+                                                Json::error_handler_t::replace);
+  serializer.dump(NoteJsonOf(std::move(note)), true, false, kIndent, kIndent);
+}
+
+void EndNotesJson(std::ostream& out, size_t count) {
+  out << (count == 0 ? "[]\n" : "\n]\n");
 }
 
 }  // namespace host

@@ -12,13 +12,15 @@
 #define VELDRAKE_HOST_NOTEJSON_H_
 
 #include <ostream>
-#include <vector>
 
 #include "NoteRecord.h"
 
 namespace host {
 
-void WriteNotesJson(std::ostream& out, const std::vector<NoteRecord>& notes);
+// The array one note at a time, the note's texts moved rather than copied:
+// WriteNoteJsonItem for the `index`-th note (0-based), then EndNotesJson with the count.
+void WriteNoteJsonItem(std::ostream& out, NoteRecord&& note, size_t index);
+void EndNotesJson(std::ostream& out, size_t count);
 
 // The kind's name in JSON: "file", "image", "scan", "drawing", "url", "table", "missing".
 const char* AttachmentKindName(int kind);

@@ -8,6 +8,7 @@ namespace host {
 
 const char kAttachmentScheme[] = "veldrake-attachment:";
 const char kNoteScheme[] = "veldrake-note:";
+const char kNowhere[] = "#";
 
 namespace {
 
@@ -71,17 +72,19 @@ std::string RelativePath(const std::string& from, const std::string& to) {
   return out;
 }
 
-std::string ResolveLinks(const std::string& body, const LinkResolver& resolve,
-                         const std::string& unresolved) {
-  std::string out;
-  out.reserve(body.size());
+bool LinksToNotes(const std::string& body) {
+  return body.find(kNoteScheme) != std::string::npos;
+}
+
+void ResolveLinks(std::ostream& out, const std::string& body, const LinkResolver& resolve,
+                  const std::string& unresolved) {
   size_t at = 0;
   for (size_t hit; (hit = body.find("veldrake-", at)) != std::string::npos;) {
     LinkKind kind;
     size_t length;
-    out.append(body, at, hit - at);
+    out.write(body.data() + at, static_cast<std::streamsize>(hit - at));
     if (!SchemeAt(body, hit, &kind, &length)) {
-      out += "veldrake-";
+      out << "veldrake-";
       at = hit + std::strlen("veldrake-");
       continue;
     }
@@ -89,11 +92,10 @@ std::string ResolveLinks(const std::string& body, const LinkResolver& resolve,
     size_t idEnd = body.find_first_of(kIdEnd, idBegin);
     if (idEnd == std::string::npos) idEnd = body.size();
     const std::optional<std::string> target = resolve(kind, body.substr(idBegin, idEnd - idBegin));
-    out += target ? *target : unresolved;
+    out << (target ? *target : unresolved);
     at = idEnd;
   }
-  out.append(body, at, std::string::npos);
-  return out;
+  out.write(body.data() + at, static_cast<std::streamsize>(body.size() - at));
 }
 
 }  // namespace host

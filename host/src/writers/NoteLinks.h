@@ -13,12 +13,14 @@
 
 #include <functional>
 #include <optional>
+#include <ostream>
 #include <string>
 
 namespace host {
 
 extern const char kAttachmentScheme[];  // "veldrake-attachment:"
 extern const char kNoteScheme[];        // "veldrake-note:"
+extern const char kNowhere[];           // "#": where a link that cannot be resolved goes
 
 // What a link resolver is asked: the kind of link and the identifier after the scheme.
 enum class LinkKind { kAttachment, kNote };
@@ -31,11 +33,13 @@ std::string PercentEncodePath(const std::string& relative);
 // between components ("a/b/Note.md", "c/Other.md" -> "../../c/Other.md").
 std::string RelativePath(const std::string& from, const std::string& to);
 
-// `body` with each "veldrake-attachment:<id>" and "veldrake-note:<id>" URL replaced by what
-// `resolve` answers (used as it is), or by `unresolved` when it answers nullopt. An id ends
-// at the first of ) " ' < > ] whitespace or the end.
-std::string ResolveLinks(const std::string& body, const LinkResolver& resolve,
-                         const std::string& unresolved);
+// Writes `body` with each "veldrake-attachment:<id>" and "veldrake-note:<id>" URL replaced
+// by what `resolve` answers (used as it is), or by `unresolved` when it answers nullopt.
+// An id ends at the first of ) " ' < > ] whitespace or the end.
+void ResolveLinks(std::ostream& out, const std::string& body, const LinkResolver& resolve,
+                  const std::string& unresolved);
+// Whether `body` links to another note.
+bool LinksToNotes(const std::string& body);
 
 }  // namespace host
 

@@ -2,6 +2,7 @@
 #include "NoteMarkdown.h"
 
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "NoteText.h"
 
@@ -58,16 +59,22 @@ std::string MarkdownFrontMatter(const NoteRecord& note) {
   return out + "---\n";
 }
 
-std::string MarkdownPage(const NoteRecord& note, const std::string& body) {
-  std::string out = MarkdownFrontMatter(note) + "\n";
+void WriteMarkdownBody(std::ostream& out, const NoteRecord& note, const LinkResolver& resolve) {
+  if (note.plain) return PlainTextToMarkdown(out, note.text);
+  ResolveLinks(out, note.markdown, resolve, kNowhere);
+  if (!note.markdown.empty() && note.markdown.back() != '\n') out << "\n";
+}
+
+void WriteMarkdownPage(std::ostream& out, const NoteRecord& note, const LinkResolver& resolve) {
+  out << MarkdownFrontMatter(note) << "\n";
   if (!BodyStartsWithTitle(note)) {
-    std::string heading = PlainTextToMarkdown(note.title);
-    while (!heading.empty() && heading.back() == '\n') heading.pop_back();
-    out += "# " + heading + "\n\n";
+    std::ostringstream heading;
+    PlainTextToMarkdown(heading, note.title.substr(0, note.title.find_first_of("\r\n")));
+    std::string text = heading.str();
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    out << "# " << text << "\n\n";
   }
-  out += body;
-  if (!body.empty() && body.back() != '\n') out += "\n";
-  return out;
+  WriteMarkdownBody(out, note, resolve);
 }
 
 }  // namespace host

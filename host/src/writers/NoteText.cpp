@@ -4,7 +4,7 @@
 #include <cctype>
 #include <cstring>
 #include <sstream>
-#include <vector>
+#include <string_view>
 
 namespace host {
 namespace {
@@ -15,28 +15,30 @@ const char kInlineMarkup[] = "\\`*_[]<>|~&!";
 // Markup only at the start of a line: headings, quotes, list and rule markers.
 const char kLineStartMarkup[] = "#>+-=";
 
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::string line;
-  std::istringstream in(text);
-  while (std::getline(in, line)) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    lines.push_back(line);
+// Calls `line` for each line of `text` (without its line end), in order.
+// The lines are views into `text`: nothing of it is copied.
+template <typename Line>
+void ForEachLine(const std::string& text, Line line) {
+  const std::string_view all(text);
+  for (size_t begin = 0; begin < all.size();) {
+    size_t end = all.find('\n', begin);
+    if (end == std::string_view::npos) end = all.size();
+    const size_t stop = end > begin && all[end - 1] == '\r' ? end - 1 : end;
+    line(all.substr(begin, stop - begin));
+    begin = end + 1;
   }
-  return lines;
 }
 
-bool Blank(const std::string& line) {
-  return line.find_first_not_of(" \t") == std::string::npos;
+bool Blank(std::string_view line) {
+  return line.find_first_not_of(" \t") == std::string_view::npos;
 }
 
 // One line with its markup escaped; leading blanks kept as entities so that an indent
 // never turns a line into a code block.
-std::string EscapeLine(const std::string& line) {
-  std::string out;
+void EscapeLine(std::ostream& out, std::string_view line) {
   size_t i = 0;
   for (; i < line.size() && (line[i] == ' ' || line[i] == '\t'); ++i)
-    out += line[i] == ' ' ? "&#32;" : "&#9;";
+    out << (line[i] == ' ' ? "&#32;" : "&#9;");
   // Until the first character that is not a digit: a list marker may still begin here.
   bool lineStart = true;
   for (const size_t first = i; i < line.size(); ++i) {
@@ -44,87 +46,86 @@ std::string EscapeLine(const std::string& line) {
     const bool listNumber = lineStart && i > first && (c == '.' || c == ')');
     if (c != '\0' && (std::strchr(kInlineMarkup, c) || listNumber ||
                       (lineStart && i == first && std::strchr(kLineStartMarkup, c))))
-      out += '\\';
-    out += c;
+      out << '\\';
+    out << c;
     lineStart = lineStart && std::isdigit(static_cast<unsigned char>(c));
   }
-  return out;
+}
+
+void EscapeHtmlTo(std::ostream& out, std::string_view text) {
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        out << "&amp;";
+        break;
+      case '<':
+        out << "&lt;";
+        break;
+      case '>':
+        out << "&gt;";
+        break;
+      case '"':
+        out << "&quot;";
+        break;
+      case '\'':
+        out << "&#39;";
+        break;
+      default:
+        out << c;
+    }
+  }
 }
 
 }  // namespace
 
 std::string EscapeHtml(const std::string& text) {
-  std::string out;
-  out.reserve(text.size());
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&#39;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
+  std::ostringstream out;
+  EscapeHtmlTo(out, text);
+  return out.str();
 }
 
-std::string PlainTextToMarkdown(const std::string& text) {
-  std::string out;
+void PlainTextToMarkdown(std::ostream& out, const std::string& text) {
   bool inParagraph = false;
-  for (const std::string& line : Lines(text)) {
+  ForEachLine(text, [&](std::string_view line) {
     if (Blank(line)) {
-      if (inParagraph) out += "\n\n";
+      if (inParagraph) out << "\n\n";
       inParagraph = false;
-      continue;
+      return;
     }
-    if (inParagraph) out += "\\\n";
-    out += EscapeLine(line);
+    if (inParagraph) out << "\\\n";
+    EscapeLine(out, line);
     inParagraph = true;
-  }
-  if (inParagraph) out += "\n";
-  return out;
+  });
+  if (inParagraph) out << "\n";
 }
 
-std::string PlainTextToHtml(const std::string& text) {
-  std::string out;
+void PlainTextToHtml(std::ostream& out, const std::string& text) {
   bool inParagraph = false;
-  for (const std::string& line : Lines(text)) {
+  ForEachLine(text, [&](std::string_view line) {
     if (Blank(line)) {
-      if (inParagraph) out += "</p>\n";
+      if (inParagraph) out << "</p>\n";
       inParagraph = false;
-      continue;
+      return;
     }
-    out += inParagraph ? "<br>\n" : "<p>";
-    out += EscapeHtml(line);
+    out << (inParagraph ? "<br>\n" : "<p>");
+    EscapeHtmlTo(out, line);
     inParagraph = true;
-  }
-  if (inParagraph) out += "</p>\n";
-  return out;
+  });
+  if (inParagraph) out << "</p>\n";
 }
 
 std::string FirstLineAfterTitle(const std::string& text, const std::string& title, size_t limit) {
-  for (const std::string& line : Lines(text)) {
+  std::string first;
+  ForEachLine(text, [&](std::string_view line) {
     const size_t begin = line.find_first_not_of(" \t");
-    if (begin == std::string::npos || line == title) continue;
-    std::string first = line.substr(begin);
-    if (first.size() <= limit) return first;
+    if (!first.empty() || begin == std::string_view::npos || line == title) return;
+    first = std::string(line.substr(begin, limit + 4));
+    if (first.size() <= limit) return;
     size_t cut = limit;
     while (cut > 0 && (static_cast<unsigned char>(first[cut]) & 0xC0) == 0x80) --cut;
-    return first.substr(0, cut) + "...";
-  }
-  return "";
+    first = first.substr(0, cut) + "...";
+  });
+  return first;
 }
 
 }  // namespace host

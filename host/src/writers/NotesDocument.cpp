@@ -1,4 +1,4 @@
-// All notes as one document.
+// Notes one after another in one document.
 #include "NotesDocument.h"
 
 #include <sstream>
@@ -19,30 +19,31 @@ std::string NamedLinks(const NoteRecord& note) {
         if (a.id == id && !a.fileName.empty()) return PercentEncodePath(a.fileName);
     return std::nullopt;
   };
-  return ResolveLinks(note.markdown, resolve, "#");
+  std::ostringstream out;
+  ResolveLinks(out, note.markdown, resolve, kNowhere);
+  return out.str();
 }
 
 }  // namespace
 
-std::string NotesDocument(Format format, const std::vector<NoteRecord>& notes) {
-  std::ostringstream out;
-  if (format == Format::kNotesJson) {
-    WriteNotesJson(out, notes);
-    return out.str();
-  }
+void WriteNoteInDocument(std::ostream& out, Format format, NoteRecord&& note, size_t index) {
+  if (format == Format::kNotesJson) return WriteNoteJsonItem(out, std::move(note), index);
   const bool markdown = format == Format::kMarkdown;
-  std::vector<Note> copies;
-  copies.reserve(notes.size());
-  for (const NoteRecord& note : notes)
-    copies.push_back(ToSyncNote(note, markdown ? NamedLinks(note) : note.text));
-  NotesWriter(markdown ? NotesWriter::kMarkdown : NotesWriter::kText).WriteAll(out, copies);
-  return out.str();
+  const NotesWriter writer(markdown ? NotesWriter::kMarkdown : NotesWriter::kText);
+  if (index > 0) out << writer.Separator();
+  Note shown = SyncHeader(note);
+  // A sync-route note's content stays as the phone sent it, as it always has.
+  shown.content = markdown && !note.plain ? NamedLinks(note) : std::move(note.text);
+  writer.WriteNote(out, shown);
 }
 
-size_t AttachmentFiles(const std::vector<NoteRecord>& notes) {
+void EndNotesDocument(std::ostream& out, Format format, size_t count) {
+  if (format == Format::kNotesJson) EndNotesJson(out, count);
+}
+
+size_t AttachmentFiles(const NoteRecord& note) {
   size_t count = 0;
-  for (const NoteRecord& note : notes)
-    for (const NoteAttachmentRecord& a : note.attachments) count += AttachmentHasFile(a);
+  for (const NoteAttachmentRecord& a : note.attachments) count += AttachmentHasFile(a);
   return count;
 }
 

@@ -1,0 +1,187 @@
+// Output fed by the Exporter one record at a time: the export-wide limits end an export
+// with exit 28 and nothing written, and the heap never holds more than about one record,
+// however many the source lends (the live heap is counted by the allocator below).
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "Exporter.h"
+#include "Output.h"
+#include "QX/Contact.h"
+#include "QX/Notes.h"
+#include "TempFolder.h"
+
+namespace {
+
+size_t g_live = 0, g_peak = 0;
+
+void* Allocate(std::size_t size) {
+  void* block = std::malloc(size == 0 ? 1 : size);
+  if (block == nullptr) throw std::bad_alloc();
+  g_live += malloc_usable_size(block);
+  if (g_live > g_peak) g_peak = g_live;
+  return block;
+}
+
+void Free(void* block) {
+  if (block == nullptr) return;
+  g_live -= malloc_usable_size(block);
+  std::free(block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return Allocate(size);
+}
+void* operator new[](std::size_t size) {
+  return Allocate(size);
+}
+void operator delete(void* block) noexcept {
+  Free(block);
+}
+void operator delete[](void* block) noexcept {
+  Free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  Free(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+  Free(block);
+}
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+const int kRecords = 8;
+const size_t kBody = size_t{4} << 20;  // every note lends the same body, as the bomb does
+const char* g_body = nullptr;
+
+// Lends kRecords records of `kind`, as the library does, until the host says stop.
+int Lend(int kind, void*, void*, void* callback) {
+  auto deliver = reinterpret_cast<VeldrakeRecordCallback>(callback);
+  char first[] = "Ann", subject[] = "Note";
+  QX::Contact contact;
+  contact.firstName = first;
+  QX::Notes note;
+  note.subject = subject;
+  note.content = const_cast<char*>(g_body);
+  int result = kVeldrakeOk;
+  for (int i = 0; i < kRecords && result == kVeldrakeOk; ++i)
+    if (deliver(kind == kVeldrakeContacts ? static_cast<void*>(&contact) : &note) == kStopDelivery)
+      result = kind == kVeldrakeContacts ? kVeldrakeConversationFailed : kVeldrakeOk;
+  contact.firstName = nullptr;
+  note.subject = note.content = nullptr;
+  return result;
+}
+
+int Close() {
+  return kVeldrakeOk;
+}
+
+struct StreamCase {
+  const char* what;
+  VeldrakeDataKind kind;
+  Format format;
+  const char* output;  // in the test's folder; "dir/" a folder
+  ExportLimits limits;
+  int status;
+  const char* read;  // what holds the records afterwards
+  size_t count;      // how many it holds
+};
+
+const ExportLimits kDefaults;
+const ExportLimits kFewRecords{3, kDefaultMaxRendered, kDefaultMaxWritten};
+const ExportLimits kLittleText{kDefaultMaxRecords, 3 * kBody, kDefaultMaxWritten};
+const ExportLimits kLittleWritten{kDefaultMaxRecords, kDefaultMaxRendered, 2 * kBody};
+
+const StreamCase kCases[] = {
+    {"json to a file", kVeldrakeNotes, Format::kNotesJson, "notes.json", kDefaults, kExitOk,
+     "notes.json", kRecords},
+    {"markdown to a file", kVeldrakeNotes, Format::kMarkdown, "notes.md", kDefaults, kExitOk,
+     "notes.md", kRecords},
+    {"one file per note", kVeldrakeNotes, Format::kText, "dir/", kDefaults, kExitOk, "dir",
+     kRecords},
+    {"json into a folder", kVeldrakeNotes, Format::kNotesJson, "dir/", kDefaults, kExitOk,
+     "dir/notes.json", kRecords},
+    {"records limit", kVeldrakeNotes, Format::kNotesJson, "notes.json", kFewRecords,
+     kExitLimitReached, "", 0},
+    {"text limit", kVeldrakeNotes, Format::kMarkdown, "notes.md", kLittleText, kExitLimitReached,
+     "", 0},
+    {"text limit, files", kVeldrakeNotes, Format::kMarkdown, "dir/", kLittleText, kExitLimitReached,
+     "", 0},
+    {"written limit, files", kVeldrakeNotes, Format::kText, "dir/", kLittleWritten,
+     kExitLimitReached, "", 0},
+    {"contacts records limit", kVeldrakeContacts, Format::kCsv, "book.csv", kFewRecords,
+     kExitLimitReached, "", 0},
+    {"contacts", kVeldrakeContacts, Format::kContactsJson, "book.json", kDefaults, kExitOk,
+     "book.json", kRecords},
+};
+
+// How many records the finished output holds, read back as a person's tool would.
+size_t RecordsIn(const fs::path& path, Format format) {
+  if (fs::is_directory(path))
+    return static_cast<size_t>(std::distance(fs::directory_iterator(path), {}));
+  std::ifstream in(path);
+  if (format == Format::kNotesJson || format == Format::kContactsJson) {
+    const nlohmann::json all = nlohmann::json::parse(in);
+    for (const auto& item : all)
+      if (item.contains("content")) {
+        EXPECT_EQ(item["content"].get<std::string>().size(), kBody);
+      }
+    return all.size();
+  }
+  size_t headings = 0;
+  for (std::string line; std::getline(in, line);) headings += line == "# Note";
+  return headings;
+}
+
+TEST(OutputStream, LimitsEndTheExportAndTheHeapHoldsOneRecord) {
+  const std::string body(kBody, 'x');
+  g_body = body.c_str();
+  Library library;
+  library.getData = Lend;
+  library.disconnect = Close;
+  for (const StreamCase& test : kCases) {
+    SCOPED_TRACE(test.what);
+    TempFolder temp;
+    Options options;
+    options.kind = test.kind;
+    options.format = test.format;
+    options.output = temp.path() + "/" + test.output;
+    options.limits = test.limits;
+    const size_t before = g_live;
+    g_peak = g_live;
+    int status = kExitOk;
+    {
+      Output output(options);
+      ASSERT_EQ(output.Open(), kExitOk);
+      ExportSettings settings;
+      settings.kind = test.kind;
+      settings.sink = &output;
+      Exporter exporter(library, settings);
+      exporter.Run(nullptr);
+      status = output.Write();
+    }
+    EXPECT_EQ(status, test.status);
+    // One note's copy, and the stream's buffers.
+    EXPECT_LT(g_peak - before, kBody + kBody / 4) << "more than one record held at once";
+    if (test.status != kExitOk) {
+      EXPECT_TRUE(fs::is_empty(temp.path())) << "something was left";
+      continue;
+    }
+    EXPECT_EQ(RecordsIn(temp.path() + "/" + test.read, test.format), test.count);
+  }
+}
+
+}  // namespace
+}  // namespace host
