@@ -223,6 +223,16 @@ class BackupNotes(unittest.TestCase):
         self.assertEqual([urllib.parse.unquote(l) for l in report['index.html']['links']],
                          ['Work/Projects/Plan.html'])
 
+    def test_one_document_names_the_attachments_and_says_how_to_get_them(self):
+        for fmt in ('md', 'json'):
+            with self.subTest(fmt=fmt):
+                run = hosttest.veldrake('notes', '--backup', self.backups['plain'], '--format',
+                                        fmt)
+                self.assertEqual(run.returncode, 0, run.stderr)
+                self.assertIn('photo.png', run.stdout)
+                self.assertIn('1 attachment is named but not written: -o DIR/ writes them',
+                              run.stderr)
+
     def test_json_names_each_attachment_and_its_path(self):
         out, _ = self.export('plain', 'json')
         with open(os.path.join(out, 'notes.json'), encoding='utf-8') as f:
