@@ -13,6 +13,7 @@
 #include "FileIo.h"
 #include "LastMessage.h"
 #include "NoteWhole.h"
+#include "NotesRoute.h"
 #include "OpenedBackup.h"
 #include "Warnings.h"
 #include "veldrake/BackupNotes.h"
@@ -130,25 +131,6 @@ int OpenNotes(const char* path, const char* password, OpenedBackup* backup, sqli
   return backup->OpenStore(kNotesDomain, kStorePath, db, &message);
 }
 
-MediaFile Probe(OpenedBackup& backup, const std::string& relativePath) {
-  MediaFile file;
-  switch (backup.Probe(kNotesDomain, relativePath, &file.size)) {
-    case OpenedBackup::Content::kFound:
-      file.state = MediaFile::kFound;
-      break;
-    case OpenedBackup::Content::kAbsent:
-      file.state = MediaFile::kAbsent;
-      break;
-    case OpenedBackup::Content::kNotAFile:
-      file.state = MediaFile::kNotAFile;
-      break;
-    case OpenedBackup::Content::kDamaged:
-      file.state = MediaFile::kDamaged;
-      break;
-  }
-  return file;
-}
-
 int ExportNotes(const char* path, const char* password, const VeldrakeNoteOptions* options,
                 VeldrakeNoteCallback callback, void* context, const Warnings& warnings) {
   WholeOptions whole;
@@ -164,9 +146,7 @@ int ExportNotes(const char* path, const char* password, const VeldrakeNoteOption
   int result = OpenNotes(path, password, &backup, &raw);
   std::unique_ptr<sqlite3, DbCloser> db(raw);
   if (result != kVeldrakeBackupOk) return result;
-  const MediaFiles files = [&backup](const std::string& relative) {
-    return Probe(backup, relative);
-  };
+  const MediaFiles files = NotesMediaFiles(backup);
   const WholeCallback lend = [&](WholeNote& note) {
     LentNote lent;
     lent.whole = &note;

@@ -2,6 +2,7 @@
 read back with notes_oracle.py. Usage: check_notes.py PATH-TO-veldrake-devicesim SOURCE-DIR"""
 import datetime
 import os
+import random
 import shutil
 import subprocess
 import sys
@@ -436,6 +437,54 @@ class FaultTest(unittest.TestCase):
         self.assertEqual(len(broken["Fault: GCM data shorter than its tag"][1][0]), 5)
         self.assertEqual(broken["Fault: huge iteration count"][0]["ZCRYPTOITERATIONCOUNT"], 2 ** 31 - 1)
         self.assertEqual(len(broken["Fault: wrapped key cut short"][0]["ZCRYPTOWRAPPEDKEY"]), 7)
+
+
+MARKS = [("**", "weight", 1), ("__", "underline", 1), ("~~", "strike", 1), ("*", "weight", 2),
+         ("^", "script", 1), ("~", "script", -1)]
+PIECES = ["a", "b", " ", "é", "🦊", "\u05d0", "x y"] + [m for m, _, _ in MARKS]
+
+
+def expected_styles(line):
+    """[(character, its look)] of one line of inline marks, by the dialect's rules."""
+    look, out, i = {"weight": 0, "underline": 0, "strike": 0, "script": 0}, [], 0
+    while i < len(line):
+        mark = next((m for m in MARKS if line.startswith(m[0], i)), None)
+        if mark is None:
+            out.append((line[i], {k: v for k, v in look.items() if v}))
+            i += 1
+            continue
+        token, name, value = mark
+        look[name] = (look[name] ^ value) if name == "weight" else (0 if look[name] == value else value)
+        i += len(token)
+    return out
+
+
+class RandomInlineTest(unittest.TestCase):
+    """Random lines of text and inline marks: every character keeps its place and its look."""
+
+    def test_random_inline_marks(self):
+        rng = random.Random(23)
+        # each line starts with a letter, so no line is read as a list item
+        lines = ["x" + "".join(rng.choice(PIECES) for _ in range(rng.randint(0, 30))) for _ in range(300)]
+        tmp = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, tmp)
+        os.mkdir(os.path.join(tmp, "set"))
+        with open(os.path.join(tmp, "set", "r.md"), "w", encoding="utf-8") as f:
+            f.write("---\ntitle: random\n---\n" + "\n".join(lines) + "\n")
+        out = os.path.join(tmp, "out")
+        done = subprocess.run([DEVICESIM, "--notes", os.path.join(tmp, "set"), "--write-backup", out],
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        backup = backup_oracle.Backup(os.path.join(out, UDID))
+        self.addCleanup(backup.close)
+        db = backup.database(DOMAIN, "NoteStore.sqlite")
+        self.addCleanup(db.close)
+        body = oracle.body_runs(db.execute("SELECT ZDATA FROM ZICNOTEDATA").fetchone()[0])
+        got = oracle.paragraphs(body)[1:]
+        self.assertEqual(len(got), len(lines))
+        for line, (_, _, pieces) in zip(lines, got):
+            chars = [(ch, {k: v for k, v in a.items() if k != "style"}) for t, a in pieces for ch in t]
+            self.assertEqual(chars, expected_styles(line), line)
 
 
 # A bad notes set: files to write (path -> text; None for a link to /etc/passwd), the words

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <new>
@@ -65,6 +66,21 @@ namespace fs = std::filesystem;
 const int kRecords = 8;
 const size_t kBody = size_t{4} << 20;  // every note lends the same body, as the bomb does
 const char* g_body = nullptr;
+int64_t g_date = -1;     // the notes' dateModified
+std::string g_watched;   // the output's folder, looked into while records are lent
+bool g_exposed = false;  // a file there was readable by others before the export ended
+
+// Whether any file under `folder` (made by the export, not yet whole) is open to others.
+bool Exposed(const std::string& folder) {
+  std::error_code ignored;
+  for (auto it = std::filesystem::recursive_directory_iterator(folder, ignored);
+       it != std::filesystem::recursive_directory_iterator(); it.increment(ignored)) {
+    struct stat st;
+    if (::lstat(it->path().c_str(), &st) == 0 && S_ISREG(st.st_mode) && (st.st_mode & 077) != 0)
+      return true;
+  }
+  return false;
+}
 
 // Lends kRecords records of `kind`, as the library does, until the host says stop.
 int Lend(int kind, void*, void*, void* callback) {
@@ -75,10 +91,13 @@ int Lend(int kind, void*, void*, void* callback) {
   QX::Notes note;
   note.subject = subject;
   note.content = const_cast<char*>(g_body);
+  note.dateModified = g_date;
   int result = kVeldrakeOk;
-  for (int i = 0; i < kRecords && result == kVeldrakeOk; ++i)
+  for (int i = 0; i < kRecords && result == kVeldrakeOk; ++i) {
     if (deliver(kind == kVeldrakeContacts ? static_cast<void*>(&contact) : &note) == kStopDelivery)
       result = kind == kVeldrakeContacts ? kVeldrakeConversationFailed : kVeldrakeOk;
+    g_exposed = g_exposed || Exposed(g_watched);
+  }
   contact.firstName = nullptr;
   note.subject = note.content = nullptr;
   return result;
@@ -95,8 +114,10 @@ struct StreamCase {
   const char* output;  // in the test's folder; "dir/" a folder
   ExportLimits limits;
   int status;
-  const char* read;  // what holds the records afterwards
-  size_t count;      // how many it holds
+  const char* read;    // what holds the records afterwards
+  size_t count;        // how many it holds
+  int64_t date = -1;   // the notes' date (seconds since 2001)
+  int64_t mtime = -1;  // their files' modification time; -1: the time of writing
 };
 
 const ExportLimits kDefaults;
@@ -111,6 +132,10 @@ const StreamCase kCases[] = {
      "notes.md", kRecords},
     {"one file per note", kVeldrakeNotes, Format::kText, "dir/", kDefaults, kExitOk, "dir",
      kRecords},
+    {"files dated as their notes", kVeldrakeNotes, Format::kText, "dir/", kDefaults, kExitOk, "dir",
+     kRecords, 700000000, 700000000 + 978307200},
+    {"a date no file can hold", kVeldrakeNotes, Format::kText, "dir/", kDefaults, kExitOk, "dir",
+     kRecords, INT64_MAX, -1},
     {"json into a folder", kVeldrakeNotes, Format::kNotesJson, "dir/", kDefaults, kExitOk,
      "dir/notes.json", kRecords},
     {"records limit", kVeldrakeNotes, Format::kNotesJson, "notes.json", kFewRecords,
@@ -159,6 +184,10 @@ TEST(OutputStream, LimitsEndTheExportAndTheHeapHoldsOneRecord) {
     options.format = test.format;
     options.output = temp.path() + "/" + test.output;
     options.limits = test.limits;
+    g_date = test.date;
+    g_watched = temp.path();
+    g_exposed = false;
+    const time_t started = std::time(nullptr);
     const size_t before = g_live;
     g_peak = g_live;
     int status = kExitOk;
@@ -173,6 +202,7 @@ TEST(OutputStream, LimitsEndTheExportAndTheHeapHoldsOneRecord) {
       status = output.Write();
     }
     EXPECT_EQ(status, test.status);
+    EXPECT_FALSE(g_exposed) << "a file of the export was open to others before it was whole";
     // One note's copy, and the stream's buffers.
     EXPECT_LT(g_peak - before, kBody + kBody / 4) << "more than one record held at once";
     if (test.status != kExitOk) {
@@ -180,6 +210,15 @@ TEST(OutputStream, LimitsEndTheExportAndTheHeapHoldsOneRecord) {
       continue;
     }
     EXPECT_EQ(RecordsIn(temp.path() + "/" + test.read, test.format), test.count);
+    if (!fs::is_directory(temp.path() + "/" + test.read)) continue;
+    for (const auto& file : fs::directory_iterator(temp.path() + "/" + test.read)) {
+      struct stat st;
+      ASSERT_EQ(::stat(file.path().c_str(), &st), 0);
+      if (test.mtime >= 0)
+        EXPECT_EQ(st.st_mtime, test.mtime);
+      else
+        EXPECT_GE(st.st_mtime, started);
+    }
   }
 }
 

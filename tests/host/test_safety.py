@@ -51,7 +51,7 @@ class Targets(Scratch):
         for target, kind, readback in cases:
             with self.subTest(target=target):
                 got = []
-                reader = threading.Thread(target=self.read_fifo, args=(fifo, got))
+                reader = threading.Thread(target=self.read_fifo, args=(fifo, got), daemon=True)
                 if readback == 'fifo':
                     reader.start()
                 run = hosttest.veldrake('contacts', '-q', '-o', target)

@@ -34,6 +34,10 @@ Row ObjectRow(const Fault& f, int64_t pk, int entity, const std::string& uti) {
 // The note row and its body; `sealed` locks it.
 bool NoteWith(const Fault& f, const std::string& title, const std::string& body,
               const Sealed* sealed, std::string* error) {
+  if (body.empty()) {
+    *error = "cannot compress the note \"" + title + "\"";
+    return false;
+  }
   const int64_t dataPk = f.w.nextDataPk++;
   Row note = ObjectRow(f, f.note, f.w.g.e.note, ""), data;
   note.Put("ZMARKEDFORDELETION", int64_t{0});
@@ -60,8 +64,7 @@ std::string BodyWith(const std::string& title, int64_t object, const std::string
   doc.paragraphs.back().spans = {TextSpan(kObjectChar)};
   doc.paragraphs.back().spans[0].object = 0;
   std::string body;
-  Gzip(NoteDocument(doc, {{Identifier(object), uti}}), &body);
-  return body;
+  return Gzip(NoteDocument(doc, {{Identifier(object), uti}}), &body) ? body : std::string();
 }
 
 bool TableFault(Fault& f, const std::string& title, const std::string& document,
@@ -69,7 +72,7 @@ bool TableFault(Fault& f, const std::string& title, const std::string& document,
   const int64_t pk = f.w.nextPk++;
   Row row = ObjectRow(f, pk, f.w.g.e.attachment, "com.apple.notes.table");
   std::string data;
-  Gzip(document, &data);
+  if (!Gzip(document, &data)) data.clear();
   row.Put(f.w.g.mergeable1 ? "ZMERGEABLEDATA1" : "ZMERGEABLEDATA", data, true);
   return Insert(f.w.db, "ZICCLOUDSYNCINGOBJECT", row, error) &&
          NoteWith(f, title, BodyWith(title, pk, "com.apple.notes.table"), nullptr, error);

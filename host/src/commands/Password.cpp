@@ -19,6 +19,8 @@ const char kPasswordVariable[] = "VELDRAKE_BACKUP_PASSWORD";
 namespace {
 
 const char kPrompt[] = "Backup password: ";
+// Room for any password typed, so that the answer is never moved (leaving a copy behind).
+const size_t kAnswerRoom = 1024;
 
 void StripLineEnd(std::string* line) {
   while (!line->empty() && (line->back() == '\n' || line->back() == '\r')) line->pop_back();
@@ -52,6 +54,7 @@ class EchoOff {
 std::string Prompt() {
   if (::isatty(STDIN_FILENO) != 1) return "";
   std::string answer;
+  answer.reserve(kAnswerRoom);
   {
     const EchoOff echoOff(STDIN_FILENO);
     ssize_t ignored = ::write(STDERR_FILENO, kPrompt, sizeof kPrompt - 1);

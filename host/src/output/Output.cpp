@@ -74,7 +74,9 @@ uint64_t TextBytes(const Contact& c) {
 
 Output::Output(const Options& options) : options_(options), budget_(options.limits) {}
 
-Output::~Output() = default;
+Output::~Output() {
+  if (stdoutFd_ >= 0) ::close(stdoutFd_);
+}
 
 int Output::OpenDocument(int fd) {
   buffer_.reset(new BudgetBuffer(fd, &budget_));

@@ -89,7 +89,8 @@ bool OutputFile::Open(const std::string& named, std::string* error) {
   }
   temp_ = name.get();
   RegisterTemporary(temp_);
-  ::fchmod(fd_, FileMode(path));
+  // Private (0600, as made) while it is written; the target's mode once it is whole.
+  mode_ = FileMode(path);
   return true;
 }
 
@@ -111,7 +112,7 @@ bool OutputFile::Commit(std::string* error) {
     *error = path_ + ": not open";
     return false;
   }
-  if (::fsync(fd_) != 0) {
+  if (::fchmod(fd_, mode_) != 0 || ::fsync(fd_) != 0) {
     *error = Reason(path_);
     return false;
   }

@@ -3,11 +3,12 @@
 // Open creates a temporary file beside the target (so the final rename stays on one file
 // system), Commit writes the content, flushes it to disk and renames it over the target;
 // a file never committed is removed by the destructor, and by a signal that ends the
-// program (Signals.h). A file replaced keeps its permissions; a new one gets the usual
-// (0666 less the umask). A symbolic link is followed: its target is written, the link stays. Open
-// is meant to run before any slow work, so a target that cannot be written fails at once.
-// Only regular files are replaced: a device or a FIFO is refused here (Output writes those
-// in place), and files in an output folder go through OutputFolder.
+// program (Signals.h). The temporary is private (0600) until then; a file replaced keeps
+// its permissions, a new one gets the usual (0666 less the umask). A symbolic link is
+// followed: its target is written, the link stays. Open is meant to run before any slow
+// work, so a target that cannot be written fails at once. Only regular files are
+// replaced: a device or a FIFO is refused here (Output writes those in place), and files
+// in an output folder go through OutputFolder.
 //
 // Ownership: owns its temporary file. Thread contract: one thread per object.
 #ifndef VELDRAKE_HOST_OUTPUTFILE_H_
@@ -41,6 +42,7 @@ class OutputFile {
   std::string path_;
   std::string temp_;
   int fd_ = -1;
+  unsigned mode_ = 0600;  // given when committed
 };
 
 }  // namespace host

@@ -36,6 +36,13 @@ std::string Stem(const NoteRecord& note, size_t index) {
   return NotesWriter(NotesWriter::kText).Stem(named, index);
 }
 
+// A note's date as a file's modification time; a date before 1970 or after 9999 (the
+// record's date is untrusted) leaves the time of writing.
+int64_t FileTime(int64_t modified) {
+  const int64_t kLatest = 253402300799;  // 9999-12-31T23:59:59Z
+  return modified < 0 || modified > kLatest ? INT64_MIN : modified;
+}
+
 // The bytes a descriptor holds, for the budget.
 uint64_t SizeOf(int fd) {
   struct stat st {};
@@ -94,7 +101,7 @@ bool NoteFolder::WriteAttachments(NoteRecord* note, const std::string& assets,
       *reason = result != 0 ? why : budget_->error();
       return result == 0 && budget_->AddWritten(SizeOf(fd));
     };
-    if (folder_->Write(relative, fill, note->modified, error)) {
+    if (folder_->Write(relative, fill, FileTime(note->modified), error)) {
       a.path = relative;
     } else if (result != 0) {
       warn_("note \"" + note->title + "\": attachment " + a.fileName + " left out: " + why);
@@ -167,7 +174,7 @@ bool NoteFolder::WriteNote(Placed& placed, std::string* error) {
     Render(out, placed);
     return buffer.Finish(why);
   };
-  return folder_->Write(placed.path, fill, placed.note.modified, error);
+  return folder_->Write(placed.path, fill, FileTime(placed.note.modified), error);
 }
 
 bool NoteFolder::Finish(std::string* error) {

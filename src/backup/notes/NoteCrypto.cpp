@@ -15,6 +15,9 @@ constexpr size_t kNoteKeyBytes = 16;
 constexpr size_t kNoteWrappedBytes = 24;
 constexpr size_t kTagBytes = 16;
 constexpr size_t kMaxIvBytes = 64;
+// Phones derive with about twenty thousand rounds; a count far beyond that is a damaged
+// (or hostile) lock that would keep us deriving for hours.
+constexpr uint32_t kMaxIterations = uint32_t{1} << 22;
 
 struct CtxFree {
   void operator()(EVP_CIPHER_CTX* ctx) const { EVP_CIPHER_CTX_free(ctx); }
@@ -26,8 +29,8 @@ const unsigned char* Bytes(const std::string& s) {
 }
 
 bool Derive(const std::string& password, const LockedObject& object, std::string* kek) {
-  if (object.iterations == 0 || object.iterations > static_cast<uint32_t>(INT_MAX) ||
-      object.salt.empty() || password.size() > static_cast<size_t>(INT_MAX))
+  if (object.iterations == 0 || object.iterations > kMaxIterations || object.salt.empty() ||
+      password.size() > static_cast<size_t>(INT_MAX))
     return false;
   kek->assign(kNoteKeyBytes, '\0');
   return PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()), Bytes(object.salt),
@@ -58,8 +61,7 @@ Ctx StartGcm(const std::string& key, const LockedObject& object) {
 }  // namespace
 
 bool WellFormed(const LockedObject& object) {
-  return !object.salt.empty() && object.iterations > 0 &&
-         object.iterations <= static_cast<uint32_t>(INT_MAX) &&
+  return !object.salt.empty() && object.iterations > 0 && object.iterations <= kMaxIterations &&
          object.wrappedKey.size() == kNoteWrappedBytes && object.tag.size() == kTagBytes &&
          !object.iv.empty() && object.iv.size() <= kMaxIvBytes;
 }

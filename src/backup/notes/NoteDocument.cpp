@@ -78,7 +78,6 @@ class Builder {
     line.checklist = look.checklist;
     line.done = look.done;
     line.quote = look.quote;
-    line.rightToLeft = look.rightToLeft;
   }
 
   // The span new text of `run` goes into: the line's last when it looks the same.

@@ -1,7 +1,10 @@
 // NoteDocument: a note body decoded once into what every renderer needs: its lines
-// (paragraphs) with their style, indent, checklist, quote and direction, each a list of
+// (paragraphs) with their style, indent, checklist and quote, each a list of
 // spans of text with inline looks, and objects (attachments, inline hashtags, mentions and
 // note links) by identifier. Renderers (NoteRender.h) read only this, never the protobuf.
+//
+// Right-to-left text is stored in logical order with no attribute of its own: renderers
+// leave its placing to the reader's bidirectional algorithm.
 //
 // Run lengths count UTF-16 code units (a character beyond U+FFFF counts two); runs that
 // end inside a character, or runs past the text's end, change only the look. Bytes that
@@ -37,7 +40,7 @@ struct NoteSpan {
 struct NoteLine {
   int32_t style = kParagraphBody;
   int32_t indent = 0;
-  bool checklist = false, done = false, quote = false, rightToLeft = false;
+  bool checklist = false, done = false, quote = false;
   std::vector<NoteSpan> spans;
 };
 

@@ -26,7 +26,6 @@ constexpr uint32_t kRunColor = 10;
 constexpr uint32_t kRunAttachment = 12;
 constexpr uint32_t kFontHints = 3;
 constexpr uint32_t kParagraphType = 1;
-constexpr uint32_t kParagraphDirection = 3;
 constexpr uint32_t kParagraphIndent = 4;
 constexpr uint32_t kParagraphChecklist = 5;
 constexpr uint32_t kParagraphQuote = 8;
@@ -34,7 +33,6 @@ constexpr uint32_t kChecklistDone = 2;
 constexpr uint32_t kAttachmentId = 1;
 constexpr uint32_t kAttachmentType = 2;
 constexpr uint32_t kColorRed = 1, kColorBlue = 3;
-constexpr int32_t kRightToLeft = 1;  // the writing direction's value for right to left
 constexpr int32_t kHintBold = 1, kHintItalic = 2;
 
 bool ParseChecklist(ProtoReader message, NoteRun* run) {
@@ -56,10 +54,9 @@ bool ParseParagraph(ProtoReader message, NoteRun* run) {
     if (field == kParagraphIndent) return Int32Field(r, wire, &run->indent);
     if (field == kParagraphChecklist && wire == kLengthDelimited)
       return r.Bytes(&inner) && ParseChecklist(inner, run);
-    if (field != kParagraphQuote && field != kParagraphDirection) return r.Skip(wire);
+    if (field != kParagraphQuote) return r.Skip(wire);
     if (!Int32Field(r, wire, &value)) return false;
-    if (field == kParagraphQuote) run->quote = value != 0;
-    if (field == kParagraphDirection) run->rightToLeft = value == kRightToLeft;
+    run->quote = value != 0;
     return true;
   });
 }

@@ -56,7 +56,6 @@ struct NoteRun {
   bool done = false;            // ... and it is ticked
   bool attachment = false;      // the run is an attachment's U+FFFC
   bool quote = false;           // the paragraph is a block quote
-  bool rightToLeft = false;     // the paragraph is written right to left
 };
 
 // Runs past this many are ignored (their text stays, its look is dropped): far more than

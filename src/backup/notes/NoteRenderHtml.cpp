@@ -17,9 +17,9 @@ const char* ListTag(const NoteLine& line) {
   return line.style == kParagraphNumbered ? "ol" : "ul";
 }
 
-std::string Direction(const NoteLine& line) {
-  return line.rightToLeft ? " dir=\"rtl\"" : "";
-}
+// Right-to-left text has no mark of its own: each block lets the browser find its
+// direction from its text.
+const char kDirection[] = " dir=\"auto\"";
 
 std::string BlockTag(const NoteLine& line) {
   if (line.style == kParagraphTitle) return "h1";
@@ -61,8 +61,7 @@ class HtmlRenderer {
       Item(line, text);
     } else if (!text.empty() || tables.empty()) {
       const std::string tag = BlockTag(line);
-      *out_ +=
-          "<" + tag + Direction(line) + ">" + (text.empty() ? "<br>" : text) + "</" + tag + ">\n";
+      *out_ += "<" + tag + kDirection + ">" + (text.empty() ? "<br>" : text) + "</" + tag + ">\n";
     }
     for (const NoteTableCells* table : tables) Table(*table);
   }
@@ -78,7 +77,7 @@ class HtmlRenderer {
       *out_ += "<" + tag + ">\n";
       lists_.push_back(tag);
     }
-    *out_ += "<li" + Direction(line) + ">";
+    *out_ += std::string("<li") + kDirection + ">";
     if (line.checklist || line.style == kParagraphChecklist)
       *out_ += line.done ? "<input type=\"checkbox\" disabled checked> "
                          : "<input type=\"checkbox\" disabled> ";
@@ -112,7 +111,7 @@ class HtmlRenderer {
     for (size_t row = 0; row < static_cast<size_t>(table.rows); ++row) {
       *out_ += "<tr>";
       for (size_t column = 0; column < columns; ++column)
-        *out_ += "<td>" +
+        *out_ += "<td dir=\"auto\">" +
                  RenderCell(table.cells[row * columns + column], NoteFormat::kHtml, lookup_) +
                  "</td>";
       *out_ += "</tr>\n";

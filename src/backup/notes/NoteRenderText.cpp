@@ -168,6 +168,8 @@ class TextRenderer {
     if (kind == Kind::kPlain && lastKind_ == Kind::kPlain && sameQuote) return "\\\n";
     if (kind == Kind::kTable && lastKind_ == Kind::kTable && sameQuote && !tableEnded_) return "\n";
     if (kind == Kind::kEmpty || lastKind_ == Kind::kEmpty) return "\n";
+    // Inside one quote the blank line between two kinds of block is quoted too.
+    if (sameQuote && quote && (kind != lastKind_ || kind == Kind::kTable)) return "\n>\n";
     if (kind != lastKind_ || !sameQuote || kind == Kind::kTable) return "\n\n";
     return "\n";
   }

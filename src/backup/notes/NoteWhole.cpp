@@ -107,6 +107,8 @@ class WholeReader {
   int Row(sqlite3_stmt* row) {
     const int64_t pk = sqlite3_column_int64(row, kPk);
     const std::string storedTitle = ColumnText(row, kTitle), name = NoteName(pk, storedTitle);
+    pk_ = pk;
+    title_ = storedTitle;
     const int64_t folder = sqlite3_column_int64(row, kFolder);
     const bool trash = catalog_.InTrash(folder);
     if (trash && !options_.includeDeleted) return kVeldrakeBackupOk;
@@ -147,7 +149,7 @@ class WholeReader {
     lock.wrappedKey = Blob(row, kWrapped);
     lock.iv = Blob(row, kIv);
     lock.tag = Blob(row, kTag);
-    if (lock.salt.empty() && lock.wrappedKey.empty()) {
+    if (lock.salt.empty() && lock.wrappedKey.empty() && data->compare(0, 8, "bplist00") == 0) {
       warnings_.Say(name +
                     " is locked with the device passcode, which only the phone can open; skipped");
       return false;
@@ -174,14 +176,14 @@ class WholeReader {
     if (data->empty()) return true;
     std::string inflated;
     const Inflated status = InflateNoteBody(reinterpret_cast<const uint8_t*>(data->data()),
-                                            data->size(), kNoteBodyCap, &inflated);
+                                            data->size(), options_.bodyCap, &inflated);
     NoteBody body;
     const bool parsed =
         status == Inflated::kOk &&
         ParseNoteBody(reinterpret_cast<const uint8_t*>(inflated.data()), inflated.size(), &body);
     Wipe(&inflated);
     if (status == Inflated::kTooLarge) {
-      warnings_.Say(name + " is larger than 64 MiB; skipped");
+      warnings_.Say(TooLarge(pk_, title_, options_.bodyCap));
       return false;
     }
     if (!parsed) {
@@ -195,11 +197,11 @@ class WholeReader {
 
   bool Render(const NoteDocument& document, const std::string& name, WholeNote* note) {
     const ObjectLookup lookup = objects_.Lookup();
-    if (RenderNote(document, 1, NoteFormat::kText, lookup, kNoteBodyCap, &note->text) &&
-        RenderNote(document, 1, NoteFormat::kMarkdown, lookup, kNoteBodyCap, &note->markdown) &&
-        RenderNote(document, 1, NoteFormat::kHtml, lookup, kNoteBodyCap, &note->html))
+    if (RenderNote(document, 1, NoteFormat::kText, lookup, options_.bodyCap, &note->text) &&
+        RenderNote(document, 1, NoteFormat::kMarkdown, lookup, options_.bodyCap, &note->markdown) &&
+        RenderNote(document, 1, NoteFormat::kHtml, lookup, options_.bodyCap, &note->html))
       return true;
-    warnings_.Say(name + " renders larger than 64 MiB; skipped");
+    warnings_.Say(TooLarge(pk_, title_, options_.bodyCap));
     return false;
   }
 
@@ -208,9 +210,15 @@ class WholeReader {
   NoteObjects& objects_;
   const WholeCallback& callback_;
   const Warnings& warnings_;
+  int64_t pk_ = 0;
+  std::string title_;
 };
 
 }  // namespace
+
+MediaFile NoMediaFiles(const std::string&) {
+  return MediaFile();
+}
 
 int ReadWholeNotes(sqlite3* db, const WholeOptions& options, const MediaFiles& files,
                    const WholeCallback& callback, const Warnings& warnings) {

@@ -12,6 +12,7 @@
 #ifndef VELDRAKE_BACKUP_NOTEWHOLE_H_
 #define VELDRAKE_BACKUP_NOTEWHOLE_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -66,7 +67,11 @@ struct WholeNote {
 struct WholeOptions {
   std::vector<std::string> passwords;
   bool includeDeleted = false;
+  size_t bodyCap = size_t{64} << 20;  // a body's inflated size and each rendering's (kNoteBodyCap)
 };
+
+// No files at all: a store read without its backup (every file is absent).
+MediaFile NoMediaFiles(const std::string& relativePath);
 
 // kVeldrakeBackupOk, or the callback's non-zero answer, or a store failure.
 using WholeCallback = std::function<int(WholeNote& note)>;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace devicesim {
@@ -15,6 +16,11 @@ namespace devicesim {
 // `markup` is then its body in the set's Markdown dialect (docs/notes-set.md), read by
 // the backup writer, and `content` its plain text for the sync route.
 struct Note {
+  Note() = default;
+  // A plain note, as the sync route serves it.
+  Note(std::string subjectText, std::string contentText, double modifiedAt)
+      : subject(std::move(subjectText)), content(std::move(contentText)), modified(modifiedAt) {}
+
   std::string subject, content;
   double modified = 0;              // seconds since 2001-01-01 UTC
   double created = 0;               // 0: the modification date
