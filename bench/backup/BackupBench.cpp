@@ -189,8 +189,8 @@ void BM_OpenSslCbc(benchmark::State& state) {
 void BM_KeyDerivation(benchmark::State& state) {
   std::string first, key;
   for (auto _ : state) {
-    veldrake::backup::Pbkdf2("password", std::string(20, 's'), 10000000, true, &first);
-    veldrake::backup::Pbkdf2(first, std::string(20, 't'), 10000, false, &key);
+    veldrake::backup::Pbkdf2("password", 8, std::string(20, 's'), 10000000, true, &first);
+    veldrake::backup::Pbkdf2(first.data(), first.size(), std::string(20, 't'), 10000, false, &key);
   }
   benchmark::DoNotOptimize(key);
 }

@@ -101,6 +101,14 @@ def main():
         "hostile_exponential_sharing": chain(60, 2),
         "hostile_nan_date": assemble([b"\x33\x7f\xf8" + bytes(6)]),
         "hostile_integer_too_wide": assemble([b"\x1f\x00"]),
+        # Many references to one large object: few objects, but far more decoded bytes
+        # than the byte budget allows (a hostile Manifest.plist's shape, made small).
+        "hostile_shared_large_data": assemble(
+            [b"\xaf\x11" + be(1000, 2) + be(1, 2) * 1000, b"\x4f\x11" + be(16384, 2) + bytes(16384)],
+            2, 2),
+        "hostile_shared_wide_text": assemble(
+            [b"\xaf\x11" + be(300, 2) + be(1, 2) * 300, b"\x6f\x11" + be(4000, 2) + b"\x00A" * 4000],
+            2, 2),
     }
     for name, data in seeds.items():
         with open(os.path.join(out, name), "wb") as f:

@@ -54,6 +54,9 @@ def main():
         "short_wpky": good.replace(tlv("WPKY", aes_key_wrap(PASSCODE, b"\x03" * 32)),
                                    tlv("WPKY", b"w" * 39)),
         "empty": b"",
+        # Iteration counts no phone writes: refused before any derivation runs for hours.
+        "hostile_iterations": good.replace(tlv("DPIC", 10000000), tlv("DPIC", 0xFFFFFFFF)),
+        "hostile_many_classes": keybag([3] * 200, double=False),
     }
     for name, data in seeds.items():
         with open(os.path.join(bags, name), "wb") as out:

@@ -10,7 +10,8 @@
 // another width, a count that is no integer object or exceeds the bytes that remain, a
 // dictionary key that is no string or an ASCII key with a byte of 128 or more, a reference
 // back into an object being decoded, nesting deeper than kMaxDepth, more decoded objects
-// than the budget, and a root index that is not below the object count.
+// than the object budget, more bytes of decoded text and data than the byte budget, and
+// a root index that is not below the object count.
 // The wire format is described in docs/bplist-format.md.
 //
 // Ownership: the caller's buffer may go away once open() has returned; the props handed
@@ -32,6 +33,11 @@ class BPListReader {
   // floor), which keeps lists of shared references from expanding exponentially.
   static const uint64_t kObjectsPerInputByte;
   static const uint64_t kMinObjectBudget;
+  // ... and past this many bytes of decoded text and data (as held in memory: a wide
+  // character counts sizeof(wchar_t)) per byte of input, with kMinByteBudget as the
+  // floor, which keeps many references to one large object from filling the memory.
+  static const uint64_t kBytesPerInputByte;
+  static const uint64_t kMinByteBudget;
 
   BPListReader();
   virtual ~BPListReader();
@@ -58,6 +64,8 @@ class BPListReader {
   const unsigned char* ptr(int64_t advance);
   void get(std::string& out, unsigned long n);
   bool fail();
+  // Takes `bytes` from the byte budget; false (and failed) when they are not there.
+  bool spend(uint64_t bytes);
   prop failValue();
   void resetDecoding();
 
@@ -92,6 +100,7 @@ class BPListReader {
   bool _failed;
   int _depth;
   uint64_t _budget;
+  uint64_t _byteBudget;
   std::vector<unsigned char> _onPath;
 };
 

@@ -18,7 +18,14 @@
 
    Thread contract: a call runs wholly on the calling thread, the callbacks included, and
    keeps no state between calls but the calling thread's last message; calls on different
-   threads are independent. Nothing here throws. */
+   threads are independent, but for VeldrakeBackupCancel and
+   VeldrakeBackupRemoveTemporaries, which reach every export running in the process.
+   Nothing here throws.
+
+   Hostile backups: every database is read through real tables only, under time and memory
+   limits; copies out of the backup are capped by the sizes Manifest.db records and by the
+   space left; no link leads out of the backup folder. A private folder left by a process
+   that was killed outright is removed by the next export (docs/robustness.md). */
 #ifndef VELDRAKE_BACKUP_H_
 #define VELDRAKE_BACKUP_H_
 
@@ -42,16 +49,18 @@ extern "C" {
 
 enum VeldrakeBackupResult {
   kVeldrakeBackupOk = 0,
-  kVeldrakeBackupStopped = -1,         /* the record callback answered -1 */
-  kVeldrakeBackupInvalidArgument = -2, /* null path or callback, or an unknown data kind */
-  kVeldrakeBackupNoMemory = -3,        /* an allocation failed; nothing more was delivered */
-  kVeldrakeBackupCancelled = -4,       /* VeldrakeBackupCancel asked the export to stop */
-  kVeldrakeBackupNotABackup = -30,     /* no backup at the path, or an incomplete one */
-  kVeldrakeBackupSeveral = -31,        /* the folder holds several backups: name one */
-  kVeldrakeBackupNeedsPassword = -32,  /* encrypted, and no password was given */
-  kVeldrakeBackupWrongPassword = -33,  /* the password does not open the keybag */
-  kVeldrakeBackupStoreMissing = -34,   /* the backup holds no address book / notes store */
-  kVeldrakeBackupStoreUnreadable = -35 /* damaged: a database, a file or the keybag */
+  kVeldrakeBackupStopped = -1,            /* the record callback answered -1 */
+  kVeldrakeBackupInvalidArgument = -2,    /* null path or callback, or an unknown data kind */
+  kVeldrakeBackupNoMemory = -3,           /* an allocation failed; nothing more was delivered */
+  kVeldrakeBackupCancelled = -4,          /* VeldrakeBackupCancel asked the export to stop */
+  kVeldrakeBackupNotABackup = -30,        /* no backup at the path, or an incomplete one */
+  kVeldrakeBackupSeveral = -31,           /* the folder holds several backups: name one */
+  kVeldrakeBackupNeedsPassword = -32,     /* encrypted, and no password was given */
+  kVeldrakeBackupWrongPassword = -33,     /* the password does not open the keybag */
+  kVeldrakeBackupStoreMissing = -34,      /* the backup holds no address book / notes store */
+  kVeldrakeBackupStoreUnreadable = -35,   /* damaged or hostile: a database, a file, the keybag */
+  kVeldrakeBackupNoTemporaryFolder = -36, /* TMPDIR (or /tmp) is missing or not writable */
+  kVeldrakeBackupNoSpace = -37 /* a decrypted copy needs more room than the disk has left */
 };
 
 /* A warning about one record that was skipped (a locked note, a body too large to

@@ -1,4 +1,4 @@
-// The library's three entry points: arguments, the backup's place, the store of the kind
+// The library's entry points: arguments, the backup's place, the store of the kind
 // asked for, and the calling thread's last message. Nothing thrown gets past here.
 #include <sqlite3.h>
 
@@ -8,10 +8,13 @@
 #include <vector>
 
 #include "AddressBook.h"
+#include "ApiSupport.h"
 #include "BackupFolder.h"
-#include "LastMessage.h"
+#include "Cancel.h"
 #include "NotesRoute.h"
 #include "OpenedBackup.h"
+#include "PrivateFolder.h"
+#include "StaleFolders.h"
 #include "Warnings.h"
 #include "veldrake/Backup.h"
 
@@ -22,7 +25,40 @@ using namespace veldrake::backup;
 constexpr const char* kHomeDomain = "HomeDomain";
 constexpr const char* kAddressBookPath = "Library/AddressBook/AddressBook.sqlitedb";
 
-thread_local std::string& tMessage = LastMessage();
+thread_local std::string& tMessage = LastMessage();  // shared with ContactsApi.cpp
+// The host's record callback for the export on this thread, behind Deliver.
+thread_local VeldrakeRecordCallback tCallback = nullptr;
+thread_local uint64_t tCancelGeneration = 0;
+
+// Sets the thread's callback for one export and gives the previous back after it (a
+// host's callback may itself run an export).
+class ThisExport {
+ public:
+  explicit ThisExport(VeldrakeRecordCallback callback)
+      : callback_(tCallback), generation_(tCancelGeneration) {
+    tCallback = callback;
+    tCancelGeneration = CancelGeneration();
+  }
+  ~ThisExport() {
+    tCallback = callback_;
+    tCancelGeneration = generation_;
+  }
+  ThisExport(const ThisExport&) = delete;
+  ThisExport& operator=(const ThisExport&) = delete;
+
+ private:
+  VeldrakeRecordCallback callback_;
+  uint64_t generation_;
+};
+
+// Hands one record to the host unless the export was cancelled; marks the progress that
+// restarts the database guard's time limit.
+int Deliver(void* record) {
+  if (CancelledSince(tCancelGeneration)) return -1;
+  const int answer = tCallback(record);
+  MarkProgress();
+  return answer;
+}
 
 // Copies `text` into `out` of `capacity` bytes, cut at a UTF-8 character boundary.
 void CopyCut(const std::string& text, char* out, size_t capacity) {
@@ -63,18 +99,22 @@ int LocateOne(const std::string& path, std::string* folder) {
 
 int Export(const char* path, const char* password, int dataKind, VeldrakeRecordCallback callback,
            const Warnings& warnings) {
+  SweepStaleFolders(TemporaryBase());  // what an export killed outright left behind
   std::string folder;
   const int located = LocateOne(path, &folder);
   if (located != kVeldrakeBackupOk) return located;
   OpenedBackup backup;
+  const ThisExport scope(callback);
   int result = backup.Open(folder, password, &tMessage);
-  if (result != kVeldrakeBackupOk) return result;
-  if (dataKind == VELDRAKE_BACKUP_NOTES)
-    return DeliverBackupNotes(backup, callback, warnings, &tMessage);
-  sqlite3* db = nullptr;
-  result = backup.OpenStore(kHomeDomain, kAddressBookPath, &db, &tMessage);
-  if (result == kVeldrakeBackupOk) result = DeliverContacts(db, callback, &tMessage);
-  sqlite3_close(db);
+  if (result == kVeldrakeBackupOk && dataKind == VELDRAKE_BACKUP_NOTES) {
+    result = DeliverBackupNotes(backup, Deliver, warnings, &tMessage);
+  } else if (result == kVeldrakeBackupOk) {
+    sqlite3* db = nullptr;
+    result = backup.OpenStore(kHomeDomain, kAddressBookPath, &db, &tMessage);
+    if (result == kVeldrakeBackupOk) result = DeliverContacts(db, Deliver, &tMessage);
+    sqlite3_close(db);
+  }
+  result = backup.Explain(result, &tMessage);
   if (result == kVeldrakeBackupStopped) tMessage = "the export was stopped by its callback";
   return result;
 }
@@ -143,6 +183,18 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupGetData(const char* path, const
     return result;
   } catch (...) {
     return Failed();
+  }
+}
+
+extern "C" VELDRAKE_BACKUP_API void VeldrakeBackupCancel(void) {
+  RequestCancel();
+}
+
+extern "C" VELDRAKE_BACKUP_API void VeldrakeBackupRemoveTemporaries(void) {
+  RequestCancel();
+  try {
+    RemoveAllPrivateFolders();
+  } catch (...) {  // a path's copy could not be made: the owner's own removal remains
   }
 }
 

@@ -1,20 +1,24 @@
 // The notes-whole entry points: VeldrakeBackupGetNotes lends each note as a VeldrakeNote
 // (NoteWhole.h does the reading) and VeldrakeBackupCopyAttachment streams one of the lent
 // note's files to the host. Nothing thrown gets past here; secrets are wiped on every path.
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <new>
 #include <string>
 #include <vector>
 
-#include "BackupFolder.h"
+#include "ApiSupport.h"
+#include "Cancel.h"
 #include "Crypto.h"
 #include "FileIo.h"
-#include "LastMessage.h"
 #include "NoteWhole.h"
 #include "NotesRoute.h"
 #include "OpenedBackup.h"
+#include "PrivateFolder.h"
+#include "StaleFolders.h"
 #include "Warnings.h"
 #include "veldrake/BackupNotes.h"
 
@@ -25,6 +29,7 @@ using namespace veldrake::backup;
 constexpr const char* kStorePath = "NoteStore.sqlite";
 constexpr const char* kLegacyDomain = "HomeDomain";
 constexpr const char* kLegacyPath = "Library/Notes/notes.sqlite";
+constexpr size_t kCopyPiece = size_t{1} << 20;
 
 // A WholeNote as the C record, pointing into it.
 struct LentNote {
@@ -112,15 +117,10 @@ struct DbCloser {
 
 int OpenNotes(const char* path, const char* password, OpenedBackup* backup, sqlite3** db) {
   std::string& message = LastMessage();
-  const std::vector<std::string> found = FindBackups(path);
-  if (found.size() != 1) {
-    message = found.empty() ? std::string("no backup at ") + path
-                            : std::string(path) + " holds " + std::to_string(found.size()) +
-                                  " backups; VeldrakeBackupList names them";
-    return found.empty() ? kVeldrakeBackupNotABackup : kVeldrakeBackupSeveral;
-  }
-  const int opened = backup->Open(found.front(), password, &message);
-  if (opened != kVeldrakeBackupOk) return opened;
+  std::string folder;
+  int result = LocateOneBackup(path, &folder, &message);
+  if (result == kVeldrakeBackupOk) result = backup->Open(folder, password, &message);
+  if (result != kVeldrakeBackupOk) return result;
   if (!backup->Has(kNotesDomain, kStorePath)) {
     message = backup->Has(kLegacyDomain, kLegacyPath)
                   ? "the backup holds only the notes store of phones before iOS 9; "
@@ -133,6 +133,8 @@ int OpenNotes(const char* path, const char* password, OpenedBackup* backup, sqli
 
 int ExportNotes(const char* path, const char* password, const VeldrakeNoteOptions* options,
                 VeldrakeNoteCallback callback, void* context, const Warnings& warnings) {
+  SweepStaleFolders(TemporaryBase());  // what an export killed outright left behind
+  const uint64_t generation = CancelGeneration();
   WholeOptions whole;
   Passwords wiper{&whole.passwords};
   if (options != nullptr) {
@@ -145,33 +147,25 @@ int ExportNotes(const char* path, const char* password, const VeldrakeNoteOption
   sqlite3* raw = nullptr;
   int result = OpenNotes(path, password, &backup, &raw);
   std::unique_ptr<sqlite3, DbCloser> db(raw);
-  if (result != kVeldrakeBackupOk) return result;
+  if (result != kVeldrakeBackupOk) return backup.Explain(result, &LastMessage());
   const MediaFiles files = NotesMediaFiles(backup);
   const WholeCallback lend = [&](WholeNote& note) {
     LentNote lent;
     lent.whole = &note;
     lent.backup = &backup;
     Fill(&lent);
+    if (CancelledSince(generation)) return kVeldrakeBackupStopped;
     Lending lending(&lent);
-    return callback(&lent.note, context) == -1 ? kVeldrakeBackupStopped : kVeldrakeBackupOk;
+    const int answer = callback(&lent.note, context);
+    MarkProgress();
+    return answer == -1 ? kVeldrakeBackupStopped : kVeldrakeBackupOk;
   };
   result = ReadWholeNotes(db.get(), whole, files, lend, warnings);
-  if (result == kVeldrakeBackupStopped) LastMessage() = "the export was stopped by its callback";
   if (result == kVeldrakeBackupStoreUnreadable)
     LastMessage() = "the notes store NoteStore.sqlite is damaged or no note store";
+  result = backup.Explain(result, &LastMessage());
+  if (result == kVeldrakeBackupStopped) LastMessage() = "the export was stopped by its callback";
   return result;
-}
-
-int Failed() {
-  try {
-    throw;
-  } catch (const std::bad_alloc&) {
-    LastMessage() = "out of memory";
-    return kVeldrakeBackupNoMemory;
-  } catch (...) {
-    LastMessage() = "the backup cannot be read";
-    return kVeldrakeBackupStoreUnreadable;
-  }
 }
 
 // The lent attachment `attachment` points at, or null when it is none of them.
@@ -187,30 +181,31 @@ const WholeAttachment* LentAttachment(const VeldrakeNote* note,
   return &lent->whole->attachments[(at - base) / size];
 }
 
-int Copy(const WholeAttachment& attachment, int fd) {
+// A locked note's file: copied (decrypted from the backup) into an unnamed private
+// temporary file, since it is still sealed, then opened piece by piece into `fd`.
+int CopyLocked(OpenedBackup& backup, const WholeAttachment& attachment, int fd) {
+  std::string& message = LastMessage();
+  Fd sealed(open(TemporaryBase().c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+  if (sealed.get() < 0) {
+    message = "no private temporary file can be made in " + TemporaryBase();
+    return kVeldrakeBackupNoTemporaryFolder;
+  }
+  const int copied = backup.CopyFile(kNotesDomain, attachment.path.c_str(), sealed.get(), &message);
+  if (copied != kVeldrakeBackupOk) return copied;
   GcmStream gcm;
-  std::string plain;
-  if (attachment.locked && !gcm.Begin(attachment.key, attachment.crypto)) {
-    LastMessage() = "attachment " + attachment.fileName + ": its lock is damaged";
-    return kVeldrakeBackupStoreUnreadable;
+  std::string in(kCopyPiece, '\0'), out(kCopyPiece, '\0');
+  bool ok = gcm.Begin(attachment.key, attachment.crypto) && lseek(sealed.get(), 0, SEEK_SET) == 0;
+  for (ssize_t got = 1; ok && got > 0;) {
+    got = ReadFull(sealed.get(), &in[0], in.size());
+    auto* plain = reinterpret_cast<unsigned char*>(&out[0]);
+    const auto size = static_cast<size_t>(got > 0 ? got : 0);
+    ok = got >= 0 && gcm.Update(reinterpret_cast<unsigned char*>(&in[0]), size, plain) &&
+         WriteAll(fd, plain, size);
   }
-  const ChunkSink sink = [&](const unsigned char* data, size_t size) {
-    if (!attachment.locked) return WriteAll(fd, data, size);
-    plain.resize(size);
-    auto* out = reinterpret_cast<unsigned char*>(&plain[0]);
-    return gcm.Update(data, size, out) && WriteAll(fd, out, size);
-  };
-  const Streamed streamed = tLent->backup->StreamFile(kNotesDomain, attachment.path, sink);
-  Wipe(&plain);
-  if (streamed == Streamed::kSinkFailed) {
-    LastMessage() = "attachment " + attachment.fileName + " cannot be written";
-    return kVeldrakeBackupStoreUnreadable;
-  }
-  if (streamed != Streamed::kOk || (attachment.locked && gcm.Finish() != Unlock::kOk)) {
-    LastMessage() = "attachment " + attachment.fileName + " cannot be read or decrypted";
-    return kVeldrakeBackupStoreUnreadable;
-  }
-  return kVeldrakeBackupOk;
+  Wipe(&out);
+  if (ok && gcm.Finish() == Unlock::kOk) return kVeldrakeBackupOk;
+  message = "attachment " + attachment.fileName + " cannot be opened or written";
+  return kVeldrakeBackupStoreUnreadable;
 }
 
 }  // namespace
@@ -234,7 +229,7 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupGetNotes(const char* path, cons
     if (result == kVeldrakeBackupOk) LastMessage().clear();
     return result;
   } catch (...) {
-    return Failed();
+    return FailedWith(&LastMessage());
   }
 }
 
@@ -251,8 +246,9 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupCopyAttachment(
     return kVeldrakeBackupStoreMissing;
   }
   try {
-    return Copy(*whole, fd);
+    if (whole->locked) return CopyLocked(*tLent->backup, *whole, fd);
+    return tLent->backup->CopyFile(kNotesDomain, whole->path, fd, &LastMessage());
   } catch (...) {
-    return Failed();
+    return FailedWith(&LastMessage());
   }
 }

@@ -18,6 +18,10 @@ const int BPListReader::kMaxDepth = 512;
 // multiplies that only a little. Past this the list is hostile.
 const uint64_t BPListReader::kObjectsPerInputByte = 4;
 const uint64_t BPListReader::kMinObjectBudget = 4096;
+// Held in memory, an honest list's text takes at most four bytes per input byte (ASCII
+// held as wide characters); twice that leaves room for some sharing.
+const uint64_t BPListReader::kBytesPerInputByte = 8;
+const uint64_t BPListReader::kMinByteBudget = 1 << 20;
 
 namespace {
 
@@ -83,7 +87,8 @@ BPListReader::BPListReader()
       _ready(false),
       _failed(false),
       _depth(0),
-      _budget(0) {}
+      _budget(0),
+      _byteBudget(0) {}
 
 BPListReader::~BPListReader() {
   close();
@@ -143,6 +148,12 @@ bool BPListReader::init() {
   return true;
 }
 
+bool BPListReader::spend(uint64_t bytes) {
+  if (bytes > _byteBudget) return fail();
+  _byteBudget -= bytes;
+  return true;
+}
+
 bool BPListReader::fail() {
   _failed = true;
   return false;
@@ -157,6 +168,7 @@ void BPListReader::resetDecoding() {
   _failed = false;
   _depth = 0;
   _budget = std::max(kMinObjectBudget, static_cast<uint64_t>(_length) * kObjectsPerInputByte);
+  _byteBudget = std::max(kMinByteBudget, static_cast<uint64_t>(_length) * kBytesPerInputByte);
   std::fill(_onPath.begin(), _onPath.end(), 0);
 }
 
@@ -261,7 +273,9 @@ bool BPListReader::readCount(unsigned sizeField, int64_t* count) {
 }
 
 bool BPListReader::readUtf16(int64_t count, std::wstring* text) {
-  if (count < 0 || count > (_length - _start) / 2) return fail();
+  if (count < 0 || count > (_length - _start) / 2 ||
+      !spend(static_cast<uint64_t>(count) * sizeof(wchar_t)))
+    return fail();
   const unsigned char* bytes = ptr(count * 2);
   if (bytes == nullptr) return false;
   text->resize(static_cast<size_t>(count));
@@ -309,7 +323,7 @@ prop BPListReader::readDate(unsigned marker) {
 prop BPListReader::readBytes(unsigned marker) {
   int64_t count;
   if (!readCount(marker & kSizeMask, &count)) return prop();
-  if (count < 0) return failValue();
+  if (count < 0 || !spend(static_cast<uint64_t>(count))) return failValue();
   // The bytes go straight into the body's own string.
   prop result;
   if ((marker & kKindMask) == prop::object::TagData) {
@@ -403,7 +417,9 @@ bool BPListReader::readKeyAtRef(unsigned long long ref, std::wstring* key) {
   int64_t count;
   if (!readCount(*marker & kSizeMask, &count)) return false;
   if (kind == prop::object::TagUnicode) return readUtf16(count, key);
-  if (count < 0 || count > _length - _start) return fail();
+  if (count < 0 || count > _length - _start ||
+      !spend(static_cast<uint64_t>(count) * sizeof(wchar_t)))
+    return fail();
   const unsigned char* bytes = ptr(count);
   key->resize(static_cast<size_t>(count));
   for (int64_t i = 0; i < count; ++i) {

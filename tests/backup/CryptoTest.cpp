@@ -100,12 +100,13 @@ TEST(CryptoTest, Pbkdf2MatchesPublishedVectors) {
   };
   for (const auto& row : table) {
     std::string key;
-    ASSERT_TRUE(Pbkdf2(row.password, row.salt, row.iterations, row.sha256, &key));
+    ASSERT_TRUE(Pbkdf2(row.password.data(), row.password.size(), row.salt, row.iterations,
+                       row.sha256, &key));
     ASSERT_EQ(key.size(), kAesKeyBytes);
     EXPECT_EQ(key.substr(0, row.prefix.size() / 2), Hex(row.prefix)) << row.iterations;
   }
   std::string key;
-  EXPECT_FALSE(Pbkdf2("p", "s", 0, false, &key));
+  EXPECT_FALSE(Pbkdf2("p", 1, "s", 0, false, &key));
 }
 
 TEST(CryptoTest, DecryptFileKeepsTheTrueLengthAndRefusesDamage) {
@@ -170,8 +171,8 @@ struct BagParts {
 
 std::string PasscodeKey(const BagParts& p, const std::string& password) {
   std::string first, key;
-  Pbkdf2(password, p.dpsl, p.dpic, true, &first);
-  Pbkdf2(first, p.salt, p.iter, false, &key);
+  Pbkdf2(password.data(), password.size(), p.dpsl, p.dpic, true, &first);
+  Pbkdf2(first.data(), first.size(), p.salt, p.iter, false, &key);
   return key;
 }
 
@@ -201,7 +202,7 @@ TEST(KeybagTest, ThePasswordOpensTheClassKeysAndAWrongOneIsTold) {
     Keybag keybag;
     std::string why;
     ASSERT_TRUE(keybag.Parse(bag, &why)) << why;
-    EXPECT_EQ(keybag.Open(row.password), row.opened) << row.password;
+    EXPECT_EQ(keybag.Open(row.password.c_str()), row.opened) << row.password;
     const std::string* key = keybag.ClassKey(3);
     EXPECT_EQ(key != nullptr && *key == parts.classKey, row.opened == Keybag::kOpened);
     EXPECT_EQ(keybag.ClassKey(4), nullptr);  // wrapped with the phone's own key only

@@ -17,6 +17,12 @@ Recipe keys (all optional):
   truncate_content             cuts the content file to this many bytes
   bad_manifest_key             writes a ManifestKey of the wrong length
   keybag                       hex of a keybag to write instead of the real one
+  wal_size                     records the write-ahead log as this long and extends its
+                               file to it, sparsely (a hostile log costs no disk here)
+  pad_content                  appends this many bytes to the address book's content
+                               file after its size was recorded
+  notes_sql                    statements run on an empty NoteStore.sqlite, which the
+                               backup then holds (no schema is made: the recipe's own)
 """
 import datetime
 import hashlib
@@ -47,6 +53,7 @@ CREATE TABLE ABMultiValueEntryKey (value TEXT, UNIQUE(value));
 """
 CLASS = 3  # the protection class the address book's files get
 HOME = "HomeDomain"
+NOTES_DOMAIN = "AppDomainGroup-group.com.apple.notes"
 BOOK = "Library/AddressBook/AddressBook.sqlitedb"
 
 
@@ -120,6 +127,15 @@ def make_book(work, recipe):
     return main, wal
 
 
+def make_notes(work, recipe):
+    path = os.path.join(work, "NoteStore.sqlite")
+    db = sqlite3.connect(path, isolation_level=None)
+    for statement in recipe["notes_sql"]:
+        db.execute(statement)
+    db.close()
+    return open(path, "rb").read()
+
+
 def write_files(folder, recipe, keys, files):
     manifest = sqlite3.connect(os.path.join(folder, "Manifest.db"), isolation_level=None)
     manifest.executescript("CREATE TABLE Files (fileID TEXT PRIMARY KEY, domain TEXT, "
@@ -135,14 +151,19 @@ def write_files(folder, recipe, keys, files):
             wrapped, content = keys.wrapped_file_key(key), cbc(key, data)
         if rel == BOOK and "truncate_content" in recipe:
             content = content[:recipe["truncate_content"]]
+        size = recipe["wal_size"] if rel == BOOK + "-wal" and "wal_size" in recipe else len(data)
+        if rel == BOOK:
+            content += b"\0" * recipe.get("pad_content", 0)
         manifest.execute("INSERT INTO Files VALUES (?, ?, ?, 1, ?)",
-                         (file_id, domain, rel, mbfile(rel, len(data), wrapped)))
+                         (file_id, domain, rel, mbfile(rel, size, wrapped)))
         if rel == BOOK and recipe.get("drop_content"):
             continue
         if len(file_id) >= 2 and "/" not in file_id:
             os.makedirs(os.path.join(folder, file_id[:2]), exist_ok=True)
             with open(os.path.join(folder, file_id[:2], file_id), "wb") as out:
                 out.write(content)
+                if size > len(data):
+                    out.truncate(size)
     manifest.close()
 
 
@@ -177,9 +198,11 @@ def write_backup(out, recipe):
     work = tempfile.mkdtemp()
     try:
         main_db, wal = make_book(work, recipe)
+        notes = make_notes(work, recipe) if "notes_sql" in recipe else None
     finally:
         shutil.rmtree(work)
     files = [(HOME, BOOK, main_db)] + ([(HOME, BOOK + "-wal", wal)] if wal else [])
+    files += [(NOTES_DOMAIN, "NoteStore.sqlite", notes)] if notes else []
     write_files(folder, recipe, keys, files)
     manifest_key = None
     if keys:

@@ -1,5 +1,6 @@
 """veldrake-devicesim --write-backup, checked with independent readers (backup_oracle.py).
 Usage: check_backup.py PATH-TO-veldrake-devicesim"""
+import base64
 import datetime
 import os
 import shutil
@@ -8,6 +9,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zlib
 
 from cryptography.hazmat.primitives.keywrap import InvalidUnwrap
 
@@ -17,6 +19,7 @@ DEVICESIM = sys.argv.pop(1) if len(sys.argv) > 1 else "veldrake-devicesim"
 UDID = "00008110-000A1B2C3D4E5F60"
 HOME, NOTES = "HomeDomain", "AppDomainGroup-group.com.apple.notes"
 BOOK = "Library/AddressBook/AddressBook.sqlitedb"
+IMAGES = "Library/AddressBook/AddressBookImages.sqlitedb"
 PASSWORD = "correct horse ⚡ battery"
 
 VCARDS = """BEGIN:VCARD
@@ -210,6 +213,106 @@ class AddressBookTest(BackupCase):
                 self.assertEqual(in_main, max(0, 3 - wal_people))
                 self.assertEqual(self.rows(full), (self.PEOPLE, self.ITEMS))
                 full.close()
+
+
+def png(width, height, seed):
+    """A small picture made here with zlib: PNG signature, IHDR, one IDAT, IEND."""
+    def chunk(kind, data):
+        return (len(data).to_bytes(4, "big") + kind + data +
+                zlib.crc32(kind + data).to_bytes(4, "big"))
+    rows = b"".join(b"\0" + bytes((seed + x * y) % 256 for x in range(3 * width))
+                    for y in range(height))
+    header = width.to_bytes(4, "big") + height.to_bytes(4, "big") + bytes([8, 2, 0, 0, 0])
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows)) +
+            chunk(b"IEND", b""))
+
+
+class PhotosGroupsAccountsTest(BackupCase):
+    """PHOTO (3.0 base64 folded, 4.0 data: URI), X-ABCROP-RECTANGLE, CATEGORIES and
+    X-VELDRAKE-ACCOUNT, as the phone's two address book databases keep them."""
+    FIRST, SECOND = png(4, 3, 1), png(9, 9, 7)
+
+    def setUp(self):
+        super().setUp()
+        first = base64.b64encode(self.FIRST).decode()
+        folded = "\r\n ".join(first[i:i + 60] for i in range(0, len(first), 60))
+        cards = [
+            "BEGIN:VCARD\r\nVERSION:3.0\r\nN:One;Ann;;;\r\nPHOTO;ENCODING=b;TYPE=PNG:" + folded +
+            "\r\nX-ABCROP-RECTANGLE:ABClipRect_1&1&0&3&3&aGFzaA==\r\nCATEGORIES:Friends,Work\\,Team"
+            "\r\nX-VELDRAKE-ACCOUNT;TYPE=icloud:iCloud\r\nEND:VCARD\r\n",
+            "BEGIN:VCARD\r\nVERSION:4.0\r\nN:Two;Bo;;;\r\nPHOTO:data:image/png;base64," +
+            base64.b64encode(self.SECOND).decode() + "\r\nCATEGORIES:Friends,Friends\r\n"
+            "X-VELDRAKE-ACCOUNT;TYPE=google:bo@gmail.com\r\nEND:VCARD\r\n",
+            "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Three;Cy;;;\r\nEND:VCARD\r\n",
+        ]
+        with open(self.vcf, "w", encoding="utf-8", newline="") as f:
+            f.write("".join(cards))
+
+    def check_book(self, db):
+        stores = db.execute("SELECT s.ROWID, s.Name, s.Type, a.AccountIdentifier IS NOT NULL"
+                            " FROM ABStore s LEFT JOIN ABAccount a ON a.ROWID = s.AccountID"
+                            " ORDER BY s.ROWID").fetchall()
+        self.assertEqual(stores, [(1, "Local", 0, 0), (2, "iCloud", 4, 1), (3, "bo@gmail.com", 4, 1)])
+        people = db.execute("SELECT ROWID, StoreID FROM ABPerson ORDER BY ROWID").fetchall()
+        self.assertEqual(people, [(1, 2), (2, 3), (3, 1)])
+        members = db.execute("SELECT g.Name, g.StoreID, m.member_type, m.member_id FROM ABGroupMembers m"
+                             " JOIN ABGroup g ON g.ROWID = m.group_id ORDER BY g.Name, m.member_id")
+        self.assertEqual(members.fetchall(), [("Friends", 2, 0, 1), ("Friends", 2, 0, 2),
+                                              ("Work,Team", 2, 0, 1)])
+
+    def check_images(self, db):
+        full = db.execute("SELECT record_id, crop_x, crop_y, crop_width, data FROM ABFullSizeImage")
+        self.assertEqual(full.fetchall(), [(1, 1, 0, 3, self.FIRST)])
+        thumbs = db.execute("SELECT record_id, format, data FROM ABThumbnailImage").fetchall()
+        self.assertEqual(thumbs, [(2, 0, self.SECOND)])
+        self.assertEqual(db.execute("PRAGMA journal_mode").fetchone()[0], "wal")
+
+    def test_each_route_of_a_photo_group_and_account(self):
+        for password, wal in ((None, 0), (None, 2), (PASSWORD, 3)):
+            with self.subTest(encrypted=password is not None, wal=wal):
+                backup = self.write("--wal-people", str(wal), password=password)
+                book = backup.database(HOME, BOOK, ("-wal", "-shm"))
+                self.check_book(book)
+                book.close()
+                images = backup.database(HOME, IMAGES, ("-wal", "-shm"))
+                self.check_images(images)
+                images.close()
+
+    def test_the_sample_book_keeps_every_picture_byte_for_byte(self):
+        path = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "samples",
+                            "photos", "book.vcf")
+        with open(path, encoding="utf-8", newline="") as f:
+            lines = f.read().replace("\r\n ", "").split("\r\n")
+        photos, person = {}, 0
+        for line in lines:
+            person += line == "BEGIN:VCARD"
+            if line.startswith("PHOTO"):
+                photos[person] = base64.b64decode(line.split(";base64,")[-1].split(":")[-1])
+        shutil.copy(path, self.vcf)
+        images = self.write(password=PASSWORD).database(HOME, IMAGES, ("-wal", "-shm"))
+        stored = dict(images.execute("SELECT record_id, data FROM ABFullSizeImage UNION ALL"
+                                     " SELECT record_id, data FROM ABThumbnailImage").fetchall())
+        images.close()
+        self.assertEqual(stored, photos)
+        self.assertEqual(sorted(photos), [1, 2, 3])
+
+    def test_bad_photos_are_passed_over_and_a_bad_account_refused(self):
+        cards = ("BEGIN:VCARD\nVERSION:3.0\nN:Bad;Photo;;;\nPHOTO;ENCODING=b:not*base64\nEND:VCARD\n"
+                 "BEGIN:VCARD\nVERSION:3.0\nN:Cut;Short;;;\nPHOTO;ENCODING=b:QUJDR\nEND:VCARD\n"
+                 "BEGIN:VCARD\nVERSION:4.0\nN:Link;Only;;;\nPHOTO:https://example.com/a.jpg\n"
+                 "END:VCARD\n")
+        with open(self.vcf, "w", encoding="utf-8") as f:
+            f.write(cards)
+        images = self.write().database(HOME, IMAGES)
+        for table in ("ABFullSizeImage", "ABThumbnailImage"):
+            self.assertEqual(images.execute(f"SELECT count(*) FROM {table}").fetchone()[0], 0)
+        images.close()
+        with open(self.vcf, "a", encoding="utf-8") as f:
+            f.write("BEGIN:VCARD\nVERSION:3.0\nN:Odd;Account;;;\nX-VELDRAKE-ACCOUNT;TYPE=fax:x\n"
+                    "END:VCARD\n")
+        done = self.run_sim(tempfile.mkdtemp(dir=self.tmp))
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn("book.vcf:19: X-VELDRAKE-ACCOUNT needs TYPE=", done.stderr)
 
 
 class NotesTest(BackupCase):

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "AddressBookSchema.h"
+#include "AddressBookStores.h"
 #include "Sqlite.h"
 
 namespace devicesim::backup {
@@ -22,13 +23,14 @@ const int kPersonKind = 0;
 
 class BookWriter {
  public:
-  explicit BookWriter(Db& db)
+  BookWriter(Db& db, const BookStores& stores)
       : db_(db),
+        stores_(stores),
         person_(db,
                 "INSERT INTO ABPerson (ROWID, First, Last, Middle, FirstPhonetic, LastPhonetic,"
                 " Organization, Department, Note, Kind, Birthday, JobTitle, Nickname, Suffix,"
                 " CreationDate, ModificationDate, StoreID, guid) VALUES"
-                " (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,1,?)"),
+                " (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)"),
         value_(db,
                "INSERT INTO ABMultiValue (record_id, property, identifier, label, value, guid)"
                " VALUES (?,?,?,?,?,?)"),
@@ -53,6 +55,7 @@ class BookWriter {
               int64_t* id, std::string* error);
 
   Db& db_;
+  const BookStores& stores_;
   Statement person_, value_, entry_, label_, key_, lastFour_;
   std::map<std::string, int64_t> labels_, keys_;
   int64_t now_;
@@ -91,7 +94,8 @@ bool BookWriter::WritePerson(const Person& p, std::string* error) {
   person_.Text(14, p.suffix);
   person_.Int(15, now_);
   person_.Int(16, now_);
-  person_.Text(17, Guid(++guid_));
+  person_.Int(17, stores_.Of(p));
+  person_.Text(18, Guid(++guid_));
   if (!person_.Run(error)) return false;
   for (size_t k = 0; k < p.items.size(); ++k)
     if (!WriteItem(p, p.items[k], k, error)) return false;
@@ -197,8 +201,12 @@ bool WriteAddressBookDb(const AddressBook& book, size_t walPeople, const std::st
   if (!OpenBook(db, path, error)) return false;
   const size_t count = book.people.size();
   const size_t inMain = walPeople >= count ? 0 : count - walPeople;
+  BookStores stores;
+  if (!db.Exec("BEGIN", error) || !stores.Write(db, book, error) ||
+      !WriteGroups(db, book, stores, error) || !db.Exec("COMMIT", error))
+    return false;
   {
-    BookWriter writer(db);
+    BookWriter writer(db, stores);
     if (!writer.ok()) {
       *error = db.Error();
       return false;

@@ -7,6 +7,8 @@ namespace devicesim::backup {
 
 inline constexpr const char kAddressBookSchema[] =
     "CREATE TABLE _SqliteDatabaseProperties (key TEXT, value TEXT, UNIQUE(key));"
+    "CREATE TABLE ABAccount (ROWID INTEGER PRIMARY KEY AUTOINCREMENT,"
+    " AccountIdentifier TEXT, Enabled INTEGER DEFAULT 1, SyncData BLOB);"
     "CREATE TABLE ABStore (ROWID INTEGER PRIMARY KEY AUTOINCREMENT, Name TEXT, Type INTEGER,"
     " ConstraintsPath TEXT, ExternalModificationTag TEXT, ExternalSyncTag TEXT,"
     " AccountID INTEGER, Enabled INTEGER DEFAULT 1, SyncData BLOB, MeIdentifier INTEGER);"
@@ -42,6 +44,18 @@ inline constexpr const char kAddressBookSchema[] =
     "INSERT INTO _SqliteDatabaseProperties VALUES ('__CPRecordSequenceNumber', '0');"
     "INSERT INTO _SqliteDatabaseProperties VALUES ('_ClientVersion', '32');"
     "INSERT INTO ABStore (Name, Type, Enabled) VALUES ('Local', 0, 1);";
+
+// AddressBookImages.sqlitedb: the full-size picture with the square the phone shows, and
+// the thumbnails it makes of it, one per format.
+inline constexpr const char kAddressBookImagesSchema[] =
+    "CREATE TABLE _SqliteDatabaseProperties (key TEXT, value TEXT, UNIQUE(key));"
+    "CREATE TABLE ABThumbnailImage (ROWID INTEGER PRIMARY KEY AUTOINCREMENT,"
+    " record_id INTEGER, format INTEGER, derived_from_format INTEGER, data BLOB,"
+    " UNIQUE(record_id, format));"
+    "CREATE TABLE ABFullSizeImage (ROWID INTEGER PRIMARY KEY AUTOINCREMENT,"
+    " record_id INTEGER, crop_x INTEGER, crop_y INTEGER, crop_width INTEGER, data BLOB);"
+    "CREATE UNIQUE INDEX ABFullSizeImageRecordIDIndex ON ABFullSizeImage(record_id);"
+    "INSERT INTO _SqliteDatabaseProperties VALUES ('_ClientVersion', '32');";
 
 }  // namespace devicesim::backup
 

@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "AddressBookDb.h"
+#include "AddressBookImagesDb.h"
 #include "Assembler.h"
 #include "NotesDb.h"
 
@@ -14,6 +15,7 @@ namespace {
 const char kHomeDomain[] = "HomeDomain";
 const char kNotesDomain[] = "AppDomainGroup-group.com.apple.notes";
 const char kBookPath[] = "Library/AddressBook/AddressBook.sqlitedb";
+const char kImagesPath[] = "Library/AddressBook/AddressBookImages.sqlitedb";
 const char kLegacyNotesPath[] = "Library/Notes/notes.sqlite";
 const char kNoteStorePath[] = "NoteStore.sqlite";
 const int kFirstModernNotesVersion = 9;
@@ -23,8 +25,11 @@ const int kFirstModernNotesVersion = 9;
 bool AddBook(Assembler& backup, const AddressBook& book, size_t walPeople, std::string* error) {
   const std::string staged = backup.StagePath("AddressBook.sqlitedb");
   if (!WriteAddressBookDb(book, walPeople, staged, error)) return false;
+  const std::string images = backup.StagePath("AddressBookImages.sqlitedb");
+  if (!WriteAddressBookImagesDb(book, walPeople, images, error)) return false;
   for (const char* suffix : {"", "-wal", "-shm"})
-    if (!backup.AddFile(kHomeDomain, std::string(kBookPath) + suffix, staged + suffix, error))
+    if (!backup.AddFile(kHomeDomain, std::string(kBookPath) + suffix, staged + suffix, error) ||
+        !backup.AddFile(kHomeDomain, std::string(kImagesPath) + suffix, images + suffix, error))
       return false;
   return true;
 }

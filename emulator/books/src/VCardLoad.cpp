@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "VCardExtras.h"
 #include "VCardMap.h"
 #include "VCardProperty.h"
 #include "VCardText.h"
@@ -57,6 +58,9 @@ class CardReader {
     } else if (p.name == "END" && value == "VCARD") {
       if (!begin_) return fail(p.line, "END:VCARD without BEGIN:VCARD");
       Person person;
+      int line = 0;
+      std::string why;
+      if (!ReadCardExtras(card_, &person, &line, &why)) return fail(line, why);
       if (MapCard(card_, person)) people_.push_back(std::move(person));
       begin_ = 0;
     } else if (!begin_) {

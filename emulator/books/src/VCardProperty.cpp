@@ -109,8 +109,11 @@ CardProperty ParseProperty(const LogicalLine& logical) {
   for (size_t i = 1; i < pieces.size(); ++i) p.params.push_back(ParseParam(pieces[i]));
 
   const std::string encoding = Upper(p.param("ENCODING"));
-  if (encoding == "BASE64" || encoding == "B") return p;
   std::string raw = logical.text.substr(colon + 1);
+  if (encoding == "BASE64" || encoding == "B") {
+    p.encoded = raw;
+    return p;
+  }
   if (encoding == "QUOTED-PRINTABLE") raw = DecodeQuotedPrintable(raw);
   p.value = ToUtf8(raw, p.param("CHARSET"));
   return p;

@@ -22,7 +22,8 @@ struct CardProperty {
   std::string group;  // lower case
   std::string name;   // upper case
   std::vector<Param> params;
-  std::string value;  // decoded to UTF-8, escapes still in place
+  std::string value;    // decoded to UTF-8, escapes still in place
+  std::string encoded;  // a base64 value (ENCODING=b or BASE64), as written
 
   // A parameter's value by name, empty when absent.
   std::string param(const char* key) const;
@@ -42,7 +43,8 @@ struct CardProperty {
 
 // `logical` must start a property (PropertyColon finds its colon). Quoted-printable
 // values are decoded and converted from their charset; base64 values are left empty,
-// since binary data (photos, keys, sounds) is of no use to the device's records.
+// since binary data is of no use to the device's records, and kept in `encoded` for the
+// one kind the book keeps beside them, photos.
 CardProperty ParseProperty(const LogicalLine& logical);
 
 }  // namespace devicesim

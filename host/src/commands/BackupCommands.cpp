@@ -68,6 +68,11 @@ int StatusOf(int result) {
       return kExitStoreUnreadable;
     case kVeldrakeBackupInvalidArgument:
       return kExitUsage;
+    case kVeldrakeBackupCancelled:
+      return kExitInterrupted;
+    case kVeldrakeBackupNoTemporaryFolder:
+    case kVeldrakeBackupNoSpace:
+      return kExitOutput;  // the message names TMPDIR or the disk
     default:
       return kExitOutput;  // out of memory
   }

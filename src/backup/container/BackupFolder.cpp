@@ -21,9 +21,10 @@ namespace fs = std::filesystem;
 // Manifest.plist carries the installed applications, icons included: a few megabytes.
 constexpr size_t kPlistLimit = 64u << 20;
 
+// Not through a link at the last step: a backup's plists and Manifest.db are its own.
 bool IsRegularFile(const std::string& path) {
   struct stat st;
-  return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+  return lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
 const prop* Member(const prop& dict, const wchar_t* key) {

@@ -39,7 +39,8 @@ size_t PaddingOf(const unsigned char* block) {
 // the last plain block is left in `last`, the plain length in *total.
 Decrypted Stream(int in, int out, EVP_CIPHER_CTX* ctx, int64_t keep, unsigned char* last,
                  int64_t* total) {
-  std::vector<unsigned char> cipher(kChunkBytes), plain(kChunkBytes);
+  std::vector<unsigned char> cipher(kChunkBytes);
+  SecretBuffer plain(kChunkBytes);
   int64_t written = 0;
   *total = 0;
   for (;;) {
@@ -59,17 +60,23 @@ Decrypted Stream(int in, int out, EVP_CIPHER_CTX* ctx, int64_t keep, unsigned ch
     written += take;
     if (static_cast<size_t>(got) < cipher.size()) break;
   }
-  OPENSSL_cleanse(plain.data(), plain.size());
   return Decrypted::kOk;
 }
 
+// Wipes the last plain block however the decryption ends.
+struct BlockWipe {
+  unsigned char* block;
+  ~BlockWipe() { OPENSSL_cleanse(block, kAesBlockBytes); }
+};
+
 }  // namespace
 
-bool Pbkdf2(const std::string& password, const std::string& salt, uint32_t iterations, bool sha256,
-            std::string* out) {
-  if (iterations == 0 || iterations > static_cast<uint32_t>(INT32_MAX)) return false;
+bool Pbkdf2(const char* password, size_t passwordBytes, const std::string& salt,
+            uint32_t iterations, bool sha256, std::string* out) {
+  if (iterations == 0 || iterations > static_cast<uint32_t>(INT32_MAX) || passwordBytes > INT32_MAX)
+    return false;
   out->assign(kAesKeyBytes, '\0');
-  return PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()), Bytes(salt),
+  return PKCS5_PBKDF2_HMAC(password, static_cast<int>(passwordBytes), Bytes(salt),
                            static_cast<int>(salt.size()), static_cast<int>(iterations),
                            sha256 ? EVP_sha256() : EVP_sha1(), static_cast<int>(kAesKeyBytes),
                            reinterpret_cast<unsigned char*>(&(*out)[0])) == 1;
@@ -98,28 +105,39 @@ void Wipe(std::string* secret) {
   secret->clear();
 }
 
-Decrypted DecryptFile(const std::string& from, const std::string& to, const std::string& key,
-                      int64_t length) {
+Decrypted DecryptFd(int in, int out, const std::string& key, int64_t length) {
   if (key.size() != kAesKeyBytes) return Decrypted::kDamaged;
-  Fd in(open(from.c_str(), O_RDONLY | O_CLOEXEC));
-  if (in.get() < 0) return Decrypted::kCannotRead;
-  Fd out(CreatePrivateFile(to));
-  if (out.get() < 0) return Decrypted::kCannotWrite;
   Ctx ctx(EVP_CIPHER_CTX_new());
   const unsigned char zeroIv[kAesBlockBytes] = {};
   if (!ctx || EVP_DecryptInit_ex(ctx.get(), EVP_aes_256_cbc(), nullptr, Bytes(key), zeroIv) != 1)
     return Decrypted::kDamaged;
   EVP_CIPHER_CTX_set_padding(ctx.get(), 0);
   unsigned char last[kAesBlockBytes] = {};
+  const BlockWipe wipe{last};
   int64_t total = 0;
-  const Decrypted streamed = Stream(in.get(), out.get(), ctx.get(), length, last, &total);
+  const Decrypted streamed = Stream(in, out, ctx.get(), length, last, &total);
   if (streamed != Decrypted::kOk) return streamed;
   if (length >= 0) return total < length ? Decrypted::kDamaged : Decrypted::kOk;
   const size_t pad = total % kPageUnit != 0 ? PaddingOf(last) : 0;
-  OPENSSL_cleanse(last, sizeof last);
-  if (pad != 0 && ftruncate(out.get(), total - static_cast<int64_t>(pad)) != 0)
+  if (pad != 0 && ftruncate(out, total - static_cast<int64_t>(pad)) != 0)
     return Decrypted::kCannotWrite;
   return Decrypted::kOk;
+}
+
+Decrypted DecryptFile(const std::string& from, const std::string& to, const std::string& key,
+                      int64_t length) {
+  Fd in(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  if (in.get() < 0) return Decrypted::kCannotRead;
+  Fd out(CreatePrivateFile(to));
+  if (out.get() < 0) return Decrypted::kCannotWrite;
+  return DecryptFd(in.get(), out.get(), key, length);
+}
+
+SecretBuffer::SecretBuffer(size_t size) : data_(new unsigned char[size]), size_(size) {}
+
+SecretBuffer::~SecretBuffer() {
+  OPENSSL_cleanse(data_, size_);
+  delete[] data_;
 }
 
 }  // namespace veldrake::backup

@@ -17,10 +17,11 @@ constexpr size_t kAesKeyBytes = 32;      // AES-256
 constexpr size_t kWrappedKeyBytes = 40;  // a 32-byte key after RFC 3394 wrapping
 constexpr size_t kAesBlockBytes = 16;
 
-// PBKDF2 over HMAC-SHA256 (sha256 true) or HMAC-SHA1 of `password` with `salt`, giving
-// kAesKeyBytes into `out`. False when OpenSSL refuses (zero iterations, no memory).
-bool Pbkdf2(const std::string& password, const std::string& salt, uint32_t iterations, bool sha256,
-            std::string* out);
+// PBKDF2 over HMAC-SHA256 (sha256 true) or HMAC-SHA1 of the `passwordBytes` bytes at
+// `password` (the caller's own memory: no copy is made) with `salt`, giving kAesKeyBytes
+// into `out`. False when OpenSSL refuses (zero iterations, no memory).
+bool Pbkdf2(const char* password, size_t passwordBytes, const std::string& salt,
+            uint32_t iterations, bool sha256, std::string* out);
 
 enum class Unwrap { kOk, kIntegrity, kMalformed };
 // Unwraps `wrapped` (kWrappedKeyBytes) with the 32-byte `kek`: kIntegrity when the
@@ -43,6 +44,24 @@ constexpr int64_t kPageUnit = 512;
 // kDamaged when the ciphertext is no whole number of blocks or shorter than `length`.
 Decrypted DecryptFile(const std::string& from, const std::string& to, const std::string& key,
                       int64_t length);
+// The same from the descriptor `in` to the descriptor `out`, both the caller's. Every
+// plain byte this holds in memory is wiped before it returns, on every path.
+Decrypted DecryptFd(int in, int out, const std::string& key, int64_t length);
+
+// A buffer for decrypted bytes, wiped when it goes.
+class SecretBuffer {
+ public:
+  explicit SecretBuffer(size_t size);
+  ~SecretBuffer();
+  SecretBuffer(const SecretBuffer&) = delete;
+  SecretBuffer& operator=(const SecretBuffer&) = delete;
+  unsigned char* data() { return data_; }
+  size_t size() const { return size_; }
+
+ private:
+  unsigned char* data_;
+  size_t size_;
+};
 
 }  // namespace veldrake::backup
 

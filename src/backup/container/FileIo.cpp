@@ -6,14 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <vector>
 
 namespace veldrake::backup {
-namespace {
-
-constexpr size_t kCopyChunk = 1 << 20;
-
-}  // namespace
 
 Fd::~Fd() {
   if (fd_ >= 0) close(fd_);
@@ -46,20 +40,6 @@ ssize_t ReadFull(int fd, void* data, size_t size) {
     got += static_cast<size_t>(n);
   }
   return static_cast<ssize_t>(got);
-}
-
-bool CopyToPrivateFile(const std::string& from, const std::string& to) {
-  Fd in(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-  if (in.get() < 0) return false;
-  Fd out(CreatePrivateFile(to));
-  if (out.get() < 0) return false;
-  std::vector<char> buffer(kCopyChunk);
-  for (;;) {
-    const ssize_t got = ReadFull(in.get(), buffer.data(), buffer.size());
-    if (got < 0) return false;
-    if (got > 0 && !WriteAll(out.get(), buffer.data(), static_cast<size_t>(got))) return false;
-    if (static_cast<size_t>(got) < buffer.size()) return true;
-  }
 }
 
 bool IsPlainFile(const std::string& path) {

@@ -1,5 +1,5 @@
 // FileIo: the few POSIX file operations the backup layer needs, retried on EINTR, and the
-// private copies it makes (mode 0600, never over an existing file, never through a link).
+// private files it makes (mode 0600, never over an existing file, never through a link).
 //
 // Thread contract: pure functions and one-owner objects; any thread.
 #ifndef VELDRAKE_BACKUP_FILEIO_H_
@@ -31,9 +31,6 @@ int CreatePrivateFile(const std::string& path);
 bool WriteAll(int fd, const void* data, size_t size);
 // Up to `size` bytes, fewer only at the end of the file; -1 on an error.
 ssize_t ReadFull(int fd, void* data, size_t size);
-
-// Copies the regular file `from` into a new private file `to`; false on any failure.
-bool CopyToPrivateFile(const std::string& from, const std::string& to);
 
 // True when `path` is a regular file, not reached through a symbolic link at its last step.
 bool IsPlainFile(const std::string& path);

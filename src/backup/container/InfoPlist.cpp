@@ -3,6 +3,7 @@
 
 #include <plist/plist.h>
 
+#include <cstring>
 #include <memory>
 
 #include "BackupFolder.h"
@@ -13,6 +14,30 @@ namespace {
 
 // Info.plist carries the phone's installed applications too, but no icons.
 constexpr size_t kInfoLimit = 16u << 20;
+// A phone's Info.plist nests four or five levels; libplist's reader and its free recurse
+// once per level, so a hostile file a million levels deep would exhaust the stack.
+constexpr int kMaxNesting = 64;
+
+bool StartsWith(const std::string& text, size_t at, const char* word) {
+  return text.compare(at, std::strlen(word), word) == 0;
+}
+
+// The nesting of <array> and <dict> elements: at most `limit` levels. Counted on the
+// raw text, so a tag inside a comment counts too, which only errs towards refusing.
+bool NestsWithin(const std::string& xml, int limit) {
+  int depth = 0;
+  for (size_t at = xml.find('<'); at != std::string::npos; at = xml.find('<', at + 1)) {
+    if (StartsWith(xml, at, "</array") || StartsWith(xml, at, "</dict")) {
+      --depth;
+      continue;
+    }
+    if (!StartsWith(xml, at, "<array") && !StartsWith(xml, at, "<dict")) continue;
+    const size_t end = xml.find('>', at);
+    if (end == std::string::npos) return false;
+    if (xml[end - 1] != '/' && ++depth > limit) return false;
+  }
+  return true;
+}
 
 struct PlistFree {
   void operator()(plist_t node) const { plist_free(node); }
@@ -38,7 +63,9 @@ std::string Either(plist_t dict, const char* key, const char* other) {
 
 bool ReadInfoPlist(const std::string& path, InfoValues* out) {
   std::string xml;
-  if (!ReadSmallFile(path, kInfoLimit, &xml) || xml.size() > UINT32_MAX) return false;
+  if (!ReadSmallFile(path, kInfoLimit, &xml) || xml.size() > UINT32_MAX ||
+      !NestsWithin(xml, kMaxNesting))
+    return false;
   plist_t raw = nullptr;
   plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &raw);
   std::unique_ptr<void, PlistFree> root(raw);

@@ -15,7 +15,8 @@ struct InfoValues {
   int64_t date = -1;  // "Last Backup Date", seconds since 1970
 };
 
-// False when the file is missing, too large or no XML property list of a dictionary.
+// False when the file is missing, a link, too large, nested deeper than any phone's, or
+// no XML property list of a dictionary.
 bool ReadInfoPlist(const std::string& path, InfoValues* out);
 
 }  // namespace veldrake::backup

@@ -1,6 +1,8 @@
 // Keybag parsing and the password's way to the class keys.
 #include "Keybag.h"
 
+#include <cstring>
+
 #include "Crypto.h"
 
 namespace veldrake::backup {
@@ -85,12 +87,14 @@ bool Keybag::Parse(const std::string& bytes, std::string* why) {
   return true;
 }
 
-Keybag::Opened Keybag::Open(const std::string& password) {
+Keybag::Opened Keybag::Open(const char* password) {
   std::string first, passcodeKey;
+  const size_t bytes = std::strlen(password);
   const bool twoSteps = doubleIterations_ != 0;
-  const bool derived = twoSteps ? Pbkdf2(password, doubleSalt_, doubleIterations_, true, &first) &&
-                                      Pbkdf2(first, salt_, iterations_, false, &passcodeKey)
-                                : Pbkdf2(password, salt_, iterations_, false, &passcodeKey);
+  const bool derived =
+      twoSteps ? Pbkdf2(password, bytes, doubleSalt_, doubleIterations_, true, &first) &&
+                     Pbkdf2(first.data(), first.size(), salt_, iterations_, false, &passcodeKey)
+               : Pbkdf2(password, bytes, salt_, iterations_, false, &passcodeKey);
   Wipe(&first);
   const Opened result = derived ? Unlock(passcodeKey) : kUnusable;
   Wipe(&passcodeKey);

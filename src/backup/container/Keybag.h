@@ -36,10 +36,11 @@ class Keybag {
   // Reads the entries; false, with *why, when the bytes are no backup keybag.
   bool Parse(const std::string& bytes, std::string* why);
 
-  // Derives the password's key and unwraps every class key wrapped with it. kWrongPassword
-  // when the unwrap's integrity check fails; kUnusable when no class key is wrapped with
-  // the password or the derivation fails.
-  Opened Open(const std::string& password);
+  // Derives the key of `password` (NUL-terminated, read in place: never copied) and
+  // unwraps every class key wrapped with it. kWrongPassword when the unwrap's integrity
+  // check fails; kUnusable when no class key is wrapped with the password or the
+  // derivation fails.
+  Opened Open(const char* password);
 
   // The same from the password's derived key (kAesKeyBytes): unwraps every class key
   // wrapped with it; kWrongPassword on a failed integrity check.

@@ -2,9 +2,12 @@
 #include "OpenedBackup.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <cstdio>
 
+#include "Cancel.h"
+#include "ContentCopy.h"
 #include "Crypto.h"
 #include "FileIo.h"
 #include "SqlStatement.h"
@@ -15,9 +18,6 @@ namespace {
 
 constexpr size_t kFileIdDigits = 40;
 constexpr size_t kManifestKeyClassBytes = 4;
-constexpr const char* kWalSuffix = "-wal";
-constexpr const char* kStoreName = "store.sqlite";
-constexpr const char* kStoreWalName = "store.sqlite-wal";
 constexpr const char* kManifestName = "Manifest.db";
 
 bool IsFileId(const std::string& id) {
@@ -62,14 +62,22 @@ bool ReadsSchema(sqlite3* db) {
 
 }  // namespace
 
-int OpenImmutable(const std::string& path, sqlite3** db) {
-  const std::string uri = "file:" + UriPath(path) + "?mode=ro&immutable=1";
-  const int rc = sqlite3_open_v2(uri.c_str(), db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
-  if (rc == SQLITE_OK && ReadsSchema(*db)) return SQLITE_OK;
+int OpenGuarded(const std::string& name, int flags, SqlGuard* guard, sqlite3** db) {
+  const int rc = sqlite3_open_v2(name.c_str(), db, flags | SQLITE_OPEN_NOFOLLOW, nullptr);
+  std::string ignored;
+  if (rc == SQLITE_OK && ReadsSchema(*db) && guard->Attach(*db, &ignored)) return SQLITE_OK;
   sqlite3_close(*db);
   *db = nullptr;
   return rc == SQLITE_OK ? SQLITE_NOTADB : rc;
 }
+
+int OpenImmutable(const std::string& path, SqlGuard* guard, sqlite3** db) {
+  const std::string uri = "file:" + UriPath(path) + "?mode=ro&immutable=1";
+  return OpenGuarded(uri, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, guard, db);
+}
+
+OpenedBackup::OpenedBackup()
+    : cancelGeneration_(CancelGeneration()), manifestGuard_(cancelGeneration_) {}
 
 OpenedBackup::~OpenedBackup() {
   sqlite3_close(manifest_);
@@ -81,9 +89,9 @@ int OpenedBackup::Open(const std::string& folder, const char* password, std::str
   return OpenManifest(password, message);
 }
 
-bool OpenedBackup::EnsurePrivate() {
-  if (!privateMade_) privateMade_ = private_.Create();
-  return privateMade_;
+int OpenedBackup::EnsurePrivate(std::string* message) {
+  if (!privateMade_) privateMade_ = private_.Create(message);
+  return privateMade_ ? kVeldrakeBackupOk : kVeldrakeBackupNoTemporaryFolder;
 }
 
 int OpenedBackup::UnlockManifest(const char* password, std::string* message) {
@@ -108,33 +116,57 @@ int OpenedBackup::UnlockManifest(const char* password, std::string* message) {
   return kVeldrakeBackupOk;
 }
 
+// Decrypts Manifest.db into the private folder with the key ManifestKey wraps.
+int OpenedBackup::DecryptManifest(std::string* message) {
+  const std::string path = facts_.path + "/" + kManifestName;
+  const std::string& wrapped = facts_.manifestKey;
+  const std::string* classKey = wrapped.size() == kManifestKeyClassBytes + kWrappedKeyBytes
+                                    ? keybag_.ClassKey(LittleEndianClass(wrapped))
+                                    : nullptr;
+  std::string key;
+  if (classKey == nullptr ||
+      UnwrapKey(*classKey, wrapped.substr(kManifestKeyClassBytes), &key) != Unwrap::kOk) {
+    Wipe(&key);
+    *message = path + " cannot be decrypted (its ManifestKey is damaged)";
+    return kVeldrakeBackupStoreUnreadable;
+  }
+  int result = EnsurePrivate(message);
+  Fd in(OpenTopFile(facts_.path, kManifestName));
+  struct stat st;
+  if (result == kVeldrakeBackupOk && (in.get() < 0 || fstat(in.get(), &st) != 0)) {
+    *message = path + " cannot be read (missing, a link or not a file)";
+    result = kVeldrakeBackupStoreUnreadable;
+  }
+  if (result == kVeldrakeBackupOk) {
+    Fd out(private_.CreateFile(kManifestName));
+    int64_t left = 0;
+    if (out.get() >= 0 && !HasRoomFor(out.get(), st.st_size, &left)) {
+      *message = DescribeCopy(Copied::kNoSpace, path, st.st_size);
+      result = kVeldrakeBackupNoSpace;
+    } else if (out.get() < 0 ||
+               DecryptFd(in.get(), out.get(), key, kWholePages) != Decrypted::kOk) {
+      *message = path + " cannot be decrypted (ManifestKey or the file is damaged)";
+      result = kVeldrakeBackupStoreUnreadable;
+    }
+  }
+  Wipe(&key);
+  return result;
+}
+
 int OpenedBackup::OpenManifest(const char* password, std::string* message) {
-  const std::string path = facts_.path + "/Manifest.db";
+  const std::string path = facts_.path + "/" + kManifestName;
   std::string opened = path;
   if (facts_.encrypted) {
     const int unlocked = UnlockManifest(password, message);
     if (unlocked != kVeldrakeBackupOk) return unlocked;
   }
   if (facts_.encrypted && !facts_.manifestKey.empty()) {
-    const std::string& wrapped = facts_.manifestKey;
-    const std::string* classKey = wrapped.size() == kManifestKeyClassBytes + kWrappedKeyBytes
-                                      ? keybag_.ClassKey(LittleEndianClass(wrapped))
-                                      : nullptr;
-    std::string key;
-    const bool unwrapped =
-        classKey != nullptr &&
-        UnwrapKey(*classKey, wrapped.substr(kManifestKeyClassBytes), &key) == Unwrap::kOk;
-    if (!unwrapped || !EnsurePrivate() ||
-        DecryptFile(path, private_.PathOf(kManifestName), key, kWholePages) != Decrypted::kOk) {
-      Wipe(&key);
-      *message = path + " cannot be decrypted (ManifestKey or the file is damaged)";
-      return kVeldrakeBackupStoreUnreadable;
-    }
-    Wipe(&key);
+    const int decrypted = DecryptManifest(message);
+    if (decrypted != kVeldrakeBackupOk) return decrypted;
     opened = private_.PathOf(kManifestName);
   }
-  if (OpenImmutable(opened, &manifest_) != SQLITE_OK) {
-    *message = path + " is no readable database";
+  if (!IsPlainFile(opened) || OpenImmutable(opened, &manifestGuard_, &manifest_) != SQLITE_OK) {
+    *message = path + " is no readable database (or a link)";
     return kVeldrakeBackupStoreUnreadable;
   }
   const Columns files(manifest_, "Files");
@@ -165,6 +197,7 @@ OpenedBackup::Lookup OpenedBackup::Locate(const char* domain, const std::string&
     result = Lookup::kDamaged;
     if (IsFileId(fileId) && ParseFileRecord(blob, static_cast<size_t>(length), &out->record)) {
       out->file = facts_.path + "/" + fileId.substr(0, 2) + "/" + fileId;
+      out->fileId = fileId;
       result = Lookup::kFound;
     }
   } else if (step != SQLITE_DONE) {
@@ -177,66 +210,6 @@ OpenedBackup::Lookup OpenedBackup::Locate(const char* domain, const std::string&
 bool OpenedBackup::Has(const char* domain, const std::string& relativePath) {
   Located located;
   return Locate(domain, relativePath, &located) != Lookup::kAbsent;
-}
-
-bool OpenedBackup::Materialise(const Located& located, const char* name, std::string* message) {
-  const std::string to = private_.PathOf(name);
-  if (!facts_.encrypted) {
-    if (CopyToPrivateFile(located.file, to)) return true;
-    *message = located.file + " cannot be copied into a private folder";
-    return false;
-  }
-  const std::string* classKey = keybag_.ClassKey(located.record.protectionClass);
-  std::string key;
-  const bool unwrapped =
-      classKey != nullptr && UnwrapKey(*classKey, located.record.wrappedKey, &key) == Unwrap::kOk;
-  const Decrypted done =
-      unwrapped ? DecryptFile(located.file, to, key, located.record.size) : Decrypted::kDamaged;
-  Wipe(&key);
-  if (done == Decrypted::kOk) return true;
-  *message = located.file + (done == Decrypted::kCannotWrite
-                                 ? " cannot be decrypted into a private folder"
-                                 : " cannot be decrypted (its key or content is damaged)");
-  return false;
-}
-
-int OpenedBackup::OpenStore(const char* domain, const std::string& relativePath, sqlite3** db,
-                            std::string* message) {
-  const std::string name = std::string(domain) + "/" + relativePath;
-  Located store, wal;
-  const Lookup found = Locate(domain, relativePath, &store);
-  if (found == Lookup::kAbsent) {
-    *message = facts_.path + " holds no " + name;
-    return kVeldrakeBackupStoreMissing;
-  }
-  const Lookup walFound = Locate(domain, relativePath + kWalSuffix, &wal);
-  if (found == Lookup::kDamaged || walFound == Lookup::kDamaged || !IsPlainFile(store.file) ||
-      (walFound == Lookup::kFound && !IsPlainFile(wal.file))) {
-    *message = facts_.path + ": the record or file of " + name + " is damaged or missing";
-    return kVeldrakeBackupStoreUnreadable;
-  }
-  if (!facts_.encrypted && walFound == Lookup::kAbsent) {
-    if (OpenImmutable(store.file, db) == SQLITE_OK) return kVeldrakeBackupOk;
-    *message = store.file + " (" + name + ") is no readable database";
-    return kVeldrakeBackupStoreUnreadable;
-  }
-  if (!EnsurePrivate()) {
-    *message = "no private temporary folder can be made";
-    return kVeldrakeBackupStoreUnreadable;
-  }
-  if (!Materialise(store, kStoreName, message) ||
-      (walFound == Lookup::kFound && !Materialise(wal, kStoreWalName, message)))
-    return kVeldrakeBackupStoreUnreadable;
-  // Our own copy: SQLite may write its index of the log beside it, which is why the
-  // backup's files are never opened this way.
-  const std::string path = private_.PathOf(kStoreName);
-  if (sqlite3_open_v2(path.c_str(), db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK &&
-      ReadsSchema(*db))
-    return kVeldrakeBackupOk;
-  sqlite3_close(*db);
-  *db = nullptr;
-  *message = store.file + " (" + name + ") is no readable database";
-  return kVeldrakeBackupStoreUnreadable;
 }
 
 }  // namespace veldrake::backup

@@ -2,23 +2,27 @@
 // password (encrypted backups), Manifest.db, and the databases of the phone it holds.
 //
 // A Files row leads to <folder>/<first two hex digits>/<fileID>, built here from a fileID
-// of exactly 40 hex digits, never taken from the database as a path, so no row leads
-// outside the backup folder. The backup's own files are only ever read: a database is
-// opened in place read-only and immutable, or, when it is encrypted or has a write-ahead
-// log beside it, decrypted or copied with its log into a PrivateFolder and opened there.
+// of exactly 40 hex digits, never taken from the database as a path, and reached through
+// no symbolic link (ContentCopy.h), so no row leads outside the backup folder. The
+// backup's own files are only ever read: a database is opened in place read-only and
+// immutable, or, when it is encrypted or has a write-ahead log beside it, decrypted or
+// copied with its log into a PrivateFolder (capped by the sizes Manifest.db records and
+// the space left) and opened there. Every database is opened under a SqlGuard.
 //
 // Thread contract: one owner, one thread.
 #ifndef VELDRAKE_BACKUP_OPENEDBACKUP_H_
 #define VELDRAKE_BACKUP_OPENEDBACKUP_H_
 
+#include <deque>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "BackupFolder.h"
-#include "ContentStream.h"
 #include "FileRecord.h"
 #include "Keybag.h"
 #include "PrivateFolder.h"
+#include "SqlGuard.h"
 
 struct sqlite3;
 
@@ -26,7 +30,8 @@ namespace veldrake::backup {
 
 class OpenedBackup {
  public:
-  OpenedBackup() = default;
+  // Notes the cancel counter: a VeldrakeBackupCancel from now on stops this export.
+  OpenedBackup();
   ~OpenedBackup();
   OpenedBackup(const OpenedBackup&) = delete;
   OpenedBackup& operator=(const OpenedBackup&) = delete;
@@ -41,33 +46,61 @@ class OpenedBackup {
   // Opens the database `domain`/`relativePath` with its write-ahead log, read-only in
   // effect, into *db (the caller closes it). kVeldrakeBackupStoreMissing when the backup
   // does not list it; kVeldrakeBackupStoreUnreadable when it cannot be opened.
-  // REQUIRES: Open succeeded; one store per OpenedBackup.
+  // At most PrivateFolder::kMaxStores stores per OpenedBackup (more: StoreUnreadable).
+  // REQUIRES: Open succeeded.
   int OpenStore(const char* domain, const std::string& relativePath, sqlite3** db,
                 std::string* message);
 
-  // What the backup holds at `domain`/`relativePath` (OpenedBackupContent.cpp): a plain
-  // file whose content fits its recorded size (kFound, *size set), nothing, a folder or a
-  // link (in Manifest.db or on disk), or a damaged record.
+  // Copies (decrypts) the file `domain`/`relativePath` into the caller's descriptor `fd`,
+  // capped by the size Manifest.db records and by the space left on fd's file system.
+  // kVeldrakeBackupStoreMissing when the backup does not list it, kVeldrakeBackupNoSpace,
+  // kVeldrakeBackupStoreUnreadable when it is damaged, larger than its record or a link.
+  // REQUIRES: Open succeeded.
+  int CopyFile(const char* domain, const std::string& relativePath, int fd, std::string* message);
+
+  // What the backup holds at `domain`/`relativePath` (OpenedBackupContent.cpp): a regular
+  // file, reached through no link, whose length fits its recorded size (kFound, *size
+  // set), nothing, a folder or a link (in Manifest.db or on disk), or a damaged record.
   enum class Content { kFound, kAbsent, kNotAFile, kDamaged };
   Content Probe(const char* domain, const std::string& relativePath, int64_t* size);
-  // Streams that file's content, decrypted, no more than its recorded size, to `sink`.
-  Streamed StreamFile(const char* domain, const std::string& relativePath, const ChunkSink& sink);
+
+  // Turns the result of the code that read the store into what really happened: a failure
+  // after a cancel is kVeldrakeBackupCancelled; any result after the guard refused a
+  // table or ended a query for its time is a damaged or hostile store, even where the
+  // reader had carried on without that table. *message says so. Other results pass.
+  int Explain(int result, std::string* message) const;
 
  private:
   struct Located {
-    std::string file;  // the content's path inside the backup folder
+    std::string file;    // the content's path inside the backup folder
+    std::string fileId;  // 40 hex digits
     FileRecord record;
   };
   enum class Lookup { kFound, kAbsent, kDamaged };
+  // One opened store: its name (domain/relativePath) and the guard of its connection.
+  struct Store {
+    Store(std::string storeName, uint64_t cancelGeneration)
+        : name(std::move(storeName)), guard(cancelGeneration) {}
+    std::string name;
+    SqlGuard guard;
+  };
 
   int OpenManifest(const char* password, std::string* message);
   int UnlockManifest(const char* password, std::string* message);
   Lookup Locate(const char* domain, const std::string& relativePath, Located* out);
   bool ListedOtherwise(const char* domain, const std::string& relativePath);
-  Content Check(const Located& located);
-  bool EnsurePrivate();
-  bool Materialise(const Located& located, const char* name, std::string* message);
+  int DecryptManifest(std::string* message);
+  int EnsurePrivate(std::string* message);
+  int Copy(const Located& located, int fd, const std::string& what, std::string* message);
+  int Materialise(const Located& located, const std::string& name, const Store& store,
+                  std::string* message);
+  int OpenInPlace(const Located& content, Store& store, sqlite3** db, std::string* message);
+  int OpenCopies(const Located& content, const Located* wal, Store& store, sqlite3** db,
+                 std::string* message);
 
+  uint64_t cancelGeneration_;
+  SqlGuard manifestGuard_;
+  std::deque<Store> stores_;  // a deque: the guards' addresses stay put
   BackupFacts facts_;
   Keybag keybag_;
   PrivateFolder private_;
@@ -75,8 +108,12 @@ class OpenedBackup {
   sqlite3* manifest_ = nullptr;
 };
 
-// Opens `path` read-only as an immutable database (no lock, no log, nothing written).
-int OpenImmutable(const std::string& path, sqlite3** db);
+// Opens `path` read-only as an immutable database (no lock, no log, nothing written, not
+// through a link), under `guard`.
+int OpenImmutable(const std::string& path, SqlGuard* guard, sqlite3** db);
+// Opens the database `name` (a path or an SQLite URI, as `flags` say) not through a link,
+// checks that it is one and attaches `guard`; an SQLite result code.
+int OpenGuarded(const std::string& name, int flags, SqlGuard* guard, sqlite3** db);
 
 }  // namespace veldrake::backup
 

@@ -1,11 +1,26 @@
-// The files of an opened backup other than its databases: probed and streamed to a host.
+// The files of an opened backup other than its databases, probed before a host asks for
+// them, so a missing, linked or oversized one is known while its note is read.
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include "ContentCopy.h"
 #include "Crypto.h"
+#include "FileIo.h"
 #include "OpenedBackup.h"
 
 namespace veldrake::backup {
+namespace {
+
+// Whether `stored` bytes on disk hold content of `length` bytes: the same length when
+// plain, or that length padded to whole AES blocks (1 to 16 bytes more) when encrypted.
+bool LengthFits(int64_t stored, int64_t length, bool encrypted) {
+  if (stored < 0 || length < 0) return false;
+  if (!encrypted) return stored == length;
+  const auto block = static_cast<int64_t>(kAesBlockBytes);
+  return stored % block == 0 && stored > length && stored - length <= block;
+}
+
+}  // namespace
 
 bool OpenedBackup::ListedOtherwise(const char* domain, const std::string& relativePath) {
   static const char kQuery[] = "SELECT 1 FROM Files WHERE domain = ?1 AND relativePath = ?2";
@@ -18,15 +33,6 @@ bool OpenedBackup::ListedOtherwise(const char* domain, const std::string& relati
   return listed;
 }
 
-OpenedBackup::Content OpenedBackup::Check(const Located& located) {
-  struct stat st;
-  if (lstat(located.file.c_str(), &st) != 0) return Content::kAbsent;
-  if (!S_ISREG(st.st_mode)) return Content::kNotAFile;
-  const bool fits = LengthFits(st.st_size, located.record.size, facts_.encrypted) &&
-                    (!facts_.encrypted || located.record.wrappedKey.size() == kWrappedKeyBytes);
-  return fits ? Content::kFound : Content::kDamaged;
-}
-
 OpenedBackup::Content OpenedBackup::Probe(const char* domain, const std::string& relativePath,
                                           int64_t* size) {
   Located located;
@@ -35,23 +41,14 @@ OpenedBackup::Content OpenedBackup::Probe(const char* domain, const std::string&
   if (found == Lookup::kAbsent)
     return ListedOtherwise(domain, relativePath) ? Content::kNotAFile : Content::kAbsent;
   *size = located.record.size;
-  return Check(located);
-}
-
-Streamed OpenedBackup::StreamFile(const char* domain, const std::string& relativePath,
-                                  const ChunkSink& sink) {
-  Located located;
-  if (Locate(domain, relativePath, &located) != Lookup::kFound || Check(located) != Content::kFound)
-    return Streamed::kCannotRead;
-  std::string key;
-  if (facts_.encrypted) {
-    const std::string* classKey = keybag_.ClassKey(located.record.protectionClass);
-    if (classKey == nullptr || UnwrapKey(*classKey, located.record.wrappedKey, &key) != Unwrap::kOk)
-      return Streamed::kDamaged;
-  }
-  const Streamed streamed = StreamContent(located.file, key, located.record.size, sink);
-  Wipe(&key);
-  return streamed;
+  struct stat st;
+  if (lstat(located.file.c_str(), &st) != 0) return Content::kAbsent;
+  Fd file(OpenContent(facts_.path, located.fileId));  // refuses links at either step
+  if (file.get() < 0 || fstat(file.get(), &st) != 0 || !S_ISREG(st.st_mode))
+    return Content::kNotAFile;
+  const bool keyed = !facts_.encrypted || located.record.wrappedKey.size() == kWrappedKeyBytes;
+  return keyed && LengthFits(st.st_size, located.record.size, facts_.encrypted) ? Content::kFound
+                                                                                : Content::kDamaged;
 }
 
 }  // namespace veldrake::backup

@@ -1,42 +1,54 @@
-// The private temporary folder and its removal on signals.
+// The private temporary folder, the registry of those alive, and their removal on signals.
 #include "PrivateFolder.h"
 
 #include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 #include "Assert.h"
+#include "FileIo.h"
+#include "StaleFolders.h"  // the removal of a folder and its files
 
 namespace veldrake::backup {
 
 const char* const PrivateFolder::kFileNames[] = {
-    "store.sqlite",         "store.sqlite-wal",    "store.sqlite-shm",
-    "store.sqlite-journal", "Manifest.db",         "Manifest.db-wal",
-    "Manifest.db-shm",      "Manifest.db-journal", nullptr};
+    "store0.sqlite", "store0.sqlite-wal", "store0.sqlite-shm", "store0.sqlite-journal",
+    "store1.sqlite", "store1.sqlite-wal", "store1.sqlite-shm", "store1.sqlite-journal",
+    "store2.sqlite", "store2.sqlite-wal", "store2.sqlite-shm", "store2.sqlite-journal",
+    "store3.sqlite", "store3.sqlite-wal", "store3.sqlite-shm", "store3.sqlite-journal",
+    "Manifest.db",   "Manifest.db-wal",   "Manifest.db-shm",   "Manifest.db-journal",
+    nullptr};
 
 namespace {
 
 constexpr int kSlots = 16;
 constexpr size_t kPathBytes = 4096;
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int kRemovalPasses = 3;
 
-// The folders alive now: a slot is taken by a compare-and-swap on `used`, its path written,
-// then `ready` set; the handler reads only ready slots.
+// The folders alive now. Taking and giving back a slot, and RemoveAllPrivateFolders, hold
+// gRegistry; the signal handler cannot lock, so it reads only slots marked ready, whose
+// path is written before the mark.
 struct Slot {
-  std::atomic<bool> used{false};
+  bool used = false;
+  bool removed = false;  // RemoveAllPrivateFolders emptied it: no new files
   std::atomic<bool> ready{false};
   char path[kPathBytes];
 };
 Slot gSlots[kSlots];
+std::mutex gRegistry;
 std::atomic<bool> gHandlersSet{false};
 
-void RemoveFolder(const char* folder) {
+// Async-signal-safe: only the fixed names, with unlink and rmdir.
+void RemoveKnownFiles(const char* folder) {
   char file[kPathBytes + 64];
+  const size_t length = std::strlen(folder);
   for (const char* const* name = PrivateFolder::kFileNames; *name != nullptr; ++name) {
-    const size_t length = std::strlen(folder);
     std::memcpy(file, folder, length);
     file[length] = '/';
     std::memcpy(file + length + 1, *name, std::strlen(*name) + 1);
@@ -47,7 +59,7 @@ void RemoveFolder(const char* folder) {
 
 void OnSignal(int signal) {
   for (Slot& slot : gSlots)
-    if (slot.ready.load()) RemoveFolder(slot.path);
+    if (slot.ready.load()) RemoveKnownFiles(slot.path);
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
   sigaction(signal, &action, nullptr);
@@ -67,28 +79,61 @@ void SetHandlersOnce() {
   }
 }
 
+// A free slot for `path`, or -1 when all are taken or the path is too long for one.
 int TakeSlot(const std::string& path) {
   if (path.size() >= kPathBytes) return -1;
+  std::lock_guard<std::mutex> lock(gRegistry);
   for (int i = 0; i < kSlots; ++i) {
-    bool expected = false;
-    if (!gSlots[i].used.compare_exchange_strong(expected, true)) continue;
+    if (gSlots[i].used) continue;
+    gSlots[i].used = true;
+    gSlots[i].removed = false;
     std::memcpy(gSlots[i].path, path.c_str(), path.size() + 1);
     gSlots[i].ready.store(true);
     return i;
   }
-  return -1;  // more exports at once than slots: those go without the signal cleanup
+  return -1;
+}
+
+std::string WhyNotMade(const std::string& base, int error) {
+  const std::string named =
+      std::getenv("TMPDIR") != nullptr ? "the temporary folder TMPDIR=" + base : base;
+  switch (error) {
+    case ENOENT:
+      return named + " does not exist";
+    case ENOTDIR:
+      return named + " is not a folder";
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return named + " cannot be written";
+    default:
+      return "no private folder can be made in " + named + ": " + std::strerror(error);
+  }
 }
 
 }  // namespace
 
-bool PrivateFolder::Create() {
+std::string TemporaryBase() {
   const char* base = std::getenv("TMPDIR");
-  std::string pattern = (base != nullptr && *base != '\0') ? base : "/tmp";
-  pattern += "/veldrake-backup-XXXXXX";
-  if (mkdtemp(&pattern[0]) == nullptr) return false;  // mkdtemp makes it 0700
-  path_ = pattern;
+  return base != nullptr && *base != '\0' ? base : "/tmp";
+}
+
+bool PrivateFolder::Create(std::string* why) {
+  const std::string base = TemporaryBase();
+  std::string pattern = base + "/" + kPrivatePrefix + std::to_string(getpid()) + "-XXXXXX";
+  if (mkdtemp(&pattern[0]) == nullptr) {  // mkdtemp makes it 0700
+    *why = WhyNotMade(base, errno);
+    return false;
+  }
   SetHandlersOnce();
-  slot_ = TakeSlot(path_);
+  slot_ = TakeSlot(pattern);
+  if (slot_ < 0) {  // a folder RemoveAllPrivateFolders could not reach is not made at all
+    rmdir(pattern.c_str());
+    *why =
+        "more exports run at once than can have private folders (" + std::to_string(kSlots) + ")";
+    return false;
+  }
+  path_ = pattern;
   return true;
 }
 
@@ -97,11 +142,32 @@ std::string PrivateFolder::PathOf(const char* name) const {
   return path_ + "/" + name;
 }
 
+int PrivateFolder::CreateFile(const char* name) const {
+  std::lock_guard<std::mutex> lock(gRegistry);
+  if (slot_ >= 0 && gSlots[slot_].removed) return -1;
+  return CreatePrivateFile(PathOf(name));
+}
+
 PrivateFolder::~PrivateFolder() {
   if (path_.empty()) return;
-  if (slot_ >= 0) gSlots[slot_].ready.store(false);
-  RemoveFolder(path_.c_str());
-  if (slot_ >= 0) gSlots[slot_].used.store(false);
+  if (slot_ >= 0) {
+    std::lock_guard<std::mutex> lock(gRegistry);
+    gSlots[slot_].ready.store(false);
+    gSlots[slot_].used = false;
+  }
+  RemoveFolderAndFiles(path_);
+}
+
+void RemoveAllPrivateFolders() {
+  std::lock_guard<std::mutex> lock(gRegistry);
+  for (Slot& slot : gSlots) {
+    if (!slot.ready.load()) continue;
+    slot.removed = true;
+    // SQLite may add a companion file (-shm, -journal) between our unlinks and the rmdir;
+    // once the folder is gone, nothing more can be made in it.
+    for (int pass = 0; pass < kRemovalPasses && access(slot.path, F_OK) == 0; ++pass)
+      RemoveFolderAndFiles(slot.path);
+  }
 }
 
 }  // namespace veldrake::backup

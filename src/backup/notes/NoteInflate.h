@@ -11,9 +11,10 @@
 
 namespace veldrake::backup {
 
-// The most a note's body may inflate to: far beyond any note a phone writes, small enough
-// that one hostile note cannot take the machine's memory.
-constexpr size_t kNoteBodyCap = size_t{64} << 20;
+// The most a note's body may inflate to: eight million characters of text, far beyond any
+// note a phone writes, and small enough that a store whose notes all point at one hostile
+// body costs the host tens of megabytes per few notes, not gigabytes.
+constexpr size_t kNoteBodyCap = size_t{8} << 20;
 
 enum class Inflated {
   kOk,

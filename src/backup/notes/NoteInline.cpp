@@ -19,18 +19,17 @@ constexpr Marker kMarkers[] = {
     {kLookUnderline, "", "u"}, {kLookSuperscript, "", "sup"}, {kLookSubscript, "", "sub"},
 };
 
-bool IsAsciiPunct(char c) {
-  return (c >= '!' && c <= '/') || (c >= ':' && c <= '@') || (c >= '[' && c <= '`') ||
-         (c >= '{' && c <= '~');
+bool IsAsciiAlnum(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
 // `text` (already escaped as `raw` needs) wrapped in the markers of `look`. Emphasis
-// markers only where CommonMark reads them as such: the text must start and end with a
-// character that is no punctuation; otherwise the HTML tags, which always work.
+// markers only where CommonMark surely reads them as such, between letters or digits at
+// both ends; otherwise the HTML tags, which always work.
 std::string WrapLook(const std::string& raw, std::string text, uint8_t look, bool html) {
   const size_t first = raw.find_first_not_of(" \t"), last = raw.find_last_not_of(" \t");
   if (look == 0 || first == std::string::npos) return text;
-  const bool markers = !html && !IsAsciiPunct(raw[first]) && !IsAsciiPunct(raw[last]);
+  const bool markers = !html && IsAsciiAlnum(raw[first]) && IsAsciiAlnum(raw[last]);
   const size_t lead = text.find_first_not_of(" \t"), tail = text.find_last_not_of(" \t");
   std::string open, close;
   for (const Marker& m : kMarkers) {
@@ -65,15 +64,15 @@ std::string HtmlSpan(const NoteSpan& span, const std::string& text) {
 
 // The link target in `format`; "" when there is no safe one.
 std::string Target(const std::string& url, NoteFormat format) {
+  if (SafeHref(url).empty()) return "";
   if (format == NoteFormat::kHtml) return EscapeHtml(SafeHref(url));
   return format == NoteFormat::kMarkdown ? MarkdownTarget(url) : LinkTarget(url);
 }
 
 std::string Linked(const std::string& inner, const std::string& url, NoteFormat format) {
   const std::string target = Target(url, format);
-  if (inner.empty()) return inner;
-  if (format == NoteFormat::kHtml)
-    return target.empty() ? inner : "<a href=\"" + target + "\">" + inner + "</a>";
+  if (inner.empty() || target.empty()) return inner;
+  if (format == NoteFormat::kHtml) return "<a href=\"" + target + "\">" + inner + "</a>";
   return "[" + inner + "](" + target + ")";
 }
 
@@ -108,8 +107,12 @@ std::string EscapeHtml(const std::string& text) {
 
 std::string SafeHref(const std::string& url) {
   std::string clean;
-  for (char c : url)
-    if (static_cast<unsigned char>(c) > 0x20 && c != 0x7F) clean += c;
+  // Browsers drop leading spaces and controls before reading the scheme: so do we.
+  const size_t start = url.find_first_not_of(std::string(" \t\n\r\f\v\0", 7));
+  for (char c : url.substr(start == std::string::npos ? url.size() : start)) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) continue;
+    clean += c == ' ' ? std::string("%20") : std::string(1, c);
+  }
   const size_t colon = clean.find(':');
   if (colon == std::string::npos) return clean;
   std::string scheme;
@@ -143,7 +146,7 @@ std::string MarkdownTarget(const std::string& url) {
 }
 
 std::string EscapeMarkdown(const std::string& text, bool inCell) {
-  static const std::string kSpecial = "\\`*_[]<>|~&";
+  static const std::string kSpecial = "\\`*_[]<>|~&!";  // "!" would make a link an image
   (void)inCell;  // "|" is always escaped: a line of pipes could otherwise read as a table
   std::string out;
   out.reserve(text.size());

@@ -94,10 +94,11 @@ class TextRenderer {
     std::string prefix;
     if (blank && text.empty()) {
       kind = Kind::kEmpty;
-      counters_.Reset();
-      listLevel_ = -1;
+      LeaveList();
     } else if (IsListLine(line)) {
       kind = Kind::kList;
+      if (line.quote != listQuote_) LeaveList();  // a list in another quote is another list
+      listQuote_ = line.quote;
       // Markdown reads an item indented past its parent's content as code: one level
       // deeper than the item before at most. The content text keeps the phone's levels.
       int32_t level = std::min(std::max(line.indent, 0), kMaxIndent);
@@ -105,13 +106,17 @@ class TextRenderer {
       listLevel_ = level;
       prefix = counters_.Prefix(line, level);
     } else {
-      counters_.Reset();
-      listLevel_ = -1;
+      LeaveList();
       prefix = HeadingPrefix(line.style);
       if (!prefix.empty()) kind = Kind::kHeading;
     }
     if (Markdown()) text = EscapeLineStart(std::move(text));
     Emit(kind, line.quote, prefix + text);
+  }
+
+  void LeaveList() {
+    counters_.Reset();
+    listLevel_ = -1;
   }
 
   // A fence longer than any run of backticks in the block's lines, so none closes it.
@@ -130,6 +135,7 @@ class TextRenderer {
 
   void Mono(size_t index) {
     const NoteLine& line = doc_.lines[index];
+    LeaveList();
     if (fence_.empty()) {
       fence_ = FenceFor(index);
       fenceQuote_ = line.quote;
@@ -146,6 +152,7 @@ class TextRenderer {
 
   void Table(const NoteTableCells& table, bool quote) {
     if (table.rows <= 0 || table.columns <= 0) return;
+    LeaveList();
     const auto columns = static_cast<size_t>(table.columns);
     for (size_t row = 0; row < static_cast<size_t>(table.rows); ++row) {
       std::string text = "|";
@@ -194,7 +201,7 @@ class TextRenderer {
   size_t emitted_ = 0;
   int32_t listLevel_ = -1;
   Kind lastKind_ = Kind::kEmpty;
-  bool lastQuote_ = false, fenceQuote_ = false, tableEnded_ = false;
+  bool lastQuote_ = false, fenceQuote_ = false, tableEnded_ = false, listQuote_ = false;
 };
 
 }  // namespace

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "NoteCrypto.h"
+#include "NoteInflate.h"
 #include "Warnings.h"
 
 struct sqlite3;
@@ -67,7 +68,7 @@ struct WholeNote {
 struct WholeOptions {
   std::vector<std::string> passwords;
   bool includeDeleted = false;
-  size_t bodyCap = size_t{64} << 20;  // a body's inflated size and each rendering's (kNoteBodyCap)
+  size_t bodyCap = kNoteBodyCap;  // a body's inflated size and each rendering's
 };
 
 // No files at all: a store read without its backup (every file is absent).

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,13 @@ struct Item {
   double date = 0;  // seconds since 2001-01-01 UTC
 };
 
+// The account (the phone's store) a person lives in. A card names it with
+// X-VELDRAKE-ACCOUNT;TYPE=<kind>:<name>; a card without one lives on the phone itself.
+struct Account {
+  std::string name;            // empty: the phone itself ("On My iPhone")
+  std::string kind = "local";  // "local", "icloud", "exchange", "google" or "carddav"
+};
+
 struct Person {
   int id = 0;
   std::string firstName, lastName, middleName, nickname, suffix, companyName, department, jobTitle,
@@ -48,10 +56,21 @@ struct Person {
   bool hasBirthday = false;
   double birthday = 0;  // seconds since 2001-01-01 UTC
   std::vector<Item> items;
+  // The picture, its bytes as the card carries them (PHOTO, base64 or a data: URI); empty
+  // for none. The square the phone shows (X-ABCROP-RECTANGLE), y from the bottom.
+  std::string photo;
+  bool hasCrop = false;
+  int cropX = 0, cropY = 0, cropWidth = 0;
+  std::vector<std::string> groups;  // CATEGORIES, each name once, in the card's order
+  Account account;
 };
 
 struct AddressBook {
   std::vector<Person> people;
+  // Pictures made as the backup is written rather than held (a generated book of
+  // thousands of photos never sits in memory at once): when set, it gives each person's
+  // photo bytes in place of Person::photo.
+  std::function<std::string(const Person&)> photoSource;
 };
 
 // Loads vCard 2.1/3.0/4.0 files and appends their cards to `book`, numbering people on

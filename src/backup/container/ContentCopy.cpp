@@ -1,0 +1,119 @@
+// Opening the backup's files link-free and copying their content under its caps.
+#include "ContentCopy.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "Crypto.h"
+#include "FileIo.h"
+
+namespace veldrake::backup {
+namespace {
+
+constexpr size_t kFolderDigits = 2;
+constexpr size_t kCopyChunk = 1 << 20;
+constexpr int64_t kMegabyte = 1 << 20;
+
+int OpenRegularAt(int dirFd, const char* name) {
+  const int fd = openat(dirFd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  struct stat st;
+  if (fd >= 0 && fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) return fd;
+  if (fd >= 0) close(fd);
+  return -1;
+}
+
+// The longest file a record of `recorded` bytes allows: PKCS#7 pads to whole blocks.
+int64_t LongestAllowed(int64_t recorded, bool encrypted) {
+  const int64_t block = static_cast<int64_t>(kAesBlockBytes);
+  return encrypted ? (recorded / block + 1) * block : recorded;
+}
+
+Copied CopyPlain(int in, int out, int64_t recorded) {
+  std::vector<char> buffer(kCopyChunk);
+  int64_t copied = 0;
+  for (;;) {
+    const ssize_t got = ReadFull(in, buffer.data(), buffer.size());
+    if (got < 0) return Copied::kCannotRead;
+    copied += got;
+    if (copied > recorded) return Copied::kTooLarge;  // it grew while we read
+    if (got > 0 && !WriteAll(out, buffer.data(), static_cast<size_t>(got)))
+      return Copied::kCannotWrite;
+    if (static_cast<size_t>(got) < buffer.size()) break;
+  }
+  return copied == recorded ? Copied::kOk : Copied::kDamaged;
+}
+
+Copied FromDecrypted(Decrypted decrypted) {
+  switch (decrypted) {
+    case Decrypted::kOk:
+      return Copied::kOk;
+    case Decrypted::kCannotRead:
+      return Copied::kCannotRead;
+    case Decrypted::kCannotWrite:
+      return Copied::kCannotWrite;
+    default:
+      return Copied::kDamaged;
+  }
+}
+
+}  // namespace
+
+int OpenTopFile(const std::string& folder, const char* name) {
+  Fd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return dir.get() < 0 ? -1 : OpenRegularAt(dir.get(), name);
+}
+
+int OpenContent(const std::string& folder, const std::string& fileId) {
+  Fd root(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (root.get() < 0 || fileId.size() <= kFolderDigits) return -1;
+  const std::string twoHex = fileId.substr(0, kFolderDigits);
+  Fd sub(openat(root.get(), twoHex.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  return sub.get() < 0 ? -1 : OpenRegularAt(sub.get(), fileId.c_str());
+}
+
+bool HasRoomFor(int fd, int64_t bytes, int64_t* left) {
+  struct stat st;
+  struct statvfs fs;
+  *left = INT64_MAX;
+  if (fstat(fd, &st) == 0 && !S_ISREG(st.st_mode)) return bytes >= 0;  // a pipe fills nothing
+  if (fstatvfs(fd, &fs) != 0) return false;
+  const unsigned long long free = static_cast<unsigned long long>(fs.f_bavail) * fs.f_frsize;
+  *left = free > INT64_MAX ? INT64_MAX : static_cast<int64_t>(free);
+  return bytes >= 0 && bytes <= *left - kSpaceReserve;
+}
+
+Copied CopyContent(int in, int out, const std::string* key, int64_t recorded) {
+  struct stat st;
+  if (recorded < 0 || fstat(in, &st) != 0) return Copied::kCannotRead;
+  if (st.st_size > LongestAllowed(recorded, key != nullptr)) return Copied::kTooLarge;
+  int64_t left = 0;
+  if (!HasRoomFor(out, recorded, &left)) return Copied::kNoSpace;
+  return key == nullptr ? CopyPlain(in, out, recorded)
+                        : FromDecrypted(DecryptFd(in, out, *key, recorded));
+}
+
+std::string DescribeCopy(Copied copied, const std::string& what, int64_t recorded) {
+  const std::string size = std::to_string(recorded);
+  switch (copied) {
+    case Copied::kOk:
+      return "";
+    case Copied::kCannotRead:
+      return what + " cannot be read (missing, a link or not a file)";
+    case Copied::kCannotWrite:
+      return what + " cannot be written into the temporary folder";
+    case Copied::kTooLarge:
+      return what + " is larger than the " + size + " bytes Manifest.db records for it";
+    case Copied::kNoSpace:
+      return what + " needs " + std::to_string(recorded / kMegabyte + 1) +
+             " MB, more than the disk it goes to has free (keeping " +
+             std::to_string(kSpaceReserve / kMegabyte) + " MB spare)";
+    default:
+      return what + " is damaged (its key, length or content)";
+  }
+}
+
+}  // namespace veldrake::backup
