@@ -233,6 +233,19 @@ class BackupNotes(unittest.TestCase):
                 self.assertIn('1 attachment is named but not written: -o DIR/ writes them',
                               run.stderr)
 
+    def test_the_older_store_of_phones_before_ios_9_comes_as_the_sync_route_has_it(self):
+        old = os.path.join(self.folder, 'old')
+        subprocess.run([hosttest.DEVICESIM, '--notes', os.path.join(hosttest.SAMPLES, 'notes.json'),
+                        '--backup-os', '8.4', '--write-backup', old], check=True,
+                       capture_output=True, env=hosttest.ENV, timeout=hosttest.TIMEOUT)
+        synced = json.loads(sample('--format', 'json').stdout)
+        run = hosttest.veldrake('notes', '--backup', old, '-q', '--format', 'md', '-o',
+                                old + '-md/')
+        self.assertEqual(run.returncode, 0, run.stderr)
+        titles = sorted(front_matter(os.path.join(old + '-md', name))[0]['title']
+                        for name in os.listdir(old + '-md'))
+        self.assertEqual(titles, sorted(n['subject'] for n in synced))
+
     def test_json_names_each_attachment_and_its_path(self):
         out, _ = self.export('plain', 'json')
         with open(os.path.join(out, 'notes.json'), encoding='utf-8') as f:

@@ -122,11 +122,9 @@ std::string Date(int64_t seconds) {
   return text;
 }
 
-// The notes whole, when the library has them: the export's status, its lines said.
-int RunNotesWhole(const Options& options, const BackupLibrary& backup, std::string* password,
-                  Output* output) {
-  const NotesRun run = ExportBackupNotes(options, backup, *password, output);
-  Forget(password);
+// How an export of the notes whole ended: the status, its lines said.
+int FinishNotesWhole(const Options& options, const BackupLibrary& backup, const NotesRun& run,
+                     Output* output) {
   if (!run.error.empty()) return Failed(run.error, kExitUsage);
   ExportOutcome outcome;
   outcome.result = run.result;
@@ -151,8 +149,14 @@ int RunBackupExport(const Options& options) {
   if ((status = LoadLibraries(&library, &backup)) != kExitOk) return status;
   std::string password;
   if ((status = FindPassword(options, backup, &password)) != kExitOk) return status;
-  if (options.kind == kVeldrakeNotes && backup.getNotes != nullptr)
-    return RunNotesWhole(options, backup, &password, &output);
+  if (options.kind == kVeldrakeNotes && backup.getNotes != nullptr) {
+    const NotesRun run = ExportBackupNotes(options, backup, password, &output);
+    // A phone before iOS 9 keeps the older store, which only the records' route reads.
+    if (run.result != kVeldrakeBackupStoreMissing || run.count != 0 || !run.error.empty()) {
+      Forget(&password);
+      return FinishNotesWhole(options, backup, run, &output);
+    }
+  }
   Library adapter;
   adapter.getData = BackupGetData;
   adapter.disconnect = NothingToClose;
