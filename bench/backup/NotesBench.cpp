@@ -156,7 +156,8 @@ void BM_BackupNotes(benchmark::State& state) {
     sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
     sqlite3_memory_highwater(1);
     heapcount::Begin();
-    const int result = veldrake::backup::DeliverModernNotes(db, Receive, {});
+    const int result =
+        veldrake::backup::DeliverModernNotes(db, veldrake::backup::NoMediaFiles, Receive, {});
     heapcount::End();
     sqlitePeak = std::max(sqlitePeak, sqlite3_memory_highwater(0));
     sqlite3_close(db);

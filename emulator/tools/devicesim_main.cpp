@@ -40,8 +40,9 @@ void DeclareOptions(CLI::App& app, Options& o) {
   app.add_option("--listen", o.listen, "unix:PATH or tcp:127.0.0.1:PORT (port 0: any free one)")
       ->capture_default_str();
   app.add_option("--contacts", o.contacts, "vCard files (2.1, 3.0, 4.0) to serve as contacts");
-  app.add_option("--notes", o.notes,
-                 "notes: a JSON array of {subject, content, modified} or a folder");
+  app.add_option(
+      "--notes", o.notes,
+      "notes: a JSON array of {subject, content, modified}, a folder of text files or a notes set");
   app.add_option("--generate-contacts", o.generateContacts, "add N synthetic people");
   app.add_option("--generate-notes", o.generateNotes, "add N synthetic notes");
   app.add_option("--seed", o.seed, "seed of the generators")->capture_default_str();
@@ -62,10 +63,13 @@ bool IsDirectory(const std::string& path) {
 bool LoadData(const Options& o, devicesim::AddressBook& book, devicesim::NoteStore& store,
               std::string* error) {
   if (!o.contacts.empty() && !devicesim::LoadVCardFiles(o.contacts, &book, error)) return false;
-  if (!o.notes.empty() &&
-      !(IsDirectory(o.notes) ? devicesim::LoadNotesDir(o.notes, &store, error)
-                             : devicesim::LoadNotesJson(o.notes, &store, error)))
+  if (!o.notes.empty() && IsDirectory(o.notes)) {
+    if (!(devicesim::IsNoteSet(o.notes) ? devicesim::LoadNoteSet(o.notes, &store, error)
+                                        : devicesim::LoadNotesDir(o.notes, &store, error)))
+      return false;
+  } else if (!o.notes.empty() && !devicesim::LoadNotesJson(o.notes, &store, error)) {
     return false;
+  }
   if (o.generateContacts > 0) {
     devicesim::AddressBook extra = devicesim::GenerateAddressBook(o.generateContacts, o.seed);
     for (devicesim::Person& person : extra.people) {

@@ -39,7 +39,8 @@ typedef struct VeldrakeNoteAttachment {
   int kind;             /* VeldrakeNoteAttachmentKind */
   const char* type;     /* the phone's type identifier, e.g. "public.jpeg"; never null */
   const char* fileName; /* the file's own name (no folder part), safe as a file name and
-                           unique within the note; null when there is no file */
+                           unique within the note; null when there is no file (URL cards,
+                           tables, and kVeldrakeAttachmentMissing, told through `warn`) */
   const char* title;    /* a URL card's title or a file's display name; may be null */
   const char* url;      /* a URL card's address; null otherwise */
   int64_t size;         /* the file's size in bytes as the backup records it; -1 unknown */
@@ -68,6 +69,7 @@ typedef struct VeldrakeNote {
   const char* text;              /* the QX::Notes content text */
   const char* markdown;          /* CommonMark with GFM tables, strikethrough, task lists */
   const char* html;              /* an HTML fragment (no <html>/<body>), styles inline */
+  /* text, markdown and html are the body after its first line, which is the title. */
   const VeldrakeNoteAttachment* attachments; /* in the order the body refers to them */
   int attachmentCount;
   const VeldrakeNoteTable* tables;
@@ -87,7 +89,10 @@ typedef int (*VeldrakeNoteCallback)(const VeldrakeNote* note, void* context);
 
 /* Exports the notes of the backup at `path` as VeldrakeNote records. `options` may be
    null (no note passwords, no deleted notes). Locked notes that no password opens, and
-   objects that cannot be read, are skipped with one line each through `warn`. */
+   objects that cannot be read, are skipped with one line each through `warn`. Only the
+   store of iOS 9 and later: a backup holding only the older notes.sqlite gives
+   kVeldrakeBackupStoreMissing (VeldrakeBackupGetData reads it). The note passwords are
+   used for the key derivation only and wiped before the call returns. */
 VELDRAKE_BACKUP_API int VeldrakeBackupGetNotes(const char* path, const char* password,
                                                const VeldrakeNoteOptions* options,
                                                VeldrakeNoteCallback callback, void* context,

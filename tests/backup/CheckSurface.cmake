@@ -15,8 +15,9 @@ foreach(line IN LISTS lines)
   endif()
 endforeach()
 list(SORT defined)
-set(expected VeldrakeBackupCancel VeldrakeBackupGetContacts VeldrakeBackupGetData
-             VeldrakeBackupLastMessage VeldrakeBackupList VeldrakeBackupRemoveTemporaries)
+set(expected VeldrakeBackupCancel VeldrakeBackupCopyAttachment VeldrakeBackupGetContacts
+             VeldrakeBackupGetData VeldrakeBackupGetNotes VeldrakeBackupLastMessage
+             VeldrakeBackupList VeldrakeBackupRemoveTemporaries)
 if(NOT defined STREQUAL expected)
   message(FATAL_ERROR "libVeldrakeBackup exports [${defined}], not [${expected}]")
 endif()

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <cstring>
+
 #include "QX/Notes.h"
 
 namespace notefix {
@@ -19,6 +21,27 @@ std::string VarintField(uint32_t field, uint64_t value) {
     if (value <= 0x7F) break;
   }
   return out;
+}
+
+std::string Fixed32Field(uint32_t field, float value) {
+  std::string out = VarintField(field, 0).substr(0, 1);
+  out[0] = static_cast<char>(out[0] | 5);  // wire type 5: 32 bits
+  uint32_t bits = 0;
+  std::memcpy(&bits, &value, sizeof bits);
+  for (int i = 0; i < 4; ++i) out += static_cast<char>((bits >> (8 * i)) & 0xFF);
+  return out;
+}
+
+Run Looks(std::string text, const std::string& looks) {
+  Run run{std::move(text)};
+  run.weight = (looks.find('b') != std::string::npos ? 1 : 0) |
+               (looks.find('i') != std::string::npos ? 2 : 0);
+  run.underline = looks.find('u') != std::string::npos;
+  run.strike = looks.find('s') != std::string::npos;
+  run.superscript = looks.find('^') != std::string::npos   ? 1
+                    : looks.find('_') != std::string::npos ? -1
+                                                           : 0;
+  return run;
 }
 
 std::string BytesField(uint32_t field, const std::string& bytes) {
@@ -47,24 +70,40 @@ std::string EncodeRun(const Run& run) {
   if (run.checked >= 0)
     paragraph += BytesField(
         5, BytesField(1, "0123456789abcdef") + VarintField(2, static_cast<uint64_t>(run.checked)));
+  if (run.quote) paragraph += VarintField(8, 1);
   if (!paragraph.empty()) out += BytesField(2, paragraph);
   out += BytesField(3, BytesField(1, "Helvetica"));  // a font the reader skips
+  if (run.weight != 0) out += VarintField(5, static_cast<uint64_t>(run.weight));
+  if (run.underline) out += VarintField(6, 1);
+  if (run.strike) out += VarintField(7, 1);
+  // int32 -1 is a ten-byte varint, as protocol buffers write negative int32 values.
+  if (run.superscript != 0) out += VarintField(8, static_cast<uint64_t>(int64_t{run.superscript}));
   if (!run.link.empty()) out += BytesField(9, run.link);
-  if (run.attachment)
-    out += BytesField(12, BytesField(1, "ATTACHMENT-ID") + BytesField(2, run.uti));
+  if (run.color >= 0) {
+    std::string color;
+    for (int shift : {16, 8, 0})
+      color += Fixed32Field(static_cast<uint32_t>(color.size() / 5 + 1),
+                            static_cast<float>((run.color >> shift) & 0xFF) / 255.0f);
+    out += BytesField(10, color + Fixed32Field(4, 1.0f));
+  }
+  if (run.attachment) out += BytesField(12, BytesField(1, run.id) + BytesField(2, run.uti));
   return out;
 }
 
 }  // namespace
 
-std::string EncodeNote(const std::vector<Run>& runs) {
+std::string EncodeString(const std::vector<Run>& runs) {
   std::string text, encodedRuns;
   for (const Run& run : runs) {
     text += run.text;
     encodedRuns += BytesField(5, EncodeRun(run));
   }
-  const std::string note = BytesField(2, text) + encodedRuns + BytesField(4, "\x01\x02");
-  const std::string document = VarintField(2, 0) + VarintField(1, 1) + BytesField(3, note);
+  return BytesField(2, text) + encodedRuns + BytesField(4, "\x01\x02");
+}
+
+std::string EncodeNote(const std::vector<Run>& runs) {
+  const std::string document =
+      VarintField(2, 0) + VarintField(1, 1) + BytesField(3, EncodeString(runs));
   return VarintField(1, 0) + BytesField(2, document);
 }
 

@@ -24,15 +24,26 @@ struct Run {
   std::string link;  // "": none
   std::string uti;   // an attachment's type; "" with attachment false: none
   bool attachment = false;
+  std::string id = "ATTACHMENT-ID";  // the attachment's identifier
+  int weight = 0;                    // font_weight: 1 bold, 2 italic, 3 both
+  bool underline = false, strike = false, quote = false;
+  int superscript = 0;  // 1 superscript, -1 subscript
+  int color = -1;       // 0xRRGGBB; -1 none
 };
 
+// A run of `text` with an inline look: "b", "i", "u", "s", "^", "_" (sub) letters.
+Run Looks(std::string text, const std::string& looks);
+
 std::string VarintField(uint32_t field, uint64_t value);
+std::string Fixed32Field(uint32_t field, float value);
 std::string BytesField(uint32_t field, const std::string& bytes);
 // UTF-16 code units of well-formed UTF-8 (four-byte sequences count two).
 uint64_t Utf16Units(const std::string& utf8);
 // A whole NoteStoreProto holding these runs (the text is their concatenation), with a few
 // fields the reader must skip.
 std::string EncodeNote(const std::vector<Run>& runs);
+// The text-with-runs message alone (a table cell's).
+std::string EncodeString(const std::vector<Run>& runs);
 std::string Gzip(const std::string& bytes);
 
 // What the callback received.

@@ -95,14 +95,15 @@ void FillModern(sqlite3* db, Generation generation) {
 
 TEST_F(NoteStore, ModernStoresOfEachGenerationDeliverTheSameNotes) {
   const std::vector<std::string> warned = {
-      "note 14 \"Diary secret\" is locked with a password; skipped",
+      "note 14 \"Diary secret\" is locked, but its lock is damaged; skipped",
       "note 15 \"Broken\" has a damaged body; skipped",
       "note 16 \"Huge\" is larger than 4096 bytes; skipped"};
   for (Generation generation : {Generation::kIos13, Generation::kIos17}) {
     SetUp();
     notefix::Db db = notefix::OpenMemory();
     FillModern(db.get(), generation);
-    ASSERT_EQ(ReadModernNotes(db.get(), notefix::Collect, warnings_, kTestCap), kVeldrakeBackupOk);
+    ASSERT_EQ(ReadModernNotes(db.get(), NoMediaFiles, notefix::Collect, warnings_, kTestCap),
+              kVeldrakeBackupOk);
     const auto& got = notefix::Collected();
     ASSERT_EQ(got.size(), 3u);
     EXPECT_EQ(got[0].subject, "Groceries");
@@ -122,7 +123,8 @@ TEST_F(NoteStore, StopsWhenTheCallbackSaysSo) {
   notefix::Db db = notefix::OpenMemory();
   FillModern(db.get(), Generation::kIos17);
   notefix::StopAfter() = 1;
-  EXPECT_EQ(DeliverModernNotes(db.get(), notefix::Collect, warnings_), kVeldrakeBackupStopped);
+  EXPECT_EQ(DeliverModernNotes(db.get(), NoMediaFiles, notefix::Collect, warnings_),
+            kVeldrakeBackupStopped);
   EXPECT_EQ(notefix::Collected().size(), 1u);
 }
 
@@ -136,7 +138,7 @@ TEST_F(NoteStore, ADatabaseThatIsNoNoteStoreIsUnreadable) {
   for (const char* schema : schemas) {
     notefix::Db db = notefix::OpenMemory();
     notefix::Exec(db.get(), schema);
-    EXPECT_EQ(DeliverModernNotes(db.get(), notefix::Collect, warnings_),
+    EXPECT_EQ(DeliverModernNotes(db.get(), NoMediaFiles, notefix::Collect, warnings_),
               kVeldrakeBackupStoreUnreadable)
         << schema;
     EXPECT_EQ(DeliverLegacyNotes(db.get(), notefix::Collect, warnings_),

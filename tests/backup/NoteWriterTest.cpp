@@ -68,8 +68,9 @@ TEST(NoteWriter, BackupsOfEachGenerationGiveTheSyncRoutesNotes) {
     ASSERT_EQ(sqlite3_open_v2(store.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
     notefix::Db db(raw);
     notefix::Collected().clear();
-    const int result = c.legacy ? DeliverLegacyNotes(raw, notefix::Collect, {})
-                                : DeliverModernNotes(raw, notefix::Collect, {});
+    const int result =
+        c.legacy ? DeliverLegacyNotes(raw, notefix::Collect, {})
+                 : DeliverModernNotes(raw, veldrake::backup::NoMediaFiles, notefix::Collect, {});
     ASSERT_EQ(result, kVeldrakeBackupOk) << c.version;
     const auto& got = notefix::Collected();
     ASSERT_EQ(got.size(), notes.notes.size()) << c.version;

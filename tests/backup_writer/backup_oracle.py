@@ -141,7 +141,8 @@ def varint(data, pos):
 
 
 def proto_fields(data):
-    """(field, value) pairs of one message: varints as ints, length-delimited as bytes."""
+    """(field, value) pairs of one message: varints as ints, length-delimited and fixed-size
+    values as bytes."""
     fields, pos = [], 0
     while pos < len(data):
         key, pos = varint(data, pos)
@@ -150,6 +151,9 @@ def proto_fields(data):
         elif key & 7 == 2:
             length, pos = varint(data, pos)
             value, pos = data[pos:pos + length], pos + length
+        elif key & 7 in (1, 5):
+            size = 8 if key & 7 == 1 else 4
+            value, pos = data[pos:pos + size], pos + size
         else:
             raise ValueError(f"wire type {key & 7}")
         fields.append((key >> 3, value))

@@ -217,11 +217,16 @@ void CheckContactCuts(const AddressBook& book, size_t batchSize, bool everyOffse
 
 // Four short notes, one of them with text beyond ASCII.
 NoteStore SmallNotes() {
+  const auto note = [](const char* subject, const char* content, double modified) {
+    devicesim::Note made;
+    made.subject = subject;
+    made.content = content;
+    made.modified = modified;
+    return made;
+  };
   NoteStore store;
-  store.notes = {{"One", "first", 1.5},
-                 {"Two", "caf\xC3\xA9", 700000000},
-                 {"Three", "", -3},
-                 {"", "fourth", 0}};
+  store.notes = {note("One", "first", 1.5), note("Two", "caf\xC3\xA9", 700000000),
+                 note("Three", "", -3), note("", "fourth", 0)};
   return store;
 }
 

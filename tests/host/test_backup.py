@@ -61,6 +61,14 @@ def comparable(fmt, text):
     return sorted(comparable_card('BEGIN:VCARD' + card) for card in text.split('BEGIN:VCARD')[1:])
 
 
+def sync_keys(kind, text):
+    """Notes as the sync route knows them: a backup adds folders, ids, dates and more."""
+    if kind != 'notes':
+        return text
+    return json.dumps([{k: n[k] for k in ('subject', 'content', 'modified')}
+                       for n in json.loads(text)])
+
+
 class Backups(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -98,7 +106,8 @@ class Backups(unittest.TestCase):
                     run = self.run_veldrake(kind, '--format', fmt, '-q', '--backup', *args,
                                             password=password)
                     self.assertEqual(run.returncode, 0, run.stderr)
-                    self.assertEqual(comparable(fmt, run.stdout), comparable(fmt, synced))
+                    self.assertEqual(comparable(fmt, sync_keys(kind, run.stdout)),
+                                     comparable(fmt, sync_keys(kind, synced)))
 
     def test_each_backup_failure_has_its_status(self):
         wrong = os.path.join(self.folder, 'wrong.txt')

@@ -60,7 +60,10 @@ phone::UsbmuxdConfig ConfigAt(const std::string& path, std::vector<PhoneConfig> 
 
 std::unique_ptr<Usbmuxd> NewDaemon(phone::UsbmuxdConfig config) {
   NoteStore notes;
-  notes.notes.push_back(Note{"Groceries", "milk", 0});
+  Note groceries;
+  groceries.subject = "Groceries";
+  groceries.content = "milk";
+  notes.notes.push_back(groceries);
   return std::make_unique<Usbmuxd>(std::move(config), Book(), notes);
 }
 

@@ -59,9 +59,12 @@ void AddBackupOptions(CLI::App& app, BackupCommand& c) {
                  "encrypt the backup with the password on this file's first line")
       ->group(group);
   app.add_flag("--replace", c.options.replace, "replace an existing DIR/<UDID>")->group(group);
-  app.add_option("--backup-os", c.options.productVersion,
+  app.add_option("--backup-os,--ios", c.options.productVersion,
                  "the phone's OS version (before 9: the old notes store)")
       ->capture_default_str()
+      ->group(group);
+  app.add_flag("--notes-faults", c.options.notesFaults,
+               "add hostile notes titled \"Fault: ...\" (broken tables, attachments, locks)")
       ->group(group);
   app.add_option("--wal-people", c.options.walPeople,
                  "the last N people only in the address book's write-ahead log")

@@ -34,17 +34,23 @@ bool AddBook(Assembler& backup, const AddressBook& book, size_t walPeople, std::
   return true;
 }
 
-bool AddNotes(Assembler& backup, const NoteStore& notes, const std::string& productVersion,
+bool AddNotes(Assembler& backup, const NoteStore& notes, const BackupOptions& options,
               std::string* error) {
-  const int major = MajorVersion(productVersion);
+  const int major = MajorVersion(options.productVersion);
   if (major < kFirstModernNotesVersion) {
     const std::string staged = backup.StagePath("notes.sqlite");
     return WriteLegacyNotesDb(notes, staged, error) &&
            backup.AddFile(kHomeDomain, kLegacyNotesPath, staged, error);
   }
   const std::string staged = backup.StagePath("NoteStore.sqlite");
-  return WriteNoteStoreDb(notes, major, staged, error) &&
-         backup.AddFile(kNotesDomain, kNoteStorePath, staged, error);
+  std::vector<NoteFile> files;
+  if (!WriteNoteStoreDb(notes, major, options.notesFaults, staged, backup.StagePath(""), &files,
+                        error) ||
+      !backup.AddFile(kNotesDomain, kNoteStorePath, staged, error))
+    return false;
+  for (const NoteFile& file : files)
+    if (!backup.AddFile(kNotesDomain, file.relativePath, file.source, error)) return false;
+  return true;
 }
 
 bool ValidOptions(const BackupOptions& options, std::string* error) {
@@ -68,7 +74,7 @@ bool WriteBackup(const AddressBook& book, const NoteStore& notes, const std::str
   try {
     Assembler backup(options);
     return backup.Begin(dir, error) && AddBook(backup, book, options.walPeople, error) &&
-           AddNotes(backup, notes, options.productVersion, error) && backup.Finish(error);
+           AddNotes(backup, notes, options, error) && backup.Finish(error);
   } catch (const std::exception& e) {
     *error = e.what();
     return false;

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <vector>
 
+#include "BackupNotesExport.h"
 #include "ContactOptions.h"
 #include "Exporter.h"
 #include "Library.h"
@@ -126,6 +127,22 @@ std::string Date(int64_t seconds) {
   return text;
 }
 
+// How an export of the notes whole ended: the status, its lines said.
+int FinishNotesWhole(const Options& options, const BackupLibrary& backup, const NotesRun& run,
+                     Output* output) {
+  if (!run.error.empty()) return Failed(run.error, kExitUsage);
+  ExportOutcome outcome;
+  outcome.result = run.result;
+  outcome.stoppedByHost = run.stoppedByHost;
+  outcome.cancelled = run.cancelled;
+  outcome.sinkStopped = run.outputStopped;
+  int status = Explain(outcome, backup);
+  if (status == kExitOk) status = output->Write();
+  if (status == kExitOk && !options.quiet)
+    std::fprintf(stderr, "exported %zu notes from the backup\n", run.count);
+  return status;
+}
+
 }  // namespace
 
 int RunBackupExport(const Options& options) {
@@ -137,6 +154,14 @@ int RunBackupExport(const Options& options) {
   if ((status = LoadLibraries(&library, &backup)) != kExitOk) return status;
   std::string password;
   if ((status = FindPassword(options, backup, &password)) != kExitOk) return status;
+  if (options.kind == kVeldrakeNotes && backup.getNotes != nullptr) {
+    const NotesRun run = ExportBackupNotes(options, backup, password, &output);
+    // A phone before iOS 9 keeps the older store, which only the records' route reads.
+    if (run.result != kVeldrakeBackupStoreMissing || run.count != 0 || !run.error.empty()) {
+      Forget(&password);
+      return FinishNotesWhole(options, backup, run, &output);
+    }
+  }
   Library adapter;
   adapter.getData = BackupGetData;
   adapter.disconnect = NothingToClose;

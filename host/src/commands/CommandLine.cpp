@@ -118,9 +118,14 @@ void AddCommands(CLI::App& app, Options* options) {
   contacts->add_flag("--bom", options->bom, "csv: start with a byte order mark (for Excel)");
   AddContactOptions(contacts, options);
   CLI::App* notes = app.add_subcommand("notes", "export the notes");
-  AddExportOptions(notes, options, kVeldrakeNotes, "json (the default), md (Markdown) or txt",
-                   "write to FILE, or with md/txt one file per note into the folder DIR/ "
-                   "(made when missing)");
+  AddExportOptions(notes, options, kVeldrakeNotes,
+                   "json (the default), md (Markdown), txt or html (web pages, with -o DIR/)",
+                   "write to FILE, or into the folder DIR/ (made when missing): with md, txt "
+                   "and html one file per note, with attachments beside it");
+  notes->add_option("--note-password-file", options->notePasswordFile,
+                    "--backup: passwords of locked notes, one a line, each tried on each");
+  notes->add_flag("--include-deleted", options->includeDeleted,
+                  "--backup: notes in \"Recently Deleted\" too, as a folder of that name");
   notes->callback([options] { options->kind = kVeldrakeNotes; });
   CLI::App* doctor =
       app.add_subcommand("doctor", "check, step by step, whether a phone's export would work");

@@ -105,6 +105,11 @@ bool BackupLibrary::Load(const Library& main, std::string* error) {
   cancel = reinterpret_cast<decltype(cancel)>(::dlsym(handle, "VeldrakeBackupCancel"));
   removeTemporaries = reinterpret_cast<decltype(removeTemporaries)>(
       ::dlsym(handle, "VeldrakeBackupRemoveTemporaries"));
+  getNotes = reinterpret_cast<decltype(getNotes)>(::dlsym(handle, "VeldrakeBackupGetNotes"));
+  copyAttachment =
+      reinterpret_cast<decltype(copyAttachment)>(::dlsym(handle, "VeldrakeBackupCopyAttachment"));
+  if (getNotes == nullptr || copyAttachment == nullptr)
+    getNotes = nullptr, copyAttachment = nullptr;
   if (list == nullptr || getData == nullptr || lastMessage == nullptr) {
     *error = "the backup library beside " + main.path() + " lacks its entry points";
     return false;

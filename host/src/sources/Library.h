@@ -16,6 +16,7 @@
 
 #include "veldrake/Backup.h"
 #include "veldrake/BackupContacts.h"
+#include "veldrake/BackupNotes.h"
 #include "veldrake/Session.h"
 
 namespace host {
@@ -60,6 +61,9 @@ class BackupLibrary {
   // Null when the library loaded is older than these entry points.
   decltype(&VeldrakeBackupCancel) cancel = nullptr;
   decltype(&VeldrakeBackupRemoveTemporaries) removeTemporaries = nullptr;
+  // Notes whole (BackupNotes.h); both null in a library without them.
+  decltype(&VeldrakeBackupGetNotes) getNotes = nullptr;
+  decltype(&VeldrakeBackupCopyAttachment) copyAttachment = nullptr;
 };
 
 }  // namespace host

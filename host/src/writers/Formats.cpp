@@ -15,6 +15,7 @@ const FormatInfo kFormats[] = {
     {Format::kNotesJson, kVeldrakeNotes, "json", "json"},
     {Format::kMarkdown, kVeldrakeNotes, "md", "md"},
     {Format::kText, kVeldrakeNotes, "txt", "txt"},
+    {Format::kNoteHtml, kVeldrakeNotes, "html", "html"},
 };
 
 }  // namespace
@@ -39,7 +40,7 @@ const FormatInfo& Describe(Format format) {
 }
 
 bool WritesNoteFiles(Format format) {
-  return format == Format::kMarkdown || format == Format::kText;
+  return Describe(format).kind == kVeldrakeNotes;
 }
 
 }  // namespace host

@@ -114,20 +114,6 @@ Json ContactJson(const Contact& c, const std::string* photoPath) {
   return j;
 }
 
-// By value, so that a note streamed out gives its texts up rather than being copied.
-Json NoteJson(Note n) {
-  const size_t kMembers = 3;
-  Json j = Json::object();
-  // Room for every member first: growing would copy the members already in (their keys
-  // are const), a note's whole text among them.
-  j.get_ptr<Json::object_t*>()->reserve(kMembers);
-  j["subject"] = n.subject ? Json(std::move(*n.subject)) : Json(nullptr);
-  j["content"] = n.content ? Json(std::move(*n.content)) : Json(nullptr);
-  std::optional<std::string> modified = NoteDateToIso(n.dateModified);
-  j["modified"] = modified ? Json(*modified) : Json(nullptr);
-  return j;
-}
-
 }  // namespace
 
 void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts,
@@ -136,26 +122,6 @@ void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& co
   for (size_t i = 0; i < contacts.size(); ++i)
     all.push_back(ContactJson(contacts[i], photoPaths ? &(*photoPaths)[i] : nullptr));
   Dump(out, all);
-}
-
-void JsonWriter::WriteNotes(std::ostream& out, const std::vector<Note>& notes) {
-  Json all = Json::array();
-  for (const Note& n : notes) all.push_back(NoteJson(n));
-  Dump(out, all);
-}
-
-void JsonWriter::WriteNoteItem(std::ostream& out, Note&& note, size_t index) {
-  // An element of the array as Dump indents it: two spaces in, written straight to the
-  // stream rather than through one string of the whole note.
-  const unsigned kIndent = 2;
-  out << (index == 0 ? "[\n  " : ",\n  ");
-  nlohmann::detail::serializer<Json> serializer(nlohmann::detail::output_adapter<char>(out), ' ',
-                                                Json::error_handler_t::replace);
-  serializer.dump(NoteJson(std::move(note)), true, false, kIndent, kIndent);
-}
-
-void JsonWriter::EndNotes(std::ostream& out, size_t count) {
-  out << (count == 0 ? "[]\n" : "\n]\n");
 }
 
 }  // namespace host

@@ -58,6 +58,12 @@ class OpenedBackup {
   // REQUIRES: Open succeeded.
   int CopyFile(const char* domain, const std::string& relativePath, int fd, std::string* message);
 
+  // What the backup holds at `domain`/`relativePath` (OpenedBackupContent.cpp): a regular
+  // file, reached through no link, whose length fits its recorded size (kFound, *size
+  // set), nothing, a folder or a link (in Manifest.db or on disk), or a damaged record.
+  enum class Content { kFound, kAbsent, kNotAFile, kDamaged };
+  Content Probe(const char* domain, const std::string& relativePath, int64_t* size);
+
   // Turns the result of the code that read the store into what really happened: a failure
   // after a cancel is kVeldrakeBackupCancelled; any result after the guard refused a
   // table or ended a query for its time is a damaged or hostile store, even where the
@@ -82,6 +88,7 @@ class OpenedBackup {
   int OpenManifest(const char* password, std::string* message);
   int UnlockManifest(const char* password, std::string* message);
   Lookup Locate(const char* domain, const std::string& relativePath, Located* out);
+  bool ListedOtherwise(const char* domain, const std::string& relativePath);
   int DecryptManifest(std::string* message);
   int EnsurePrivate(std::string* message);
   int Copy(const Located& located, int fd, const std::string& what, std::string* message);

@@ -9,9 +9,10 @@
 
 namespace veldrake::backup {
 
-int DeliverModernNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings) {
+int DeliverModernNotes(sqlite3* db, const MediaFiles& files, VeldrakeRecordCallback callback,
+                       const Warnings& warnings) {
   try {
-    return ReadModernNotes(db, callback, warnings, kNoteBodyCap);
+    return ReadModernNotes(db, files, callback, warnings, kNoteBodyCap);
   } catch (const std::bad_alloc&) {
     return kVeldrakeBackupNoMemory;
   }

@@ -8,7 +8,8 @@
 // naming it. Each record is lent to `callback` and destroyed when it returns; notes go in
 // ascending note id, the subject being the note's title and the content its body (after
 // the title line) as Markdown-flavoured text: headings, bulleted and numbered lists,
-// checklists as "- [ ]"/"- [x]", links as [text](url).
+// checklists as "- [ ]"/"- [x]", inline looks, links as [text](url), tables as pipe
+// tables, attachments by file name.
 //
 // Results: kVeldrakeBackupOk, kVeldrakeBackupStopped (the callback answered -1),
 // kVeldrakeBackupStoreUnreadable (the database is damaged or not a note store),
@@ -19,6 +20,7 @@
 #ifndef VELDRAKE_BACKUP_BACKUPNOTES_H_
 #define VELDRAKE_BACKUP_BACKUPNOTES_H_
 
+#include "NoteWhole.h"
 #include "Warnings.h"
 #include "veldrake/RecordCallback.h"
 
@@ -26,7 +28,9 @@ struct sqlite3;
 
 namespace veldrake::backup {
 
-int DeliverModernNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings);
+// `files` says what the backup holds of the notes' files (NoMediaFiles: nothing).
+int DeliverModernNotes(sqlite3* db, const MediaFiles& files, VeldrakeRecordCallback callback,
+                       const Warnings& warnings);
 int DeliverLegacyNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings);
 
 }  // namespace veldrake::backup

@@ -1,15 +1,13 @@
-// NoteMarkdown: a modern note's text and attribute runs as Markdown-flavoured text.
+// NoteMarkdown: a modern note's text and attribute runs as the QX::Notes texts, for a
+// store read without its attachment rows (NoteDocument.h and NoteRender.h do the work).
 //
 // The first line of the text is the note's title; the rest is rendered line by line with
 // the paragraph style that covers the line: "# "/"## "/"### " headings, "- " bullets,
 // "1. " numbered items (counted per indent level), "- [ ] "/"- [x] " checklist items,
-// fenced monospaced blocks, links as [text](url) and an attachment as
-// "[attachment: <type>]". Nested items are indented by four spaces a level. Text without
-// any style comes out exactly as stored.
-//
-// Run lengths count UTF-16 code units (a character beyond U+FFFF counts two); runs that
-// end inside a character, or runs past the text's end, are tolerated. Bytes that are not
-// UTF-8 become U+FFFD. One thread; keeps nothing.
+// fenced monospaced blocks, "> " quotes, inline looks as "**", "*", "~~" (or HTML tags),
+// links as [text](url) and an attachment as "[attachment: <type>]". Nested items are
+// indented by four spaces a level. Text without any style comes out exactly as stored.
+// One thread; keeps nothing.
 #ifndef VELDRAKE_BACKUP_NOTEMARKDOWN_H_
 #define VELDRAKE_BACKUP_NOTEMARKDOWN_H_
 

@@ -1,11 +1,13 @@
-// The bounded protocol-buffer reader behind ParseNoteBody.
+// The note body's messages, read with the bounded ProtoReader.
 #include "NoteProto.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "ProtoReader.h"
 
 namespace veldrake::backup {
 namespace {
-
-enum WireType : uint32_t { kVarint = 0, kFixed64 = 1, kLengthDelimited = 2, kFixed32 = 5 };
-constexpr int kMaxVarintBytes = 10;
 
 // Field numbers of the messages we descend into.
 constexpr uint32_t kStoreDocument = 2;
@@ -14,105 +16,28 @@ constexpr uint32_t kNoteText = 2;
 constexpr uint32_t kNoteRun = 5;
 constexpr uint32_t kRunLength = 1;
 constexpr uint32_t kRunParagraph = 2;
+constexpr uint32_t kRunFont = 3;
+constexpr uint32_t kRunFontHints = 5;
+constexpr uint32_t kRunUnderline = 6;
+constexpr uint32_t kRunStrike = 7;
+constexpr uint32_t kRunSuperscript = 8;
 constexpr uint32_t kRunLink = 9;
+constexpr uint32_t kRunColor = 10;
 constexpr uint32_t kRunAttachment = 12;
+constexpr uint32_t kFontHints = 3;
 constexpr uint32_t kParagraphType = 1;
 constexpr uint32_t kParagraphIndent = 4;
 constexpr uint32_t kParagraphChecklist = 5;
+constexpr uint32_t kParagraphQuote = 8;
 constexpr uint32_t kChecklistDone = 2;
+constexpr uint32_t kAttachmentId = 1;
 constexpr uint32_t kAttachmentType = 2;
+constexpr uint32_t kColorRed = 1, kColorBlue = 3;
+constexpr int32_t kHintBold = 1, kHintItalic = 2;
 
-// A window over one message: reads fields from the front, never past `end_`.
-class Reader {
- public:
-  Reader(const uint8_t* begin, const uint8_t* end) : at_(begin), end_(end) {}
-
-  bool AtEnd() const { return at_ == end_; }
-
-  bool Varint(uint64_t* value) {
-    uint64_t result = 0;
-    for (int i = 0; i < kMaxVarintBytes; ++i) {
-      if (at_ == end_) return false;
-      const uint8_t byte = *at_++;
-      result |= static_cast<uint64_t>(byte & 0x7F) << (7 * i);
-      if ((byte & 0x80) == 0) {
-        *value = result;
-        return true;
-      }
-    }
-    return false;
-  }
-
-  // The next field's number and wire type.
-  bool Tag(uint32_t* field, uint32_t* wire) {
-    uint64_t key = 0;
-    if (!Varint(&key) || (key >> 3) == 0 || (key >> 3) > UINT32_MAX) return false;
-    *field = static_cast<uint32_t>(key >> 3);
-    *wire = static_cast<uint32_t>(key & 7);
-    return true;
-  }
-
-  // The payload of a length-delimited field, checked against what remains.
-  bool Bytes(Reader* inner) {
-    uint64_t length = 0;
-    if (!Varint(&length) || length > static_cast<uint64_t>(end_ - at_)) return false;
-    *inner = Reader(at_, at_ + length);
-    at_ += length;
-    return true;
-  }
-
-  bool Skip(uint32_t wire) {
-    uint64_t ignored = 0;
-    Reader inner(nullptr, nullptr);
-    switch (wire) {
-      case kVarint:
-        return Varint(&ignored);
-      case kFixed64:
-        return Advance(8);
-      case kFixed32:
-        return Advance(4);
-      case kLengthDelimited:
-        return Bytes(&inner);
-      default:  // groups and unknown wire types: not in a note body
-        return false;
-    }
-  }
-
-  std::string Text() const { return std::string(at_, end_); }
-
- private:
-  bool Advance(size_t count) {
-    if (count > static_cast<size_t>(end_ - at_)) return false;
-    at_ += count;
-    return true;
-  }
-
-  const uint8_t* at_;
-  const uint8_t* end_;
-};
-
-// Calls `onField(field, wire, reader)` for every field of `message`; the handler reads the
-// field's value itself (returning false for a malformed one) or answers with Skip.
-template <typename Handler>
-bool EachField(Reader message, Handler onField) {
-  while (!message.AtEnd()) {
-    uint32_t field = 0, wire = 0;
-    if (!message.Tag(&field, &wire) || !onField(field, wire, message)) return false;
-  }
-  return true;
-}
-
-bool Int32Field(Reader& reader, uint32_t wire, int32_t* out) {
-  uint64_t value = 0;
-  if (wire != kVarint) return reader.Skip(wire);
-  if (!reader.Varint(&value)) return false;
-  *out = static_cast<int32_t>(static_cast<uint32_t>(value));
-  return true;
-}
-
-bool ParseChecklist(Reader message, NoteRun* run) {
+bool ParseChecklist(ProtoReader message, NoteRun* run) {
   run->checklist = true;
-  return EachField(message, [run](uint32_t field, uint32_t wire, Reader& r) {
+  return EachField(message, [run](uint32_t field, uint32_t wire, ProtoReader& r) {
     int32_t done = 0;
     if (field != kChecklistDone) return r.Skip(wire);
     if (!Int32Field(r, wire, &done)) return false;
@@ -121,15 +46,56 @@ bool ParseChecklist(Reader message, NoteRun* run) {
   });
 }
 
-bool ParseParagraph(Reader message, NoteRun* run) {
-  return EachField(message, [run](uint32_t field, uint32_t wire, Reader& r) {
-    Reader inner(nullptr, nullptr);
+bool ParseParagraph(ProtoReader message, NoteRun* run) {
+  return EachField(message, [run](uint32_t field, uint32_t wire, ProtoReader& r) {
+    ProtoReader inner;
+    int32_t value = 0;
     if (field == kParagraphType) return Int32Field(r, wire, &run->paragraph);
     if (field == kParagraphIndent) return Int32Field(r, wire, &run->indent);
     if (field == kParagraphChecklist && wire == kLengthDelimited)
       return r.Bytes(&inner) && ParseChecklist(inner, run);
-    return r.Skip(wire);
+    if (field != kParagraphQuote) return r.Skip(wire);
+    if (!Int32Field(r, wire, &value)) return false;
+    run->quote = value != 0;
+    return true;
   });
+}
+
+void AddHints(int32_t hints, NoteRun* run) {
+  if ((hints & kHintBold) != 0) run->look |= kLookBold;
+  if ((hints & kHintItalic) != 0) run->look |= kLookItalic;
+}
+
+bool ParseFont(ProtoReader message, NoteRun* run) {
+  return EachField(message, [run](uint32_t field, uint32_t wire, ProtoReader& r) {
+    int32_t hints = 0;
+    if (field != kFontHints) return r.Skip(wire);
+    if (!Int32Field(r, wire, &hints)) return false;
+    AddHints(hints, run);
+    return true;
+  });
+}
+
+// One colour component, a float in [0, 1], as a byte.
+uint32_t ComponentByte(uint32_t bits) {
+  float value = 0;
+  std::memcpy(&value, &bits, sizeof value);
+  if (!(value > 0)) return 0;  // NaN and negatives too
+  if (value >= 1) return 255;
+  return static_cast<uint32_t>(std::lround(value * 255.0f));
+}
+
+bool ParseColor(ProtoReader message, NoteRun* run) {
+  uint32_t rgb[3] = {0, 0, 0};
+  const bool ok = EachField(message, [&rgb](uint32_t field, uint32_t wire, ProtoReader& r) {
+    uint32_t bits = 0;
+    if (field < kColorRed || field > kColorBlue || wire != kFixed32) return r.Skip(wire);
+    if (!r.Fixed32(&bits)) return false;
+    rgb[field - kColorRed] = ComponentByte(bits);
+    return true;
+  });
+  run->color = kColorSet | rgb[0] << 16 | rgb[1] << 8 | rgb[2];
+  return ok;
 }
 
 // The index of `text` in `strings`: the last entry when it repeats it, else a new one.
@@ -142,42 +108,53 @@ uint32_t Intern(std::vector<std::string>* strings, std::string text) {
 // A run as read, its texts still its own until the run is known to be kept.
 struct ReadRun {
   NoteRun run;
-  std::string link, type;
+  std::string link, type, id;
 };
 
-bool ParseAttachment(Reader message, ReadRun* read) {
+bool ParseAttachment(ProtoReader message, ReadRun* read) {
   read->run.attachment = true;
-  return EachField(message, [read](uint32_t field, uint32_t wire, Reader& r) {
-    Reader inner(nullptr, nullptr);
-    if (field != kAttachmentType || wire != kLengthDelimited) return r.Skip(wire);
+  return EachField(message, [read](uint32_t field, uint32_t wire, ProtoReader& r) {
+    ProtoReader inner;
+    if ((field != kAttachmentType && field != kAttachmentId) || wire != kLengthDelimited)
+      return r.Skip(wire);
     if (!r.Bytes(&inner)) return false;
-    read->type = inner.Text();
+    (field == kAttachmentType ? read->type : read->id) = inner.Text();
     return true;
   });
 }
 
-bool ParseRun(Reader message, ReadRun* read) {
+// The run's varint fields: its length and its inline looks.
+bool ParseRunNumber(uint32_t field, uint32_t wire, ProtoReader& r, NoteRun* run) {
+  int32_t value = 0;
+  if (!Int32Field(r, wire, &value)) return false;
+  if (field == kRunLength) run->length = value > 0 ? static_cast<uint64_t>(value) : 0;
+  if (field == kRunFontHints) AddHints(value, run);
+  if (field == kRunUnderline && value != 0) run->look |= kLookUnderline;
+  if (field == kRunStrike && value != 0) run->look |= kLookStrike;
+  if (field == kRunSuperscript && value > 0) run->look |= kLookSuperscript;
+  if (field == kRunSuperscript && value < 0) run->look |= kLookSubscript;
+  return true;
+}
+
+bool ParseRun(ProtoReader message, ReadRun* read) {
   NoteRun* run = &read->run;
-  return EachField(message, [run, read](uint32_t field, uint32_t wire, Reader& r) {
-    Reader inner(nullptr, nullptr);
-    int32_t length = 0;
-    if (field == kRunLength) {
-      if (!Int32Field(r, wire, &length)) return false;
-      run->length = length > 0 ? static_cast<uint64_t>(length) : 0;  // negative: empty
-      return true;
-    }
+  return EachField(message, [run, read](uint32_t field, uint32_t wire, ProtoReader& r) {
+    ProtoReader inner;
+    if (wire == kVarint) return ParseRunNumber(field, wire, r, run);
     if (wire != kLengthDelimited) return r.Skip(wire);
     if (!r.Bytes(&inner)) return false;
     if (field == kRunParagraph) return ParseParagraph(inner, run);
+    if (field == kRunFont) return ParseFont(inner, run);
+    if (field == kRunColor) return ParseColor(inner, run);
     if (field == kRunAttachment) return ParseAttachment(inner, read);
     if (field == kRunLink) read->link = inner.Text();
     return true;
   });
 }
 
-bool ParseNote(Reader message, NoteBody* body) {
-  return EachField(message, [body](uint32_t field, uint32_t wire, Reader& r) {
-    Reader inner(nullptr, nullptr);
+bool ParseNote(ProtoReader message, NoteBody* body) {
+  return EachField(message, [body](uint32_t field, uint32_t wire, ProtoReader& r) {
+    ProtoReader inner;
     if (wire != kLengthDelimited) return r.Skip(wire);
     if (!r.Bytes(&inner)) return false;
     if (field == kNoteText) body->text = inner.Text();
@@ -187,30 +164,25 @@ bool ParseNote(Reader message, NoteBody* body) {
     if (read.run.length == 0 || body->runs.size() >= kMaxNoteRuns) return true;
     read.run.link = Intern(&body->strings, std::move(read.link));
     read.run.attachmentType = Intern(&body->strings, std::move(read.type));
+    read.run.attachmentId = Intern(&body->strings, std::move(read.id));
     body->runs.push_back(read.run);
     return true;
   });
 }
 
-// Descends into the one length-delimited field `wanted` of `message` (the last one wins,
-// as protocol buffers merge); false when it is absent or anything is malformed.
-bool Submessage(Reader message, uint32_t wanted, Reader* out) {
-  bool found = false;
-  const bool ok = EachField(message, [&](uint32_t field, uint32_t wire, Reader& r) {
-    if (field != wanted || wire != kLengthDelimited) return r.Skip(wire);
-    found = true;
-    return r.Bytes(out);
-  });
-  return ok && found;
-}
-
 }  // namespace
+
+bool ParseNoteString(const uint8_t* data, size_t size, NoteBody* body) {
+  *body = NoteBody();
+  if (data == nullptr && size != 0) return false;
+  return ParseNote(ProtoReader(data, data + size), body);
+}
 
 bool ParseNoteBody(const uint8_t* data, size_t size, NoteBody* body) {
   *body = NoteBody();
-  Reader document(nullptr, nullptr), note(nullptr, nullptr);
+  ProtoReader document, note;
   if (data == nullptr) return false;
-  if (!Submessage(Reader(data, data + size), kStoreDocument, &document)) return false;
+  if (!Submessage(ProtoReader(data, data + size), kStoreDocument, &document)) return false;
   if (!Submessage(document, kDocumentNote, &note)) return false;
   return ParseNote(note, body);
 }

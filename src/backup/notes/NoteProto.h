@@ -1,10 +1,10 @@
 // NoteProto: reads the protocol-buffer body of a modern note (already inflated) into the
-// text and the attribute runs that give it structure.
+// text and the attribute runs that give it structure and look. A table cell is the same
+// text-with-runs message, read by ParseNoteString.
 //
-// The bytes come from a backup and are untrusted: every length is checked against what
-// remains of its message, varints stop at ten bytes, and the reader only descends into
-// the few messages it knows (at most six deep), skipping everything else flat, so no input
-// can make it read out of bounds, recurse or loop. One thread; keeps nothing.
+// The bytes come from a backup and are untrusted (ProtoReader.h): the reader only descends
+// into the few messages it knows (at most six deep), skipping everything else flat, so no
+// input can make it read out of bounds, recurse or loop. One thread; keeps nothing.
 #ifndef VELDRAKE_BACKUP_NOTEPROTO_H_
 #define VELDRAKE_BACKUP_NOTEPROTO_H_
 
@@ -28,17 +28,34 @@ enum NoteParagraph : int32_t {
   kParagraphChecklist = 103,
 };
 
+// Inline looks of a run (bits of NoteRun::look).
+enum NoteLook : uint8_t {
+  kLookBold = 1,
+  kLookItalic = 2,
+  kLookUnderline = 4,
+  kLookStrike = 8,
+  kLookSuperscript = 16,
+  kLookSubscript = 32,
+};
+
+// A run's colour: kColorSet | 0xRRGGBB, or 0 for the default.
+constexpr uint32_t kColorSet = 1u << 24;
+
 // One attribute run: `length` UTF-16 code units of the text and how they look. Kept
 // small, since a hostile body may hold a run every few bytes.
 struct NoteRun {
   uint64_t length = 0;
   int32_t paragraph = kParagraphBody;
   int32_t indent = 0;
+  uint32_t link = 0;            // the link's index in NoteBody::strings; 0: not a link
+  uint32_t attachmentType = 0;  // the attachment's type identifier, the same way
+  uint32_t attachmentId = 0;    // the attachment's identifier, the same way
+  uint32_t color = 0;           // kColorSet | RGB, or 0
+  uint8_t look = 0;             // NoteLook bits
   bool checklist = false;       // the paragraph is a checklist item
   bool done = false;            // ... and it is ticked
   bool attachment = false;      // the run is an attachment's U+FFFC
-  uint32_t link = 0;            // the link's index in NoteBody::strings; 0: not a link
-  uint32_t attachmentType = 0;  // the attachment's type identifier, the same way
+  bool quote = false;           // the paragraph is a block quote
 };
 
 // Runs past this many are ignored (their text stays, its look is dropped): far more than
@@ -56,6 +73,9 @@ struct NoteBody {
 // Fills `body` from the NoteStoreProto message in `data`; false when the bytes are not a
 // well-formed message or hold no note (then `body` is unspecified).
 bool ParseNoteBody(const uint8_t* data, size_t size, NoteBody* body);
+
+// Fills `body` from one text-with-runs message (a note's, or a table cell's).
+bool ParseNoteString(const uint8_t* data, size_t size, NoteBody* body);
 
 }  // namespace veldrake::backup
 

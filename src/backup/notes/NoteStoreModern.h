@@ -5,6 +5,7 @@
 
 #include <cstddef>
 
+#include "NoteWhole.h"
 #include "Warnings.h"
 #include "veldrake/RecordCallback.h"
 
@@ -13,8 +14,8 @@ struct sqlite3;
 namespace veldrake::backup {
 
 // As DeliverModernNotes, a body inflating past `bodyCap` bytes being skipped.
-int ReadModernNotes(sqlite3* db, VeldrakeRecordCallback callback, const Warnings& warnings,
-                    size_t bodyCap);
+int ReadModernNotes(sqlite3* db, const MediaFiles& files, VeldrakeRecordCallback callback,
+                    const Warnings& warnings, size_t bodyCap);
 
 }  // namespace veldrake::backup
 

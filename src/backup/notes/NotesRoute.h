@@ -8,12 +8,17 @@
 
 #include <string>
 
+#include "NoteWhole.h"
 #include "Warnings.h"
 #include "veldrake/RecordCallback.h"
 
 namespace veldrake::backup {
 
 class OpenedBackup;
+
+// What `backup` holds of the notes domain's files, for the note readers; valid while
+// `backup` is.
+MediaFiles NotesMediaFiles(OpenedBackup& backup);
 
 // A VeldrakeBackupResult; kVeldrakeBackupStoreMissing when neither store is there.
 int DeliverBackupNotes(OpenedBackup& backup, VeldrakeRecordCallback callback,

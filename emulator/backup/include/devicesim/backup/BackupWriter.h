@@ -25,7 +25,8 @@ struct BackupOptions {
   uint32_t sha256Iterations = 10000000, sha1Iterations = 10000;  // keybag's DPIC / ITER
   size_t walPeople = 0;  // the last N people live only in the -wal file
   std::string udid = "00008110-000A1B2C3D4E5F60", deviceName = "Veldrake Phone";
-  bool replace = false;  // an existing DIR/<udid> is replaced rather than refused
+  bool replace = false;      // an existing DIR/<udid> is replaced rather than refused
+  bool notesFaults = false;  // add hostile notes for a reader's tests (NoteFaults.h)
 };
 
 // Writes a complete backup into dir/<udid>/; false with *error on failure.
