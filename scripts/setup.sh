@@ -7,10 +7,10 @@ packages=(
   cmake ninja-build g++ clang libclang-rt-14-dev binutils clang-format
   libboost-dev libgtest-dev libgmock-dev libbenchmark-dev libplist-dev
   libutfcpp-dev nlohmann-json3-dev libcli11-dev
-  python3 python3-vobject python3-cryptography python3-pil pkgconf
+  python3 python3-vobject python3-cryptography python3-pil python3-yaml pkgconf
   time
   libimobiledevice-utils libimobiledevice-dev libusbmuxd-dev libssl-dev
-  libsqlite3-dev zlib1g-dev
+  libsqlite3-dev zlib1g-dev python3-pil
   libutf8proc-dev libcmark-gfm-dev libcmark-gfm-extensions-dev chromium-headless-shell
 )
 

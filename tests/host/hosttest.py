@@ -12,7 +12,7 @@ VELDRAKE = os.environ['VELDRAKE']
 DEVICESIM = os.environ['DEVICESIM']
 SAMPLES = os.environ['SAMPLES']
 # Without --device veldrake would export a phone the system's usbmux daemon has attached:
-# no daemon answers here, so it is always the built-in device.
+# no daemon answers here, so without --device it fails (the samples need --device sample).
 ENV = dict(os.environ, LC_ALL='C.UTF-8', USBMUXD_SOCKET_ADDRESS='UNIX:/nonexistent/usbmuxd.sock')
 TIMEOUT = 300  # a sanitizer build is slow; no test should come near this
 

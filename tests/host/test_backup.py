@@ -28,8 +28,16 @@ ITEM = re.compile(r'(?:item\d+\.)?(?:TEL|EMAIL|ADR|URL|IMPP|X-SOCIALPROFILE|X-AB
                   r'X-ABRELATEDNAMES|X-VELDRAKE-OTHER)[;:]')
 
 
+# What only the backup route carries (the sync service has no photos, groups, accounts or
+# dates); test_backup_contacts.py checks them.
+BACKUP_ONLY_KEYS = {'account', 'accountType', 'groups', 'created', 'modified', 'photo'}
+BACKUP_ONLY_LINE = re.compile(r'(?:REV|CATEGORIES|PHOTO)[;:]')
+
+
 def comparable_card(card):
-    lines = card.replace('\r\n ', '').split('\r\n')
+    lines = [line for line in card.replace('\r\n ', '').split('\r\n')
+             if not BACKUP_ONLY_LINE.match(line)]
+    card = '\r\n'.join(lines)
     if sum(1 for line in lines if ITEM.match(line)) < 10:
         return card
     groups, rest = collections.defaultdict(list), []
@@ -40,6 +48,7 @@ def comparable_card(card):
 
 
 def comparable_record(record):
+    record = {k: v for k, v in record.items() if k not in BACKUP_ONLY_KEYS}
     if sum(len(v) for v in record.values() if isinstance(v, list)) >= 10:
         record = {k: sorted(v, key=json.dumps) if isinstance(v, list) else v
                   for k, v in record.items()}
@@ -50,6 +59,14 @@ def comparable(fmt, text):
     if fmt == 'json':
         return sorted(comparable_record(record) for record in json.loads(text))
     return sorted(comparable_card('BEGIN:VCARD' + card) for card in text.split('BEGIN:VCARD')[1:])
+
+
+def sync_keys(kind, text):
+    """Notes as the sync route knows them: a backup adds folders, ids, dates and more."""
+    if kind != 'notes':
+        return text
+    return json.dumps([{k: n[k] for k in ('subject', 'content', 'modified')}
+                       for n in json.loads(text)])
 
 
 class Backups(unittest.TestCase):
@@ -89,7 +106,8 @@ class Backups(unittest.TestCase):
                     run = self.run_veldrake(kind, '--format', fmt, '-q', '--backup', *args,
                                             password=password)
                     self.assertEqual(run.returncode, 0, run.stderr)
-                    self.assertEqual(comparable(fmt, run.stdout), comparable(fmt, synced))
+                    self.assertEqual(comparable(fmt, sync_keys(kind, run.stdout)),
+                                     comparable(fmt, sync_keys(kind, synced)))
 
     def test_each_backup_failure_has_its_status(self):
         wrong = os.path.join(self.folder, 'wrong.txt')

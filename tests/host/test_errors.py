@@ -54,6 +54,14 @@ class Failures(unittest.TestCase):
             # No usbmux daemon answers the tests.
             (['devices'], 8, 'no usbmux daemon is running: start it'),
             (['contacts', '--device', 'usb'], 8, 'sudo apt-get install usbmuxd'),
+            # Without --device only a phone is exported, never the samples in its place.
+            (['contacts'], 8, 'to try veldrake without a phone: --device sample'),
+            (['notes', '-o', '/nonexistent/folder/notes.json'], 1, 'No such file or directory'),
+            (['contacts', '--split'], 2, '--split writes one vCard per person into a folder'),
+            (['contacts', '--split', '--format', 'csv', '-o', '/tmp/'], 2, '--format vcf or vcf4'),
+            (['contacts', '--format', 'google-sheet'], 2, 'google-sheet'),
+            (['contacts', '--device', 'sample', '--account', 'iCloud'], 2,
+             "nobody is in an account named 'iCloud'; no account is known here"),
         ]
         # A malformed UDID: one rule, one message, one status for every command.
         for command in ('contacts', 'notes', 'pair', 'enable-sync', 'doctor'):

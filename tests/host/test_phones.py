@@ -160,17 +160,21 @@ class Phones(unittest.TestCase):
             self.assertEqual((chosen.returncode, chosen.stdout), (0, expected), chosen.stderr)
             self.assertIn(udid, chosen.stderr)
 
-    def test_without_a_daemon_or_phone_the_sample_device_is_exported_with_a_line_saying_why(self):
-        for source, args, why in ((None, [], 'no usbmux daemon'), (NO_PHONE, [], 'no phone attached'),
-                                  ([], ['--device', 'sample'], None)):
+    def test_without_a_daemon_or_phone_nothing_is_exported_and_the_line_names_the_samples(self):
+        for source, args, status, why in ((None, [], 8, 'no usbmux daemon'),
+                                          (NO_PHONE, [], 9, 'no phone is attached'),
+                                          ([], ['--device', 'sample'], 0, None)):
             with self.subTest(why=why), Daemon(source) as daemon:
                 run = daemon.veldrake('contacts', '-q', *args)
-                self.assertEqual(run.returncode, 0, run.stderr)
-                self.assertIn('BEGIN:VCARD', run.stdout)
-                self.assertEqual(len(run.stderr.splitlines()), 1 if why else 0, run.stderr)
+                self.assertEqual(run.returncode, status, run.stderr)
                 if why:
+                    self.assertEqual(run.stdout, '')
+                    self.assertEqual(len(run.stderr.splitlines()), 1, run.stderr)
                     self.assertIn(why, run.stderr)
-                    self.assertIn('exporting the built-in sample device', run.stderr)
+                    self.assertIn('--device sample', run.stderr)
+                else:
+                    self.assertIn('BEGIN:VCARD', run.stdout)
+                    self.assertEqual(run.stderr, '')
 
     def test_pairing_waits_for_trust_then_the_phone_exports(self):
         with Daemon(PENDING) as daemon:

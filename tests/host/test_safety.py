@@ -42,7 +42,7 @@ class Targets(Scratch):
             into.append(fifo.read())
 
     def test_targets_that_are_not_files_are_written_in_place(self):
-        sample = hosttest.veldrake('contacts', '-q').stdout
+        sample = hosttest.veldrake('contacts', '--device', 'sample', '-q').stdout
         fifo = self.path('fifo')
         os.mkfifo(fifo)
         # (target, its file type afterwards, where the export can be read back)
@@ -54,7 +54,7 @@ class Targets(Scratch):
                 reader = threading.Thread(target=self.read_fifo, args=(fifo, got), daemon=True)
                 if readback == 'fifo':
                     reader.start()
-                run = hosttest.veldrake('contacts', '-q', '-o', target)
+                run = hosttest.veldrake('contacts', '--device', 'sample', '-q', '-o', target)
                 if readback == 'fifo':
                     reader.join(timeout=30)
                 self.assertEqual(run.returncode, 0, run.stderr)
@@ -92,7 +92,7 @@ class Folders(Scratch):
                     victim.write('untouched')
                 plant(out)
                 before = sorted(os.listdir(out))
-                run = hosttest.veldrake('contacts', '-q', '-o', out + '/')
+                run = hosttest.veldrake('contacts', '--device', 'sample', '-q', '-o', out + '/')
                 self.assertEqual(run.returncode, 1, run.stderr)
                 self.assertIn(reason, run.stderr)
                 self.assertEqual(sorted(os.listdir(out)), before)
@@ -113,12 +113,13 @@ class Limits(Scratch):
         for command, option, value, target in cases:
             fmt = ['--format', 'md'] if target == 'notes/' else []
             with self.subTest(command=command, option=option, target=target):
-                run = hosttest.veldrake(command, '-q', option, value, *fmt,
+                run = hosttest.veldrake(command, '--device', 'sample', '-q', option, value, *fmt,
                                         '-o', self.path(target))
                 self.assertEqual(run.returncode, 28, run.stderr)
                 self.assertIn(option, run.stderr)
                 self.assertEqual(os.listdir(self.folder), [])
-                unlimited = hosttest.veldrake(command, '-q', *fmt, '-o', self.path(target))
+                unlimited = hosttest.veldrake(command, '--device', 'sample', '-q', *fmt,
+                                              '-o', self.path(target))
                 self.assertEqual(unlimited.returncode, 0, unlimited.stderr)
                 shutil.rmtree(self.path(target)) if target.endswith('/') else os.remove(
                     self.path(target))

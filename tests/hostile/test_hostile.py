@@ -16,6 +16,8 @@ PEAK_MIB = 100  # every row, the bombs included
 SECRET = 'hostile table secret'
 EXIT_OUTPUT, EXIT_NOT_A_BACKUP, EXIT_UNREADABLE, EXIT_LIMIT = 1, 21, 25, 28
 NOTE_FILE = 'Untitled.md'  # a sample note's file name under notes --format md
+# A backup's notes keep their folder: the phone's own is "Notes".
+NOTES_FOLDER = 'Notes'
 
 
 class Row:
@@ -59,7 +61,8 @@ def stdout_link(case):
 def planted_link(case):
     with open(os.path.join(case.work, 'victim'), 'w') as f:
         f.write('precious')
-    os.symlink(os.path.join(case.work, 'victim'), os.path.join(case.out, NOTE_FILE))
+    os.mkdir(os.path.join(case.out, NOTES_FOLDER))
+    os.symlink(os.path.join(case.work, 'victim'), os.path.join(case.out, NOTES_FOLDER, NOTE_FILE))
 
 
 def foreign_folder(case):
@@ -101,7 +104,7 @@ def stdout_got_the_export(test, case, run):
 def victim_intact(test, case, run):
     with open(os.path.join(case.work, 'victim')) as f:
         test.assertEqual(f.read(), 'precious')
-    test.assertTrue(os.path.islink(os.path.join(case.out, NOTE_FILE)))
+    test.assertTrue(os.path.islink(os.path.join(case.out, NOTES_FOLDER, NOTE_FILE)))
 
 
 def no_terminal_controls(test, case, run):
@@ -112,12 +115,13 @@ def no_terminal_controls(test, case, run):
 
 
 def one_file_per_note(test, case, run):
-    names = os.listdir(case.out)
+    folder = os.path.join(case.out, NOTES_FOLDER)
+    names = os.listdir(folder)
     folded = {unicodedata.normalize('NFC', n).casefold() for n in names}
     test.assertEqual(len(folded), len(make.CLASHING_TITLES), names)
     bodies = set()
     for name in names:
-        with open(os.path.join(case.out, name), encoding='utf-8') as f:
+        with open(os.path.join(folder, name), encoding='utf-8') as f:
             bodies |= {line for line in f.read().splitlines() if line.startswith('body ')}
     test.assertEqual(bodies, {f'body {i}' for i in range(len(make.CLASHING_TITLES))})
 

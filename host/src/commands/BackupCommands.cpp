@@ -8,6 +8,8 @@
 #include <ctime>
 #include <vector>
 
+#include "BackupNotesExport.h"
+#include "ContactOptions.h"
 #include "Exporter.h"
 #include "Library.h"
 #include "Messages.h"
@@ -24,6 +26,7 @@ struct BackupSource {
   const BackupLibrary* library;
   const char* path;
   const char* password;  // null: none
+  int flags;             // VeldrakeBackupGetContacts's
 };
 
 // A text of the backup as it may be printed: no terminal escapes, no invalid UTF-8.
@@ -39,6 +42,9 @@ void Warn(const char* message, void*) {
 // GetData's shape over VeldrakeBackupGetData, so that the Exporter drives both alike.
 int BackupGetData(int kind, void*, void* device, void* callback) {
   const BackupSource& source = *static_cast<const BackupSource*>(device);
+  if (kind == kVeldrakeContacts && source.library->getContacts != nullptr)
+    return source.library->getContacts(source.path, source.password, source.flags,
+                                       Exporter::OnContact, nullptr, Warn, nullptr);
   return source.library->getData(source.path, source.password, kind,
                                  reinterpret_cast<VeldrakeRecordCallback>(callback), Warn, nullptr);
 }
@@ -121,6 +127,22 @@ std::string Date(int64_t seconds) {
   return text;
 }
 
+// How an export of the notes whole ended: the status, its lines said.
+int FinishNotesWhole(const Options& options, const BackupLibrary& backup, const NotesRun& run,
+                     Output* output) {
+  if (!run.error.empty()) return Failed(run.error, kExitUsage);
+  ExportOutcome outcome;
+  outcome.result = run.result;
+  outcome.stoppedByHost = run.stoppedByHost;
+  outcome.cancelled = run.cancelled;
+  outcome.sinkStopped = run.outputStopped;
+  int status = Explain(outcome, backup);
+  if (status == kExitOk) status = output->Write();
+  if (status == kExitOk && !options.quiet)
+    std::fprintf(stderr, "exported %zu notes from the backup\n", run.count);
+  return status;
+}
+
 }  // namespace
 
 int RunBackupExport(const Options& options) {
@@ -132,6 +154,14 @@ int RunBackupExport(const Options& options) {
   if ((status = LoadLibraries(&library, &backup)) != kExitOk) return status;
   std::string password;
   if ((status = FindPassword(options, backup, &password)) != kExitOk) return status;
+  if (options.kind == kVeldrakeNotes && backup.getNotes != nullptr) {
+    const NotesRun run = ExportBackupNotes(options, backup, password, &output);
+    // A phone before iOS 9 keeps the older store, which only the records' route reads.
+    if (run.result != kVeldrakeBackupStoreMissing || run.count != 0 || !run.error.empty()) {
+      Forget(&password);
+      return FinishNotesWhole(options, backup, run, &output);
+    }
+  }
   Library adapter;
   adapter.getData = BackupGetData;
   adapter.disconnect = NothingToClose;
@@ -139,13 +169,16 @@ int RunBackupExport(const Options& options) {
   settings.kind = options.kind;
   settings.limit = options.limit;
   settings.platformDevice = false;
+  settings.account = options.account;
   settings.sink = &output;
   Exporter exporter(adapter, settings);
   BackupSource source{&backup, options.backup.c_str(),
-                      password.empty() ? nullptr : password.c_str()};
+                      password.empty() ? nullptr : password.c_str(),
+                      options.noPhotos ? VELDRAKE_CONTACTS_NO_PHOTOS : 0};
   const ExportOutcome outcome = exporter.Run(&source);
   Forget(&password);
   if ((status = Explain(outcome, backup)) != kExitOk) return status;
+  if ((status = CheckAccount(options, exporter)) != kExitOk) return status;
   if ((status = output.Write()) != kExitOk) return status;
   if (!options.quiet)
     std::fprintf(stderr, "exported %zu %s from the backup in %.2f s\n", exporter.count(),

@@ -1,6 +1,8 @@
 // Parses veldrake's command line into Options, with one message for each mistake.
 #include "CommandLine.h"
 
+#include <sys/stat.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <vector>
@@ -17,8 +19,8 @@ namespace {
 
 const char kDescription[] =
     "Exports the contacts and notes of a device through libVeldrakeForMac.\n"
-    "Without --device it exports the one attached phone that trusts this computer; with no\n"
-    "daemon or no phone there, the built-in sample device (--device sample).";
+    "Without --device it exports the one attached phone that trusts this computer;\n"
+    "--device sample exports the built-in sample device.";
 const char kDeviceHelp[] =
     "the device: usb (the one attached phone), usb:UDID, unix:PATH or tcp:HOST:PORT of an "
     "emulator or bridge, or sample (the built-in device)";
@@ -82,21 +84,57 @@ void AddExportOptions(CLI::App* command, Options* options, VeldrakeDataKind kind
                     "also show the library's and the platform's own trace lines");
 }
 
+void AddContactOptions(CLI::App* contacts, Options* options) {
+  contacts->add_flag("--no-photos", options->noPhotos, "--backup: leave the photos out");
+  contacts->add_option("--account", options->account,
+                       "--backup: only the people of this account (its name, e.g. iCloud, or "
+                       "its type: local, icloud, exchange, carddav, google)");
+  contacts->add_flag("--split", options->split,
+                     "vcf/vcf4 with -o DIR/: one vCard file per person (Name.vcf)");
+}
+
+// --split writes vCard files into a folder; anything else is a mistake said at once.
+bool CheckSplit(const Options& options, int* status) {
+  if (!options.split) return true;
+  const bool vcard = options.format == Format::kVCard3 || options.format == Format::kVCard4;
+  struct stat st;
+  const bool folder = !options.output.empty() &&
+                      (options.output.back() == '/' ||
+                       (::stat(options.output.c_str(), &st) == 0 && S_ISDIR(st.st_mode)));
+  if (vcard && folder) return true;
+  Say("--split writes one vCard per person into a folder: give --format vcf or vcf4 and "
+      "-o DIR/ (with the trailing /)");
+  *status = kExitUsage;
+  return false;
+}
+
 void AddCommands(CLI::App& app, Options* options) {
   CLI::App* contacts = app.add_subcommand("contacts", "export the address book");
-  AddExportOptions(contacts, options, kVeldrakeContacts,
-                   "vcf (vCard 3.0, the default), vcf4 (vCard 4.0), csv or json",
-                   "write to FILE, or into the folder DIR/ (made when missing)");
+  AddExportOptions(
+      contacts, options, kVeldrakeContacts,
+      "vcf (vCard 3.0, the default), vcf4 (vCard 4.0), csv, json, google-csv (for Google "
+      "Contacts) or outlook-csv (for Outlook)",
+      "write to FILE, or into the folder DIR/ (made when missing)");
   contacts->add_flag("--bom", options->bom, "csv: start with a byte order mark (for Excel)");
+  AddContactOptions(contacts, options);
   CLI::App* notes = app.add_subcommand("notes", "export the notes");
-  AddExportOptions(notes, options, kVeldrakeNotes, "json (the default), md (Markdown) or txt",
-                   "write to FILE, or with md/txt one file per note into the folder DIR/ "
-                   "(made when missing)");
+  AddExportOptions(notes, options, kVeldrakeNotes,
+                   "json (the default), md (Markdown), txt or html (web pages, with -o DIR/)",
+                   "write to FILE, or into the folder DIR/ (made when missing): with md, txt "
+                   "and html one file per note, with attachments beside it");
+  notes->add_option("--note-password-file", options->notePasswordFile,
+                    "--backup: passwords of locked notes, one a line, each tried on each");
+  notes->add_flag("--include-deleted", options->includeDeleted,
+                  "--backup: notes in \"Recently Deleted\" too, as a folder of that name");
   notes->callback([options] { options->kind = kVeldrakeNotes; });
   CLI::App* doctor =
       app.add_subcommand("doctor", "check, step by step, whether a phone's export would work");
   doctor->add_option("--device", options->device, "the phone: usb or usb:UDID")->check(CheckDevice);
-  doctor->add_option("--backup", options->backup, "also check a backup folder");
+  doctor->add_option("--backup", options->backup,
+                     "check this backup folder alone: complete, the password, the stores");
+  doctor->add_option("--password-file", options->passwordFile,
+                     "--backup: the encrypted backup's password is the first line of FILE "
+                     "(else $VELDRAKE_BACKUP_PASSWORD, else asked on the terminal)");
   doctor->callback([options] { options->command = Options::kDoctor; });
   CLI::App* backups = app.add_subcommand(
       "backups", "list the backups under a folder: UDID, name, OS version, date, encrypted");
@@ -136,7 +174,7 @@ bool ParseCommandLine(int argc, char** argv, Options* options, int* status) {
     const bool chosen = app.get_subcommands()[0]->count("--format") > 0;
     if (!chosen) options->format = DefaultFormat(options->kind);
   }
-  return true;
+  return CheckSplit(*options, status);
 }
 
 }  // namespace host

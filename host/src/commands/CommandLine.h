@@ -26,12 +26,17 @@ struct Options {
   size_t limit = 0;    // 0: no limit
   int timeoutSeconds = 60;
   bool quiet = false;
-  bool verbose = false;      // the library's and platform's own lines on standard error
-  bool bom = false;          // CSV starts with a byte order mark
-  std::string backup;        // export from this backup folder; doctor: check it; backups: list
-  std::string passwordFile;  // the backup's password is its first line
-  PhoneRequest phone;        // command kPhone
-  ExportLimits limits;       // export-wide: records, bytes rendered, bytes written
+  bool verbose = false;          // the library's and platform's own lines on standard error
+  bool bom = false;              // CSV starts with a byte order mark
+  std::string backup;            // export from this backup folder; doctor: check it; backups: list
+  std::string passwordFile;      // the backup's password is its first line
+  std::string notePasswordFile;  // passwords of locked notes, one a line
+  bool includeDeleted = false;   // notes in "Recently Deleted" too
+  PhoneRequest phone;            // command kPhone
+  bool noPhotos = false;         // contacts: leave the photos out
+  std::string account;           // contacts: only this account's people
+  bool split = false;            // vCard into a folder: one file per person
+  ExportLimits limits;           // export-wide: records, bytes rendered, bytes written
 };
 
 // True with *options filled in; false when the program ends here with *status (after

@@ -10,6 +10,7 @@
 #include "Exporter.h"
 #include "Library.h"
 #include "MobileDevice/mdsim.h"
+#include "Password.h"
 #include "Phones.h"
 
 namespace host {
@@ -111,28 +112,116 @@ int CheckExports(const mdphone_info& phone) {
   return kExitOk;
 }
 
-int CheckBackup(const std::string& path) {
-  Library library;
-  BackupLibrary backup;
-  std::string error;
-  if (!library.Load(&error) || !backup.Load(library, &error)) {
-    Line(kFail, "backup " + path + ": " + error);
-    return kExitSetup;
-  }
-  VeldrakeBackupInfo info[1];
+// Records counted by a check's export.
+size_t g_counted = 0;
+
+int CountRecord(void*) {
+  ++g_counted;
+  return 0;
+}
+
+void CountSkipped(const char*, void* skipped) {
+  ++*static_cast<size_t*>(skipped);
+}
+
+// The backup the folder names, described; kExitOk when it is one complete backup.
+int DescribeBackup(const BackupLibrary& backup, const std::string& path, VeldrakeBackupInfo* info) {
   const int count = backup.list(path.c_str(), info, 1);
   if (count <= 0) {
     Line(kFail, "backup " + path + ": not a backup (" + backup.lastMessage() + ")");
     return kExitNotABackup;
   }
-  if (!info[0].complete) {
+  if (count > 1) {
+    Line(kFail, "backup " + path + ": the folder holds " + std::to_string(count) +
+                    " backups: name one (veldrake backups " + path + " lists them)");
+    return kExitNotABackup;
+  }
+  if (!info->complete) {
     Line(kFail, "backup " + path + ": incomplete: make it again with `idevicebackup2 backup`");
     return kExitNotABackup;
   }
-  Line(kOk, "backup " + std::string(info[0].path) + ": complete, " +
-                (info[0].encrypted ? "encrypted (a password is needed)" : "not encrypted") +
-                (count > 1 ? "; the folder holds " + std::to_string(count) + " backups" : ""));
+  Line(kOk, "backup " + std::string(info->path) + ": complete, " +
+                (info->encrypted ? "encrypted" : "not encrypted") +
+                (info->version[0] ? std::string(", iOS ") + info->version : ""));
   return kExitOk;
+}
+
+struct StoreCount {
+  int result;
+  size_t records, skipped;
+};
+
+// One store counted through a real export.
+StoreCount CountStore(const BackupLibrary& backup, const std::string& path, const char* password,
+                      int kind) {
+  g_counted = 0;
+  size_t skipped = 0;
+  const int result =
+      backup.getData(path.c_str(), password, kind, CountRecord, CountSkipped, &skipped);
+  return {result, g_counted, skipped};
+}
+
+// The store's line, right after its count (the library's last message is about it).
+void SayStore(const BackupLibrary& backup, int kind, const StoreCount& count) {
+  const std::string store = kind == VELDRAKE_BACKUP_CONTACTS ? "address book" : "notes store";
+  const char* noun = kind == VELDRAKE_BACKUP_CONTACTS ? " people" : " notes";
+  if (count.result == kVeldrakeBackupOk)
+    Line(kOk, store + ": " + std::to_string(count.records) + noun +
+                  (count.skipped ? " (" + std::to_string(count.skipped) + " cannot be read)" : ""));
+  else if (count.result == kVeldrakeBackupStoreMissing)
+    Line(kNote, store + ": none in this backup");
+  else
+    Line(kFail, store + ": " + backup.lastMessage());
+}
+
+int BackupVerdict(int contacts, int notes) {
+  const int missing = kVeldrakeBackupStoreMissing;
+  if (contacts == missing && notes == missing) {
+    Line(kFail, "the backup holds no address book and no notes store");
+    return kExitStoreMissing;
+  }
+  for (int result : {contacts, notes}) {
+    if (result == kVeldrakeBackupOk || result == missing) continue;
+    return result == kVeldrakeBackupStoreUnreadable ? kExitStoreUnreadable : kExitOutput;
+  }
+  return kExitOk;
+}
+
+// The backup alone: complete, the password, each store and what it holds.
+int CheckBackup(const Options& options) {
+  Library library;
+  BackupLibrary backup;
+  std::string error;
+  if (!library.Load(&error) || !backup.Load(library, &error)) {
+    Line(kFail, "backup " + options.backup + ": " + error);
+    return kExitSetup;
+  }
+  VeldrakeBackupInfo info{};
+  int status = DescribeBackup(backup, options.backup, &info);
+  if (status != kExitOk) return status;
+  std::string password;
+  if (info.encrypted && !ReadPassword(options.passwordFile, &password, &error)) {
+    Line(kFail, "password: " + error);
+    return kExitUsage;
+  }
+  if (info.encrypted && password.empty()) {
+    Line(kFail,
+         std::string("password: none given (--password-file FILE or ") + kPasswordVariable + ")");
+    return kExitBackupEncrypted;
+  }
+  const char* secret = info.encrypted ? password.c_str() : nullptr;
+  const StoreCount contacts = CountStore(backup, options.backup, secret, VELDRAKE_BACKUP_CONTACTS);
+  if (contacts.result == kVeldrakeBackupWrongPassword) {
+    Forget(&password);
+    Line(kFail, "password: it does not open the backup");
+    return kExitWrongPassword;
+  }
+  if (info.encrypted) Line(kOk, "password: it opens the backup");
+  SayStore(backup, VELDRAKE_BACKUP_CONTACTS, contacts);
+  const StoreCount notes = CountStore(backup, options.backup, secret, VELDRAKE_BACKUP_NOTES);
+  Forget(&password);
+  SayStore(backup, VELDRAKE_BACKUP_NOTES, notes);
+  return BackupVerdict(contacts.result, notes.result);
 }
 
 int CheckDevice(const Options& options) {
@@ -155,9 +244,10 @@ int CheckDevice(const Options& options) {
 }  // namespace
 
 int RunDoctor(const Options& options) {
-  int status = CheckDevice(options);
+  // A backup named alone is checked alone: it needs no daemon and no phone.
+  int status = options.backup.empty() || !options.device.empty() ? CheckDevice(options) : kExitOk;
   if (!options.backup.empty()) {
-    const int backup = CheckBackup(options.backup);
+    const int backup = CheckBackup(options);
     if (status == kExitOk) status = backup;
   }
   if (status == kExitOk) Line(kOk, "an export would work");

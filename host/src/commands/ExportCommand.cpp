@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "BuiltinDevice.h"
+#include "ContactOptions.h"
 #include "Exporter.h"
 #include "Library.h"
 #include "Messages.h"
@@ -123,11 +124,14 @@ int RunExport(const Options& options) {
   settings.limit = options.limit;
   settings.progress = ::isatty(STDERR_FILENO) == 1;
   settings.quietLimit = std::chrono::seconds(options.timeoutSeconds);
+  settings.account = options.account;
   settings.sink = &output;
   Exporter exporter(library, settings);
   double seconds = 0;
   if ((status = Export(options, &choice, &exporter, &seconds)) != kExitOk) return status;
+  if ((status = CheckAccount(options, exporter)) != kExitOk) return status;
   if ((status = output.Write()) != kExitOk) return status;
+  SayWhereThePhotosAre(options);
   const std::string warning = choice.phone ? choice.phone->Warning(exporter.count()) : "";
   if (!warning.empty()) Say(warning);
   if (!options.quiet)

@@ -11,10 +11,14 @@
 #include <cstring>
 #include <utility>
 
+#include "ContactFiles.h"
 #include "CsvWriter.h"
+#include "GoogleCsvWriter.h"
 #include "JsonWriter.h"
 #include "Messages.h"
-#include "NotesWriter.h"
+#include "NotesDocument.h"
+#include "OutlookCsvWriter.h"
+#include "SafeText.h"
 #include "VCardWriter.h"
 
 namespace host {
@@ -23,8 +27,6 @@ namespace {
 const char kNullDevice[] = "/dev/null";
 // Names of standard output itself: written to the descriptor, never opened anew.
 const char* const kStandardOutputNames[] = {"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
-// Seconds from 1970-01-01 to 2001-01-01, the epoch of a note's date.
-const int64_t kNoteEpoch = 978307200;
 
 bool IsDirectory(const std::string& path) {
   struct stat st;
@@ -46,10 +48,6 @@ bool IsStandardOutput(const std::string& path) {
 
 const char* Noun(VeldrakeDataKind kind) {
   return kind == kVeldrakeContacts ? "contacts" : "notes";
-}
-
-NotesWriter::Style NotesStyle(Format format) {
-  return format == Format::kMarkdown ? NotesWriter::kMarkdown : NotesWriter::kText;
 }
 
 int Failed(const std::string& line) {
@@ -75,14 +73,6 @@ uint64_t TextBytes(const Contact& c) {
   return bytes;
 }
 
-// A note's date as a file's modification time; a date a file system cannot hold (the
-// record's date is untrusted) leaves the time of writing.
-int64_t NoteMtime(const Note& note) {
-  const int64_t kLatest = 253402300799 - kNoteEpoch;  // 9999-12-31T23:59:59Z
-  if (note.dateModified < 0 || note.dateModified > kLatest) return INT64_MIN;
-  return note.dateModified + kNoteEpoch;
-}
-
 }  // namespace
 
 Output::Output(const Options& options) : options_(options), budget_(options.limits) {}
@@ -103,6 +93,14 @@ int Output::OpenFolder(const std::string& path) {
   if (!folder_->Open(path, &error)) return Failed(error);
   if (options_.kind == kVeldrakeNotes && WritesNoteFiles(options_.format)) {
     target_ = Target::kFolderNotes;
+    noteFolder_.reset(
+        new NoteFolder(folder_.get(), options_.format, &budget_, [](const std::string& line) {
+          Say("warning: " + SafeText(line, '?', Separators::kKept));
+        }));
+    return noteFolder_->Open(&error) ? kExitOk : Failed(error);
+  }
+  if (options_.kind == kVeldrakeContacts && options_.split) {
+    target_ = Target::kFolderCards;
     return kExitOk;
   }
   target_ = Target::kFolderDocument;
@@ -115,6 +113,11 @@ int Output::OpenFolder(const std::string& path) {
 int Output::Open() {
   const std::string& output = options_.output;
   std::string error;
+  const bool folder = !IsStandardOutput(output) && (output.back() == '/' || IsDirectory(output));
+  if (options_.format == Format::kNoteHtml && !folder) {
+    Say("--format html writes a folder of pages: give -o DIR/");
+    return kExitUsage;
+  }
   if (IsStandardOutput(output) || IsSpecial(output)) {
     target_ = IsStandardOutput(output) ? Target::kStandardOutput : Target::kInPlace;
     inPlace_ = output;
@@ -155,35 +158,19 @@ bool Output::Take(Contact&& contact) {
   return true;
 }
 
-bool Output::TakeNoteFile(Note&& note) {
-  const NotesWriter writer(NotesStyle(options_.format));
-  const std::string name = folder_->Reserve({}, writer.Stem(note, notes_), writer.Extension());
-  std::string error;
-  const bool written = folder_->Write(
-      name,
-      [&](int fd, std::string* why) {
-        BudgetBuffer buffer(fd, &budget_);
-        std::ostream out(&buffer);
-        writer.WriteNote(out, note);
-        return buffer.Finish(why);
-      },
-      NoteMtime(note), &error);
-  return written || Fail(error);
+bool Output::Take(Note&& note) {
+  return Take(FromSyncNote(std::move(note)), nullptr);
 }
 
-bool Output::Take(Note&& note) {
+bool Output::Take(NoteRecord&& note, const AttachmentCopier& copy) {
   if (failed()) return false;
   if (!budget_.AddRecord()) return Fail("");
   const size_t index = notes_++;
-  if (target_ == Target::kFolderNotes) return TakeNoteFile(std::move(note));
-  if (options_.format == Format::kNotesJson) {
-    JsonWriter::WriteNoteItem(*stream_, std::move(note), index);
-  } else {
-    const NotesWriter writer(NotesStyle(options_.format));
-    if (index > 0) *stream_ << writer.Separator();
-    writer.WriteNote(*stream_, note);
-  }
   std::string error;
+  if (target_ == Target::kFolderNotes)
+    return noteFolder_->Add(std::move(note), copy, &error) || Fail(error);
+  attachmentsLeftOut_ += AttachmentFiles(note);
+  WriteNoteInDocument(*stream_, options_.format, std::move(note), index);
   if (!*stream_ && !buffer_->Finish(&error)) return Fail(error);
   return true;
 }
@@ -195,7 +182,13 @@ void Output::RenderContacts() {
       CsvWriter::Write(out, contacts_, options_.bom);
       break;
     case Format::kContactsJson:
-      JsonWriter::WriteContacts(out, contacts_);
+      RenderContactsJson();
+      break;
+    case Format::kGoogleCsv:
+      GoogleCsvWriter::Write(out, contacts_, options_.bom);
+      break;
+    case Format::kOutlookCsv:
+      OutlookCsvWriter::Write(out, contacts_, options_.bom);
       break;
     case Format::kVCard3:
     case Format::kVCard4: {
@@ -207,6 +200,17 @@ void Output::RenderContacts() {
     default:
       break;
   }
+}
+
+void Output::RenderContactsJson() {
+  if (target_ != Target::kFolderDocument) return JsonWriter::WriteContacts(*stream_, contacts_);
+  std::vector<std::string> paths;
+  std::string error;
+  if (!WritePhotoFiles(folder_.get(), contacts_, &paths, &error)) {
+    Fail(error);
+    return;
+  }
+  JsonWriter::WriteContacts(*stream_, contacts_, &paths);
 }
 
 // The finished document put where it goes.
@@ -234,7 +238,9 @@ bool Output::Deliver(std::string* error) {
                  INT64_MIN, error) &&
              folder_->Commit(error);
     case Target::kFolderNotes:
-      return folder_->Commit(error);
+      return noteFolder_->Finish(error);
+    case Target::kFolderCards:
+      return WriteCards(folder_.get(), options_, contacts_, error) && folder_->Commit(error);
   }
   return false;
 }
@@ -244,12 +250,16 @@ int Output::Write() {
   if (!failed() && stream_) {
     if (options_.kind == kVeldrakeContacts)
       RenderContacts();
-    else if (options_.format == Format::kNotesJson)
-      JsonWriter::EndNotes(*stream_, notes_);
+    else
+      EndNotesDocument(*stream_, options_.format, notes_);
     if (!buffer_->Finish(&error)) Fail(error);
   }
   if (!failed() && !Deliver(&error)) Fail(error);
-  if (!failed()) return kExitOk;
+  if (!failed()) {
+    const std::string leftOut = AttachmentsLeftOutLine(attachmentsLeftOut_);
+    if (!leftOut.empty() && !options_.quiet) Say(leftOut);
+    return kExitOk;
+  }
   Say(failure_);
   return failedStatus_;
 }

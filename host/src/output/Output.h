@@ -2,7 +2,8 @@
 // checked before the device is asked for anything, fed one record at a time, and made
 // visible only once the export is complete.
 //
-// Notes are rendered as they arrive, straight into the file that will hold them, so an
+// Notes (NoteRecord, whichever route they came by) go to NotesDocument or, in a folder,
+// NoteFolder. Notes are rendered as they arrive, straight into the file that will hold them, so an
 // export's memory does not grow with its size; contacts are kept until the end (a CSV
 // table's columns depend on every contact). Every record and byte counts against the
 // export's limits (ExportLimits.h).
@@ -25,6 +26,7 @@
 #include "CommandLine.h"
 #include "ExportLimits.h"
 #include "Exporter.h"
+#include "NoteFolder.h"
 #include "OutputFile.h"
 #include "OutputFolder.h"
 #include "StagingFile.h"
@@ -46,6 +48,8 @@ class Output : public RecordSink {
 
   bool Take(Contact&& contact) override;
   bool Take(Note&& note) override;
+  // A note whole (the backup's), its attachments copied through `copy` into a folder.
+  bool Take(NoteRecord&& note, const AttachmentCopier& copy);
 
   // Whether a record could not be taken (a limit, a failed write): the export stopped.
   bool failed() const { return failedStatus_ != 0; }
@@ -54,20 +58,30 @@ class Output : public RecordSink {
   int Write();
 
  private:
-  enum class Target { kStandardOutput, kFile, kInPlace, kFolderDocument, kFolderNotes };
+  enum class Target {
+    kStandardOutput,
+    kFile,
+    kInPlace,
+    kFolderDocument,
+    kFolderNotes,
+    kFolderCards  // --split: one vCard per person
+  };
 
   int OpenFolder(const std::string& path);
   int OpenDocument(int fd);
   bool Fail(const std::string& error);
-  bool TakeNoteFile(Note&& note);
   bool Deliver(std::string* error);
   void RenderContacts();
+  // JSON into a folder: each photo a file beside the document, named by its path.
+  void RenderContactsJson();
 
   const Options& options_;
   Budget budget_;
   Target target_ = Target::kStandardOutput;
   std::unique_ptr<OutputFile> file_;
   std::unique_ptr<OutputFolder> folder_;
+  std::unique_ptr<NoteFolder> noteFolder_;  // kFolderNotes
+  size_t attachmentsLeftOut_ = 0;           // named in a document, not written
   StagingFile staging_;
   std::string inPlace_;   // kInPlace: the path written at the end
   std::string document_;  // kFolderDocument: its name in the folder

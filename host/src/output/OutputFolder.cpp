@@ -211,7 +211,13 @@ bool OutputFolder::Write(const std::string& relative,
     written = false;
     *error = Reason(Full(relative, ""), errno);
   }
-  if (!written) return false;
+  if (!written) {
+    // A file that failed is dropped, so the export may go on without it.
+    ::unlinkat(folder, file.temp.c_str(), 0);
+    UnregisterTemporary(Full(file.folder, file.temp));
+    pending_.pop_back();
+    return false;
+  }
   pending_.back().device = st.st_dev;
   pending_.back().inode = st.st_ino;
   return true;

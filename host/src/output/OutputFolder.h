@@ -49,7 +49,8 @@ class OutputFolder {
 
   // Writes a file at a path Reserve gave: `fill` writes its content to the descriptor
   // (so large files stream) and returns false with *error set on failure. `mtime`
-  // (seconds since 1970 UTC; INT64_MIN for now) becomes its modification time.
+  // (seconds since 1970 UTC; INT64_MIN for now) becomes its modification time. A file
+  // that fails is removed and left out of Commit.
   bool Write(const std::string& relative, const std::function<bool(int fd, std::string*)>& fill,
              int64_t mtime, std::string* error);
   // The same with the whole content at hand.

@@ -17,6 +17,7 @@
 #include "QX/Contact.h"
 #include "QX/Notes.h"
 #include "Signals.h"
+#include "veldrake/BackupContacts.h"
 
 namespace host {
 namespace {
@@ -118,18 +119,21 @@ bool ExportOutcome::CutShort() const {
 }
 
 Exporter::Exporter(const Library& library, const ExportSettings& settings)
-    : library_(library), settings_(settings) {}
+    : library_(library), settings_(settings), accounts_(settings.account) {}
 
 bool Exporter::Copy(void* record) {
   // An exception must not unwind through the library's frames.
   try {
     RecordSink* sink = settings_.sink;
     bool taken = true;
+    skipped_ = false;
     if (settings_.kind == kVeldrakeContacts) {
       Contact contact = CopyContact(*static_cast<const QX::Contact*>(record));
-      if (sink != nullptr)
+      if (details_ != nullptr) CopyDetails(*details_, &contact);
+      skipped_ = !accounts_.Admit(contact);
+      if (!skipped_ && sink != nullptr)
         taken = sink->Take(std::move(contact));
-      else
+      else if (!skipped_)  // else another account's person
         contacts_.push_back(std::move(contact));
     } else {
       Note note = CopyNote(*static_cast<const QX::Notes*>(record));
@@ -155,6 +159,7 @@ int Exporter::OnRecord(void* record) {
     self.stopped_ = true;
     return kStopDelivery;
   }
+  if (self.skipped_) return 0;
   long long none = -1;
   self.firstRecordNanos_.compare_exchange_strong(none, Nanos(Clock::now()));
   const size_t count = ++self.count_;
@@ -163,6 +168,14 @@ int Exporter::OnRecord(void* record) {
     return kStopDelivery;
   }
   return 0;
+}
+
+int Exporter::OnContact(void* contact, const VeldrakeContactDetails* details, void*) {
+  Exporter& self = *g_current;
+  self.details_ = details;
+  const int answer = OnRecord(contact);
+  self.details_ = nullptr;
+  return answer;
 }
 
 ExportOutcome Exporter::Run(void* device) {

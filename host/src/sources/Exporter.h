@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "Accounts.h"
 #include "ExitCodes.h"
 #include "Library.h"
 #include "Records.h"
@@ -51,6 +52,7 @@ struct ExportSettings {
   bool progress = false;
   std::chrono::seconds quietLimit{60};  // no byte for this long: the device stopped
   bool platformDevice = true;           // the device handle is the platform's (not a backup's)
+  std::string account;                  // contacts: only this account's people ("": all)
   RecordSink* sink = nullptr;           // null: the records are kept (contacts(), notes())
 };
 
@@ -82,6 +84,11 @@ class Exporter {
   std::vector<Contact>& contacts() { return contacts_; }
   std::vector<Note>& notes() { return notes_; }
   size_t count() const { return count_.load(); }
+  const AccountFilter& accounts() const { return accounts_; }
+
+  // The backup library's contact callback (VeldrakeContactCallback): the record with its
+  // photo, groups, account and dates, into the export that runs.
+  static int OnContact(void* contact, const VeldrakeContactDetails* details, void* context);
 
   // The exit status and one-line message for a GetData result that is not success.
   static int ExitStatus(int result);
@@ -101,6 +108,9 @@ class Exporter {
   std::atomic<long long> firstRecordNanos_{-1};  // steady clock, when the first came
   std::vector<Contact> contacts_;
   std::vector<Note> notes_;
+  AccountFilter accounts_;
+  const VeldrakeContactDetails* details_ = nullptr;  // beside the record being copied
+  bool skipped_ = false;                             // the last record was filtered out
 };
 
 }  // namespace host

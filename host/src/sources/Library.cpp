@@ -100,9 +100,16 @@ bool BackupLibrary::Load(const Library& main, std::string* error) {
   getData = reinterpret_cast<decltype(getData)>(::dlsym(handle, "VeldrakeBackupGetData"));
   lastMessage =
       reinterpret_cast<decltype(lastMessage)>(::dlsym(handle, "VeldrakeBackupLastMessage"));
+  getContacts =
+      reinterpret_cast<decltype(getContacts)>(::dlsym(handle, "VeldrakeBackupGetContacts"));
   cancel = reinterpret_cast<decltype(cancel)>(::dlsym(handle, "VeldrakeBackupCancel"));
   removeTemporaries = reinterpret_cast<decltype(removeTemporaries)>(
       ::dlsym(handle, "VeldrakeBackupRemoveTemporaries"));
+  getNotes = reinterpret_cast<decltype(getNotes)>(::dlsym(handle, "VeldrakeBackupGetNotes"));
+  copyAttachment =
+      reinterpret_cast<decltype(copyAttachment)>(::dlsym(handle, "VeldrakeBackupCopyAttachment"));
+  if (getNotes == nullptr || copyAttachment == nullptr)
+    getNotes = nullptr, copyAttachment = nullptr;
   if (list == nullptr || getData == nullptr || lastMessage == nullptr) {
     *error = "the backup library beside " + main.path() + " lacks its entry points";
     return false;

@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "veldrake/Backup.h"
+#include "veldrake/BackupContacts.h"
+#include "veldrake/BackupNotes.h"
 #include "veldrake/Session.h"
 
 namespace host {
@@ -53,9 +55,15 @@ class BackupLibrary {
   decltype(&VeldrakeBackupList) list = nullptr;
   decltype(&VeldrakeBackupGetData) getData = nullptr;
   decltype(&VeldrakeBackupLastMessage) lastMessage = nullptr;
+  // Contacts with their photo, groups, account and dates; null in a library that predates
+  // them, whose contacts then come without.
+  decltype(&VeldrakeBackupGetContacts) getContacts = nullptr;
   // Null when the library loaded is older than these entry points.
   decltype(&VeldrakeBackupCancel) cancel = nullptr;
   decltype(&VeldrakeBackupRemoveTemporaries) removeTemporaries = nullptr;
+  // Notes whole (BackupNotes.h); both null in a library without them.
+  decltype(&VeldrakeBackupGetNotes) getNotes = nullptr;
+  decltype(&VeldrakeBackupCopyAttachment) copyAttachment = nullptr;
 };
 
 }  // namespace host

@@ -166,14 +166,14 @@ bool DescribePhoneError(int code, PhoneFailure* failure) {
 }
 
 bool ChooseDefaultDevice(std::string* endpoint, std::string* notice, PhoneFailure* failure) {
-  const std::string fallback = ": exporting the built-in sample device (--device sample)";
   endpoint->clear();
   std::vector<mdphone_info> phones;
   const int listed = ListPhones(&phones);
   if (listed != 0 || phones.empty()) {
-    *notice = std::string("no --device and ") +
-              (listed != 0 ? "no usbmux daemon running" : "no phone attached") + fallback;
-    return true;
+    // Never the samples in a phone's place: a person would take them for their own book.
+    DescribePhoneError(listed != 0 ? MDPHONE_ERR_NO_DAEMON : MDPHONE_ERR_NO_DEVICE, failure);
+    failure->message += "; to try veldrake without a phone: --device sample";
+    return false;
   }
   const mdphone_info* chosen = nullptr;
   int trusted = 0;

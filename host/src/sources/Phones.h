@@ -49,9 +49,10 @@ std::string PhoneLabel(const mdphone_info& phone);
 bool DescribePhoneError(int code, PhoneFailure* failure);
 
 // The device to export when the person names none, into *endpoint: "usb:UDID" for the
-// one attached phone that trusts this computer; "" (the built-in sample device) only when
-// no daemon runs or no phone is attached, with *notice saying so. False with *failure
-// when phones are attached but none can be chosen (none trusted, several trusted).
+// one attached phone that trusts this computer, with *notice naming it. False with
+// *failure when there is none to choose: no daemon runs or no phone is attached (the line
+// names --device sample, the only way to the samples), none trusts this computer or
+// several do.
 bool ChooseDefaultDevice(std::string* endpoint, std::string* notice, PhoneFailure* failure);
 
 // One export from a real phone: what to refuse before it, and how to explain its end.

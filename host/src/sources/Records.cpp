@@ -7,6 +7,7 @@
 
 #include "QX/Contact.h"
 #include "QX/Notes.h"
+#include "veldrake/BackupContacts.h"
 
 namespace host {
 
@@ -54,6 +55,41 @@ Contact CopyContact(const QX::Contact& record) {
     c.addresses.push_back(std::move(a));
   }
   return c;
+}
+
+namespace {
+
+bool KnownImageType(const char* type) {
+  if (type == nullptr) return false;
+  for (const char* known : {"image/jpeg", "image/png", "image/heic"})
+    if (std::strcmp(type, known) == 0) return true;
+  return false;
+}
+
+}  // namespace
+
+void CopyDetails(const VeldrakeContactDetails& details, Contact* contact) {
+  contact->account = CopyText(details.account);
+  contact->accountType = CopyText(details.accountType);
+  contact->created = details.created;
+  contact->modified = details.modified;
+  contact->groups.clear();
+  for (int i = 0; details.groups != nullptr && i < details.groupCount; ++i) {
+    Text name = CopyText(details.groups[i]);
+    if (name && !name->empty()) contact->groups.push_back(std::move(*name));
+  }
+  const VeldrakeContactPhoto* photo = details.photo;
+  if (photo == nullptr || photo->data == nullptr || photo->size == 0 ||
+      !KnownImageType(photo->mimeType))
+    return;
+  Photo copy;
+  copy.mimeType = photo->mimeType;
+  copy.data.assign(reinterpret_cast<const char*>(photo->data), static_cast<size_t>(photo->size));
+  copy.hasCrop = photo->hasCrop != 0;
+  copy.cropX = photo->cropX;
+  copy.cropY = photo->cropY;
+  copy.cropWidth = photo->cropWidth;
+  contact->photo = std::move(copy);
 }
 
 Note CopyNote(const QX::Notes& record) {

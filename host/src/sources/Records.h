@@ -11,6 +11,7 @@
 #define VELDRAKE_HOST_RECORDS_H_
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ namespace QX {
 struct Contact;
 struct Notes;
 }  // namespace QX
+struct VeldrakeContactDetails;
 
 namespace host {
 
@@ -37,6 +39,17 @@ struct Address {
   Text street, city, state, postalCode, country;
 };
 
+// A date the record does not know.
+constexpr int64_t kUnknownDate = std::numeric_limits<int64_t>::min();
+
+// A person's picture as the phone keeps it, with the square the phone shows of it.
+struct Photo {
+  std::string mimeType;  // "image/jpeg", "image/png" or "image/heic"
+  std::string data;      // the image's bytes
+  bool hasCrop = false;
+  int32_t cropX = 0, cropY = 0, cropWidth = 0;  // pixels; y from the bottom
+};
+
 struct Contact {
   int32_t id = -1;
   Text firstName, firstNameYomi, middleName, lastName, lastNameYomi, suffix, nickname, jobTitle,
@@ -44,6 +57,12 @@ struct Contact {
   Text birthday;  // as the device sent it: "%m-%d-%Y %H:%M:%S" in UTC
   std::vector<Field> fields;
   std::vector<Address> addresses;
+  // Only the backup route knows these; the sync route leaves them empty.
+  std::optional<Photo> photo;
+  std::vector<std::string> groups;  // in name order
+  Text account, accountType;        // the store the person lives in
+  int64_t created = kUnknownDate;   // seconds since 1970-01-01 UTC
+  int64_t modified = kUnknownDate;
 };
 
 struct Note {
@@ -57,6 +76,9 @@ Text CopyText(const char* text);
 
 // Kinds outside 0..7 are kept as they are; writers treat them as "other".
 Contact CopyContact(const QX::Contact& record);
+// Adds what the backup library lends beside the record; a photo of a type other than
+// JPEG, PNG or HEIC is left out.
+void CopyDetails(const VeldrakeContactDetails& details, Contact* contact);
 Note CopyNote(const QX::Notes& record);
 
 }  // namespace host

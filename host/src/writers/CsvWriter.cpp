@@ -60,10 +60,20 @@ Widths Measure(const std::vector<Contact>& contacts) {
 const char* const kAddressParts[] = {"Type", "Street", "City", "State", "Postal Code", "Country"};
 
 std::vector<std::string> Header(const Widths& widths) {
-  std::vector<std::string> header = {
-      "First Name", "Middle Name",         "Last Name",          "Suffix",
-      "Nickname",   "Phonetic First Name", "Phonetic Last Name", "Company",
-      "Department", "Job Title",           "Birthday",           "Notes"};
+  std::vector<std::string> header = {"First Name",
+                                     "Middle Name",
+                                     "Last Name",
+                                     "Suffix",
+                                     "Nickname",
+                                     "Phonetic First Name",
+                                     "Phonetic Last Name",
+                                     "Company",
+                                     "Department",
+                                     "Job Title",
+                                     "Birthday",
+                                     "Notes",
+                                     "Groups",
+                                     "Account"};
   for (size_t g = 0; g < std::size(kGroups); ++g) {
     for (size_t n = 1; n <= widths.items[g]; ++n) {
       const std::string prefix = std::string(kGroups[g].name) + " " + std::to_string(n) + " ";
@@ -122,7 +132,9 @@ std::vector<std::string> ContactRow(const Contact& c, const Widths& widths) {
                                   Plain(c.department),
                                   Plain(c.jobTitle),
                                   c.birthday ? DeviceDateToIso(*c.birthday) : "",
-                                  Plain(c.notes)};
+                                  Plain(c.notes),
+                                  JoinValues(c.groups),
+                                  c.account ? *c.account : Plain(c.accountType)};
   for (size_t g = 0; g < std::size(kGroups); ++g) {
     AddItems(&row, OfKind(c, kGroups[g].kind), widths.items[g]);
     if (kGroups[g].kind == QX::kFieldEmail) AddAddresses(&row, c.addresses, widths.addresses);
@@ -130,15 +142,26 @@ std::vector<std::string> ContactRow(const Contact& c, const Widths& widths) {
   return row;
 }
 
-void Row(std::ostream& out, const std::vector<std::string>& cells) {
+}  // namespace
+
+void CsvWriter::Row(std::ostream& out, const std::vector<std::string>& cells) {
   for (size_t i = 0; i < cells.size(); ++i) {
     if (i) out << ',';
-    out << CsvWriter::Cell(cells[i]);
+    out << Cell(cells[i]);
   }
   out << "\r\n";
 }
 
-}  // namespace
+void CsvWriter::StartTable(std::ostream& out, bool bom) {
+  static const char kByteOrderMark[] = "\xEF\xBB\xBF";
+  if (bom) out << kByteOrderMark;
+}
+
+std::string JoinValues(const std::vector<std::string>& values) {
+  std::string out;
+  for (const std::string& value : values) out += (out.empty() ? "" : " ::: ") + value;
+  return out;
+}
 
 std::string CsvWriter::Cell(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
@@ -151,8 +174,7 @@ std::string CsvWriter::Cell(const std::string& text) {
 }
 
 void CsvWriter::Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom) {
-  static const char kByteOrderMark[] = "\xEF\xBB\xBF";
-  if (bom) out << kByteOrderMark;
+  StartTable(out, bom);
   const Widths widths = Measure(contacts);
   Row(out, Header(widths));
   for (const Contact& c : contacts) Row(out, ContactRow(c, widths));

@@ -2,7 +2,8 @@
 //
 // Repeated items get numbered column groups ("Phone 1 Label", "Phone 1 Value", ...) as
 // many as the contact with the most of them needs. Labels are shown bare ("Mobile"), dates
-// as YYYY-MM-DD. Cells holding a comma, quote or line break are quoted; rows end in CRLF.
+// as YYYY-MM-DD. A backup's groups fill "Groups" (joined by " ::: ") and its account
+// "Account". Cells holding a comma, quote or line break are quoted; rows end in CRLF.
 //
 // Ownership: writes to a stream the caller owns. Thread contract: pure functions.
 #ifndef VELDRAKE_HOST_CSVWRITER_H_
@@ -23,7 +24,14 @@ class CsvWriter {
   static void Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom = false);
   // One cell, quoted when it has to be.
   static std::string Cell(const std::string& text);
+  // One row of cells, ended by CRLF.
+  static void Row(std::ostream& out, const std::vector<std::string>& cells);
+  // The byte order mark --bom asks for, when it does.
+  static void StartTable(std::ostream& out, bool bom);
 };
+
+// Several values in one cell, joined by " ::: " as the big address books' tables do.
+std::string JoinValues(const std::vector<std::string>& values);
 
 }  // namespace host
 

@@ -80,17 +80,31 @@ std::string DeviceDateToIso(const std::string& text) {
   return IsoDate(*date);
 }
 
-std::optional<std::string> NoteDateToIso(int64_t deviceSeconds) {
-  if (deviceSeconds == -1) return std::nullopt;
-  // Whole days and the second of the day on the 2001 reference, so no sum can overflow.
-  int64_t days = deviceSeconds / 86400;
-  int64_t secondOfDay = deviceSeconds % 86400;
+namespace {
+
+// "YYYY-MM-DDTHH:MM:SSZ" for whole seconds after the start of day `epochDay` of 1970.
+std::string IsoDateTime(int64_t epochDay, int64_t seconds) {
+  // Whole days and the second of the day, so no sum can overflow.
+  int64_t days = seconds / 86400;
+  int64_t secondOfDay = seconds % 86400;
   if (secondOfDay < 0) secondOfDay += 86400, --days;
-  const CivilDate date = FromDays(days + 11323);  // 2001-01-01 is day 11323 of 1970
+  const CivilDate date = FromDays(days + epochDay);
   char buffer[32];
   std::snprintf(buffer, sizeof buffer, "T%02d:%02d:%02dZ", static_cast<int>(secondOfDay / 3600),
                 static_cast<int>(secondOfDay / 60 % 60), static_cast<int>(secondOfDay % 60));
   return IsoDate(date) + buffer;
+}
+
+}  // namespace
+
+std::optional<std::string> NoteDateToIso(int64_t deviceSeconds) {
+  if (deviceSeconds == -1) return std::nullopt;
+  return IsoDateTime(11323, deviceSeconds);  // 2001-01-01 is day 11323 of 1970
+}
+
+std::optional<std::string> UnixTimeToIso(int64_t seconds) {
+  if (seconds == std::numeric_limits<int64_t>::min()) return std::nullopt;
+  return IsoDateTime(0, seconds);
 }
 
 }  // namespace host

@@ -34,6 +34,9 @@ std::string DeviceDateToIso(const std::string& text);
 // Seconds since 2001-01-01 UTC -> "2023-04-05T06:07:08Z". Nullopt for -1 (no date).
 std::optional<std::string> NoteDateToIso(int64_t deviceSeconds);
 
+// Seconds since 1970-01-01 UTC -> "2023-04-05T06:07:08Z". Nullopt for INT64_MIN (unknown).
+std::optional<std::string> UnixTimeToIso(int64_t seconds);
+
 }  // namespace host
 
 #endif  // VELDRAKE_HOST_DATES_H_

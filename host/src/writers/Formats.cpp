@@ -10,9 +10,12 @@ const FormatInfo kFormats[] = {
     {Format::kVCard4, kVeldrakeContacts, "vcf4", "vcf"},
     {Format::kCsv, kVeldrakeContacts, "csv", "csv"},
     {Format::kContactsJson, kVeldrakeContacts, "json", "json"},
+    {Format::kGoogleCsv, kVeldrakeContacts, "google-csv", "csv"},
+    {Format::kOutlookCsv, kVeldrakeContacts, "outlook-csv", "csv"},
     {Format::kNotesJson, kVeldrakeNotes, "json", "json"},
     {Format::kMarkdown, kVeldrakeNotes, "md", "md"},
     {Format::kText, kVeldrakeNotes, "txt", "txt"},
+    {Format::kNoteHtml, kVeldrakeNotes, "html", "html"},
 };
 
 }  // namespace
@@ -37,7 +40,7 @@ const FormatInfo& Describe(Format format) {
 }
 
 bool WritesNoteFiles(Format format) {
-  return format == Format::kMarkdown || format == Format::kText;
+  return Describe(format).kind == kVeldrakeNotes;
 }
 
 }  // namespace host

@@ -10,7 +10,18 @@
 
 namespace host {
 
-enum class Format { kVCard3, kVCard4, kCsv, kContactsJson, kNotesJson, kMarkdown, kText };
+enum class Format {
+  kVCard3,
+  kVCard4,
+  kCsv,
+  kContactsJson,
+  kNotesJson,
+  kMarkdown,
+  kText,
+  kGoogleCsv,
+  kOutlookCsv,
+  kNoteHtml
+};
 
 struct FormatInfo {
   Format format;
@@ -23,7 +34,8 @@ struct FormatInfo {
 std::map<std::string, Format> FormatsOf(VeldrakeDataKind kind);
 Format DefaultFormat(VeldrakeDataKind kind);
 const FormatInfo& Describe(Format format);
-// Notes in one file per note (Markdown or text) rather than one document.
+// Notes into a folder as files of their own with their attachments (every notes format:
+// JSON as notes.json), rather than as one file.
 bool WritesNoteFiles(Format format);
 
 }  // namespace host

@@ -5,6 +5,7 @@
 
 #include "Dates.h"
 #include "Labels.h"
+#include "Photos.h"
 
 namespace host {
 namespace {
@@ -48,7 +49,31 @@ void Dump(std::ostream& out, const Items& items) {
   out << items.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
 }
 
-Json ContactJson(const Contact& c) {
+void PutDate(Json& object, const char* key, int64_t seconds) {
+  const std::optional<std::string> iso = UnixTimeToIso(seconds);
+  if (iso) object[key] = *iso;
+}
+
+// What only a backup gives: the account, groups, dates and photo.
+void PutDetails(Json& j, const Contact& c, const std::string* photoPath) {
+  Put(j, "account", c.account);
+  Put(j, "accountType", c.accountType);
+  if (!c.groups.empty()) j["groups"] = c.groups;
+  PutDate(j, "created", c.created);
+  PutDate(j, "modified", c.modified);
+  if (!c.photo) return;
+  Json photo;
+  photo["type"] = c.photo->mimeType;
+  if (photoPath != nullptr)
+    photo["path"] = *photoPath;
+  else
+    photo["data"] = Base64(c.photo->data);
+  if (c.photo->hasCrop)
+    photo["crop"] = {{"x", c.photo->cropX}, {"y", c.photo->cropY}, {"width", c.photo->cropWidth}};
+  j["photo"] = std::move(photo);
+}
+
+Json ContactJson(const Contact& c, const std::string* photoPath) {
   Json j;
   j["id"] = c.id;
   Put(j, "firstName", c.firstName);
@@ -85,49 +110,18 @@ Json ContactJson(const Contact& c) {
     Put(item, "country", a.country);
     j["addresses"].push_back(std::move(item));
   }
-  return j;
-}
-
-// By value, so that a note streamed out gives its texts up rather than being copied.
-Json NoteJson(Note n) {
-  const size_t kMembers = 3;
-  Json j = Json::object();
-  // Room for every member first: growing would copy the members already in (their keys
-  // are const), a note's whole text among them.
-  j.get_ptr<Json::object_t*>()->reserve(kMembers);
-  j["subject"] = n.subject ? Json(std::move(*n.subject)) : Json(nullptr);
-  j["content"] = n.content ? Json(std::move(*n.content)) : Json(nullptr);
-  std::optional<std::string> modified = NoteDateToIso(n.dateModified);
-  j["modified"] = modified ? Json(*modified) : Json(nullptr);
+  PutDetails(j, c, photoPath);
   return j;
 }
 
 }  // namespace
 
-void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts) {
+void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts,
+                               const std::vector<std::string>* photoPaths) {
   Json all = Json::array();
-  for (const Contact& c : contacts) all.push_back(ContactJson(c));
+  for (size_t i = 0; i < contacts.size(); ++i)
+    all.push_back(ContactJson(contacts[i], photoPaths ? &(*photoPaths)[i] : nullptr));
   Dump(out, all);
-}
-
-void JsonWriter::WriteNotes(std::ostream& out, const std::vector<Note>& notes) {
-  Json all = Json::array();
-  for (const Note& n : notes) all.push_back(NoteJson(n));
-  Dump(out, all);
-}
-
-void JsonWriter::WriteNoteItem(std::ostream& out, Note&& note, size_t index) {
-  // An element of the array as Dump indents it: two spaces in, written straight to the
-  // stream rather than through one string of the whole note.
-  const unsigned kIndent = 2;
-  out << (index == 0 ? "[\n  " : ",\n  ");
-  nlohmann::detail::serializer<Json> serializer(nlohmann::detail::output_adapter<char>(out), ' ',
-                                                Json::error_handler_t::replace);
-  serializer.dump(NoteJson(std::move(note)), true, false, kIndent, kIndent);
-}
-
-void JsonWriter::EndNotes(std::ostream& out, size_t count) {
-  out << (count == 0 ? "[]\n" : "\n]\n");
 }
 
 }  // namespace host

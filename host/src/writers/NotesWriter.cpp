@@ -52,13 +52,6 @@ void NotesWriter::WriteNote(std::ostream& out, const Note& note) const {
   if (!content.empty() && content.back() != '\n') out << "\n";
 }
 
-void NotesWriter::WriteAll(std::ostream& out, const std::vector<Note>& notes) const {
-  for (size_t i = 0; i < notes.size(); ++i) {
-    if (i) out << Separator();
-    WriteNote(out, notes[i]);
-  }
-}
-
 std::string NotesWriter::Separator() const {
   return style_ == kMarkdown ? "\n---\n\n" : "\n" + std::string(72, '=') + "\n\n";
 }

@@ -12,7 +12,6 @@
 
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "Records.h"
 
@@ -26,8 +25,6 @@ class NotesWriter {
 
   // One note, as a block of the single-file form or as a whole per-note file.
   void WriteNote(std::ostream& out, const Note& note) const;
-  // All notes, separated from each other.
-  void WriteAll(std::ostream& out, const std::vector<Note>& notes) const;
   // What stands between two notes of the single-file form.
   std::string Separator() const;
 

@@ -8,6 +8,7 @@
 
 #include "Dates.h"
 #include "Labels.h"
+#include "Photos.h"
 
 namespace host {
 
@@ -41,6 +42,10 @@ std::string ParamValue(const std::string& raw) {
 
 bool Present(const Text& text) {
   return text && !text->empty();
+}
+
+bool HasPersonName(const Contact& c) {
+  return Present(c.firstName) || Present(c.middleName) || Present(c.lastName) || Present(c.suffix);
 }
 
 // Order of the item blocks in a card: how Apple's exports list them.
@@ -265,6 +270,43 @@ void VCardWriter::WriteAddress(const Address& address, int* group) {
   if (labelled) Emit({line.group, "X-ABLabel", {}, Escape(type)});
 }
 
+std::string VCardWriter::FormattedName(const Contact& c) {
+  std::string fn;
+  for (const Text* part : {&c.firstName, &c.middleName, &c.lastName, &c.suffix}) {
+    if (!Present(*part)) continue;
+    if (!fn.empty()) fn += " ";
+    fn += **part;
+  }
+  if (fn.empty() && Present(c.companyName)) fn = *c.companyName;
+  if (fn.empty() && Present(c.nickname)) fn = *c.nickname;
+  return fn;
+}
+
+void VCardWriter::WriteDetails(const Contact& c) {
+  const bool v4 = version_ == kVCard4;
+  if (!c.groups.empty()) {
+    std::string names;
+    for (const std::string& name : c.groups) names += (names.empty() ? "" : ",") + Escape(name);
+    Emit({"", "CATEGORIES", {}, names});
+  }
+  if (c.photo) {
+    const Photo& photo = *c.photo;
+    Line line{"", "PHOTO", {}, ""};
+    if (!v4) line.params = {{"ENCODING", {"b"}}, {"TYPE", {PhotoTypeName(photo)}}};
+    const std::string crop = CropRectangle(photo);
+    if (!crop.empty()) line.params.push_back({"X-ABCROP-RECTANGLE", {crop}});
+    line.value = (v4 ? "data:" + photo.mimeType + ";base64," : "") + Base64(photo.data);
+    Emit(line);
+  }
+  std::optional<std::string> rev =
+      UnixTimeToIso(c.modified != kUnknownDate ? c.modified : c.created);
+  if (rev && v4)
+    rev->erase(
+        std::remove_if(rev->begin(), rev->end(), [](char ch) { return ch == '-' || ch == ':'; }),
+        rev->end());
+  if (rev) Emit({"", "REV", {}, *rev});
+}
+
 void VCardWriter::Write(const Contact& c) {
   const bool v4 = version_ == kVCard4;
   auto text = [](const Text& t) { return Escape(t.value_or("")); };
@@ -276,15 +318,8 @@ void VCardWriter::Write(const Contact& c) {
         {},
         text(c.lastName) + ";" + text(c.firstName) + ";" + text(c.middleName) + ";;" +
             text(c.suffix)});
-  std::string fn;
-  for (const Text* part : {&c.firstName, &c.middleName, &c.lastName, &c.suffix}) {
-    if (!Present(*part)) continue;
-    if (!fn.empty()) fn += " ";
-    fn += **part;
-  }
-  const bool company = fn.empty() && Present(c.companyName);
-  if (company) fn = *c.companyName;
-  if (fn.empty() && Present(c.nickname)) fn = *c.nickname;
+  const std::string fn = FormattedName(c);
+  const bool company = Present(c.companyName) && fn == *c.companyName && !HasPersonName(c);
   Emit({"", "FN", {}, Escape(fn)});
   if (company) Emit({"", v4 ? "KIND" : "X-ABShowAs", {}, v4 ? "org" : "COMPANY"});
   if (Present(c.nickname)) Emit({"", "NICKNAME", {}, text(c.nickname)});
@@ -317,6 +352,7 @@ void VCardWriter::Write(const Contact& c) {
   for (; i < fields.size() && rankBelow(fields[i], 2); ++i) WriteField(*fields[i], &group);
   for (const Address& address : c.addresses) WriteAddress(address, &group);
   for (; i < fields.size(); ++i) WriteField(*fields[i], &group);
+  WriteDetails(c);
   out_ << "END:VCARD\r\n";
 }
 

@@ -5,7 +5,8 @@
 // labels become TYPE parameters where vCard has one; any other label (and every label of
 // a date, related name or other item) goes into an item group's X-ABLabel. Items the
 // device sent without a value are left out. Items of kind 0 ("other") are written as
-// X-VELDRAKE-OTHER.
+// X-VELDRAKE-OTHER. A backup's groups become CATEGORIES, the photo PHOTO (base64 inline in
+// 3.0, a data: URI in 4.0, with the phone's X-ABCROP-RECTANGLE), the last change REV.
 //
 // Ownership: writes to a stream the caller owns. Thread contract: one writer per thread.
 #ifndef VELDRAKE_HOST_VCARDWRITER_H_
@@ -29,6 +30,8 @@ class VCardWriter {
 
   // Folds one unfolded content line and ends it (and each continuation) with CRLF.
   static std::string Fold(const std::string& line);
+  // The name a card shows (FN): the name's parts, else the company, else the nickname.
+  static std::string FormattedName(const Contact& contact);
   // Backslash-escapes a text value (or one component of a structured value).
   static std::string Escape(const std::string& text);
 
@@ -39,6 +42,8 @@ class VCardWriter {
   // A date item's line; true when its label goes into an X-ABLabel.
   bool DateLine(const std::string& label, const std::string& value, Line* line);
   void WriteAddress(const Address& address, int* group);
+  // What only a backup gives: CATEGORIES, PHOTO (with the phone's crop) and REV.
+  void WriteDetails(const Contact& contact);
 
   std::ostream& out_;
   Version version_;
