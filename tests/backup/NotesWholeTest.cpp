@@ -176,6 +176,13 @@ void WriteSample(const std::string& dir, const std::string& os, const char* pass
   ASSERT_TRUE(devicesim::backup::WriteBackup({}, notes, dir, options, &error)) << error;
 }
 
+// Runs tests/backup/edit_backup.py on the backup folder with `arguments`.
+bool EditBackup(const std::string& backup, const std::string& arguments) {
+  const std::string script =
+      std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/tests/backup/edit_backup.py";
+  return std::system(("python3 '" + script + "' '" + backup + "' " + arguments).c_str()) == 0;
+}
+
 void ExpectNote(const Expected& want, const Seen& got, int major) {
   SCOPED_TRACE(want.title);
   EXPECT_EQ(got.folders, want.folders);
@@ -283,10 +290,8 @@ TEST(NotesWhole, AFileWhoseRecordClaimsASizeItDoesNotHaveIsAPlaceholder) {
   TempDir dir;
   WriteSample(dir.path(), "17.5", "", false);
   const std::string backup = dir.path() + "/00008110-000A1B2C3D4E5F60";
-  const std::string script =
-      std::string(VELDRAKE_SOURCE_DIR_DEFAULT) + "/tests/backup/claim_size.py";
-  for (const char* claim : {"sunrise.jpg 10737418240", "chart.png 100"})
-    ASSERT_EQ(std::system(("python3 '" + script + "' '" + backup + "' " + claim).c_str()), 0);
+  for (const char* claim : {"size sunrise.jpg 10737418240", "size chart.png 100"})
+    ASSERT_TRUE(EditBackup(backup, claim));
   const Export got = Read(dir.path(), nullptr, {kNotePassword});
   for (const char* title : {"Trip plan", "Meeting notes"}) {
     const Seen& note = got.notes.at(title);
@@ -299,6 +304,25 @@ TEST(NotesWhole, AFileWhoseRecordClaimsASizeItDoesNotHaveIsAPlaceholder) {
     EXPECT_EQ(told, 1u) << title;
   }
   EXPECT_EQ(got.notes.at("Meeting notes").files[1].name, "agenda.pdf");  // its neighbour stays
+}
+
+TEST(NotesWhole, FilesOfAnUnknownTypeAreFilesWithOneWarningForTheType) {
+  TempDir dir;
+  WriteSample(dir.path(), "17.5", "", false);
+  ASSERT_TRUE(EditBackup(dir.path() + "/00008110-000A1B2C3D4E5F60",
+                         "notes \"UPDATE ZICCLOUDSYNCINGOBJECT SET ZTYPEUTI = 'com.example.thing' "
+                         "WHERE ZTYPEUTI IN ('public.vcard', 'com.apple.ical.ics')\""));
+  const Export got = Read(dir.path(), nullptr, {kNotePassword});
+  const Seen& files = got.notes.at("Files and cards");
+  ASSERT_EQ(files.files.size(), 4u);
+  for (size_t i : {size_t{1}, size_t{2}}) EXPECT_EQ(files.files[i].kind, kVeldrakeAttachmentFile);
+  EXPECT_EQ(files.files[1].name, "Ana Lima.vcf");
+  EXPECT_EQ(files.copies[1], ReadAll(kSet + "Ana Lima.vcf"));
+  EXPECT_EQ(got.warnings,
+            std::vector<std::string>(
+                {"attachments of type \"com.example.thing\" are exported as plain files",
+                 "note 14 \"Passcode note\" is locked with the device passcode, which "
+                 "only the phone can open; skipped"}));
 }
 
 int CopyMisuse(const VeldrakeNote* note, void* context) {
