@@ -112,7 +112,7 @@ std::string CopyOut(const VeldrakeNote* note, const VeldrakeNoteAttachment* atta
 // What a test keeps of each note; attachments are copied and checked while lent.
 struct Seen {
   std::string id, folders, account, markdown, html, text;
-  int pinned = 0, wasLocked = 0;
+  int pinned = 0, wasLocked = 0, deleted = 0;
   std::vector<std::string> tags;
   std::vector<File> files;
   std::vector<std::pair<int, int>> tables;
@@ -134,6 +134,7 @@ int Receive(const VeldrakeNote* note, void* context) {
   seen.account = note->account ? note->account : "";
   seen.pinned = note->pinned;
   seen.wasLocked = note->wasLocked;
+  seen.deleted = note->deleted;
   seen.markdown = note->markdown;
   seen.html = note->html;
   seen.text = note->text;
@@ -323,6 +324,36 @@ TEST(NotesWhole, FilesOfAnUnknownTypeAreFilesWithOneWarningForTheType) {
                 {"attachments of type \"com.example.thing\" are exported as plain files",
                  "note 14 \"Passcode note\" is locked with the device passcode, which "
                  "only the phone can open; skipped"}));
+}
+
+TEST(NotesWhole, RecentlyDeletedComesOnlyWhenAskedFor) {
+  TempDir dir;
+  WriteSample(dir.path(), "17.5", "", false);
+  // A "Recently Deleted" folder beside the account's others, holding one note, and a
+  // folder that is its own parent holding another.
+  ASSERT_TRUE(EditBackup(
+      dir.path() + "/00008110-000A1B2C3D4E5F60",
+      "notes \"INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_PK, Z_ENT, ZTITLE2, ZFOLDERTYPE, ZOWNER, "
+      "ZPARENT) SELECT 900, Z_ENT, 'Recently Deleted', 1, ZOWNER, NULL FROM "
+      "ZICCLOUDSYNCINGOBJECT WHERE ZTITLE2 = 'Work'; INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_PK, "
+      "Z_ENT, ZTITLE2, ZFOLDERTYPE, ZOWNER, ZPARENT) SELECT 901, Z_ENT, 'Loop', 0, ZOWNER, 901 "
+      "FROM ZICCLOUDSYNCINGOBJECT WHERE ZTITLE2 = 'Work'; UPDATE ZICCLOUDSYNCINGOBJECT SET "
+      "ZFOLDER = 900 WHERE ZTITLE1 = 'Lists and checklists'; UPDATE ZICCLOUDSYNCINGOBJECT SET "
+      "ZFOLDER = 901 WHERE ZTITLE1 = 'Welcome to Veldrake';\""));
+  for (const int include : {0, 1}) {
+    Export got;
+    const VeldrakeNoteOptions options{nullptr, 0, include};
+    ASSERT_EQ(VeldrakeBackupGetNotes(dir.path().c_str(), nullptr, &options, Receive, &got, nullptr,
+                                     nullptr),
+              kVeldrakeBackupOk);
+    EXPECT_EQ(got.notes.count("Lists and checklists"), static_cast<size_t>(include));
+    if (include == 1) {
+      EXPECT_EQ(got.notes.at("Lists and checklists").folders, "Recently Deleted");
+      EXPECT_EQ(got.notes.at("Lists and checklists").deleted, 1);
+    }
+    EXPECT_EQ(got.notes.at("Welcome to Veldrake").folders, "Loop");
+    EXPECT_EQ(got.notes.at("Welcome to Veldrake").deleted, 0);
+  }
 }
 
 int CopyMisuse(const VeldrakeNote* note, void* context) {

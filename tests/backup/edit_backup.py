@@ -3,7 +3,7 @@
 plistlib and sqlite3 (independent of the library's reader).
   edit_backup.py BACKUP_DIR size SUFFIX SIZE   Manifest.db claims SIZE bytes for every file
                                                whose relativePath ends with SUFFIX
-  edit_backup.py BACKUP_DIR notes SQL          runs SQL on the notes store in place"""
+  edit_backup.py BACKUP_DIR notes SQL          runs SQL (statements) on the notes store"""
 import hashlib
 import os
 import plistlib
@@ -30,8 +30,9 @@ def claim_size(backup, suffix, size):
 def run_on_notes(backup, sql):
     file_id = hashlib.sha1(b"AppDomainGroup-group.com.apple.notes-NoteStore.sqlite").hexdigest()
     db = sqlite3.connect(os.path.join(backup, file_id[:2], file_id))
-    changed = db.execute(sql).rowcount
-    db.commit()
+    before = db.total_changes
+    db.executescript(sql)
+    changed = db.total_changes - before
     db.execute("PRAGMA journal_mode = DELETE")  # no log beside it: the record stays true
     return changed
 
