@@ -96,7 +96,7 @@ std::string Id(char kind, int n) {
 }
 
 // A table as the phone lists it: rows and columns by slot, cells by (row, column) id.
-struct TableSpec {
+struct TableLayout {
   std::vector<int> rowSlots, columnSlots;  // member numbers in slot order (repeats allowed)
   std::vector<int> deletedRowSlots;        // slot positions no longer present
   std::map<std::pair<int, int>, std::string> cells;  // (row, column) -> text
@@ -117,19 +117,19 @@ int Ordered(MergeBuilder& b, char kind, const std::vector<int>& members,
   return b.OrderedSet(slots, member, present);
 }
 
-std::string Encode(const TableSpec& spec) {
+std::string Encode(const TableLayout& layout) {
   MergeBuilder b;
-  const int rows = Ordered(b, 'r', spec.rowSlots, spec.deletedRowSlots);
-  const int columns = Ordered(b, 'c', spec.columnSlots, {});
+  const int rows = Ordered(b, 'r', layout.rowSlots, layout.deletedRowSlots);
+  const int columns = Ordered(b, 'c', layout.columnSlots, {});
   std::map<int, std::vector<std::pair<int, int>>> byColumn;
-  for (const auto& cell : spec.cells)
+  for (const auto& cell : layout.cells)
     byColumn[cell.first.second].emplace_back(b.Uuid(Id('r', cell.first.first)),
                                              b.Note(cell.second));
   std::vector<std::pair<int, int>> cellColumns;
   for (const auto& column : byColumn)
     cellColumns.emplace_back(b.Uuid(Id('c', column.first)), b.Dictionary(column.second));
   const int cells = b.Dictionary(cellColumns);
-  const int direction = b.Register(spec.direction);
+  const int direction = b.Register(layout.direction);
   b.Custom("com.apple.notes.ICTable", {{"crRows", MergeBuilder::Ref(rows)},
                                        {"crColumns", MergeBuilder::Ref(columns)},
                                        {"cellColumns", MergeBuilder::Ref(cells)},
@@ -149,14 +149,14 @@ std::vector<std::string> Cells(const NoteTableCells& table) {
 }
 
 TEST(NoteTable, RowsAndColumnsComeInThePhonesOrder) {
-  TableSpec rtl;
+  TableLayout rtl;
   rtl.rowSlots = {0};
   rtl.columnSlots = {0, 1};
   rtl.cells = {{{0, 0}, "\xD7\x90"}, {{0, 1}, "\xD7\x91"}};
   rtl.direction = "CRTableColumnDirectionRightToLeft";
   const struct {
     const char* what;
-    TableSpec spec;
+    TableLayout layout;
     int rows, columns;
     bool rightToLeft;
     std::vector<std::string> cells;
@@ -184,7 +184,7 @@ TEST(NoteTable, RowsAndColumnsComeInThePhonesOrder) {
   for (const auto& c : cases) {
     NoteTableCells table;
     std::string why;
-    ASSERT_TRUE(Decode(Encode(c.spec), &table, &why)) << c.what << ": " << why;
+    ASSERT_TRUE(Decode(Encode(c.layout), &table, &why)) << c.what << ": " << why;
     EXPECT_EQ(table.rows, c.rows) << c.what;
     EXPECT_EQ(table.columns, c.columns) << c.what;
     EXPECT_EQ(table.rightToLeft, c.rightToLeft) << c.what;
@@ -192,7 +192,7 @@ TEST(NoteTable, RowsAndColumnsComeInThePhonesOrder) {
   }
   NoteTableCells table;
   std::string why;
-  const std::string stored = notefix::Gzip(Encode(cases[0].spec));
+  const std::string stored = notefix::Gzip(Encode(cases[0].layout));
   EXPECT_TRUE(ReadNoteTable(stored, &table, &why)) << why;
   EXPECT_FALSE(ReadNoteTable(stored.substr(0, stored.size() / 2), &table, &why));
 }
@@ -209,7 +209,7 @@ std::string HostileTable(
 TEST(NoteTable, HostileDocumentsAreRefusedWithAReason) {
   std::vector<int> many(600);
   for (int i = 0; i < 600; ++i) many[static_cast<size_t>(i)] = i;
-  TableSpec huge{many, many, {}, {}};
+  TableLayout huge{many, many, {}, {}};
   const struct {
     const char* what;
     std::string bytes;
