@@ -183,7 +183,7 @@ ROWS = [
         ['contacts', '--backup', '{backup}', *OUT_VCF], EXIT_UNREADABLE, 'Manifest.plist'),
     Row('a 2 GiB sparse -wal recorded as empty: refused', make.sparse_wal,
         ['contacts', '--backup', '{backup}', *OUT_VCF], EXIT_UNREADABLE,
-        'larger than the 0 bytes'),
+        'AddressBook.sqlitedb-wal) is larger than the 0 bytes'),
     # Info.plist only adds to what Manifest.plist says: one too deep to read is left aside.
     Row('Info.plist of a million nested arrays: backups', make.deep_info,
         ['backups', '{backup}'], 0, check=lists_the_backup),
@@ -200,9 +200,11 @@ ROWS = [
         ['notes', '--backup', '{backup}', '-f', 'md', '-o', '{out}/'], 0,
         check=one_file_per_note),
     Row('a two-hex folder linked out of the backup is refused', make.hex_folder_out,
-        ['notes', '--backup', '{backup}', *OUT_JSON], EXIT_UNREADABLE, 'link'),
+        ['notes', '--backup', '{backup}', *OUT_JSON], EXIT_UNREADABLE,
+        'is a link leading out of the backup and is refused'),
     Row('a Manifest.db linked out of the backup is refused', make.manifest_db_out,
-        ['contacts', '--backup', '{backup}', *OUT_VCF], EXIT_NOT_A_BACKUP, 'Manifest.db'),
+        ['contacts', '--backup', '{backup}', *OUT_VCF], EXIT_NOT_A_BACKUP,
+        'Manifest.db is a link leading out of the backup and is refused'),
 ]
 
 

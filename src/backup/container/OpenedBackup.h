@@ -92,7 +92,9 @@ class OpenedBackup {
   int DecryptManifest(std::string* message);
   int EnsurePrivate(std::string* message);
   int Copy(const Located& located, int fd, const std::string& what, std::string* message);
-  int Materialise(const Located& located, const std::string& name, const Store& store,
+  // Copies one content into the private folder as `name`; `shown` names it in messages
+  // (the store's domain/relativePath, with "-wal" for its log).
+  int Materialise(const Located& located, const std::string& name, const std::string& shown,
                   std::string* message);
   int OpenInPlace(const Located& content, Store& store, sqlite3** db, std::string* message);
   int OpenCopies(const Located& content, const Located* wal, Store& store, sqlite3** db,
