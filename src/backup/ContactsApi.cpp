@@ -60,7 +60,7 @@ int ExportContacts(const char* path, const char* password, int flags,
   if (result != kVeldrakeBackupOk) return result;
   Delivery delivery{callback, context, CancelGeneration()};
   OpenedBackup backup;
-  result = backup.Open(folder, password, &message);
+  result = backup.Open(folder, password, &message, &warnings);
   sqlite3* book = nullptr;
   if (result == kVeldrakeBackupOk)
     result = backup.OpenStore(kHomeDomain, kBookPath, &book, &message);

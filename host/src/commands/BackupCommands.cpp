@@ -209,6 +209,7 @@ int RunBackupList(const Options& options) {
       status = kExitNotABackup;
     }
   }
+  if (backup.lastMessage()[0] != '\0') Warn(backup.lastMessage(), nullptr);
   return status;
 }
 

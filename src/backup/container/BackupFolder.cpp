@@ -113,7 +113,11 @@ int ReadBackupFacts(const std::string& folder, BackupFacts* out, std::string* me
   }
   TakeManifest(manifest, out);
   InfoValues info;
-  if (ReadInfoPlist(folder + "/Info.plist", &info)) TakeInfo(info, out);
+  const InfoRead read = ReadInfoPlist(folder + "/Info.plist", &info);
+  if (read == InfoRead::kOk) TakeInfo(info, out);
+  if (read != InfoRead::kOk && read != InfoRead::kMissing)
+    out->infoProblem = folder + "/Info.plist is unreadable (" + DescribeInfoRead(read) +
+                       "); Manifest.plist's values are used";
   const prop status = ReadBinaryPlist(folder + "/Status.plist");
   out->complete =
       Text(Member(status, L"SnapshotState")) == "finished" && IsPlainFile(folder + "/Manifest.db");

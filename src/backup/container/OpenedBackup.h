@@ -23,6 +23,7 @@
 #include "Keybag.h"
 #include "PrivateFolder.h"
 #include "SqlGuard.h"
+#include "Warnings.h"
 
 struct sqlite3;
 
@@ -37,8 +38,9 @@ class OpenedBackup {
   OpenedBackup& operator=(const OpenedBackup&) = delete;
 
   // Opens the backup folder `folder` (`password` may be null). A VeldrakeBackupResult,
-  // with *message on failure.
-  int Open(const std::string& folder, const char* password, std::string* message);
+  // with *message on failure. An Info.plist set aside is told through `warnings`, if given.
+  int Open(const std::string& folder, const char* password, std::string* message,
+           const Warnings* warnings = nullptr);
 
   // True when the backup lists the file.
   bool Has(const char* domain, const std::string& relativePath);
