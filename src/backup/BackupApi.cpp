@@ -143,9 +143,7 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupGetData(const char* path, const
     return kVeldrakeBackupInvalidArgument;
   }
   try {
-    Warnings warnings;
-    warnings.callback = warn;
-    warnings.context = warnContext;
+    const Warnings warnings{warn, warnContext};
     const int result = Export(path, password, dataKind, callback, warnings);
     if (result == kVeldrakeBackupOk) tMessage.clear();
     return result;

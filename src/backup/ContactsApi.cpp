@@ -88,9 +88,7 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupGetContacts(
     return kVeldrakeBackupInvalidArgument;
   }
   try {
-    Warnings warnings;
-    warnings.callback = warn;
-    warnings.context = warnContext;
+    const Warnings warnings{warn, warnContext};
     const int result = ExportContacts(path, password, flags, callback, context, warnings);
     if (result == kVeldrakeBackupOk) message.clear();
     return result;

@@ -223,9 +223,7 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupGetNotes(const char* path, cons
     return kVeldrakeBackupInvalidArgument;
   }
   try {
-    Warnings warnings;
-    warnings.callback = warn;
-    warnings.context = warnContext;
+    const Warnings warnings{warn, warnContext};
     const int result = ExportNotes(path, password, options, callback, context, warnings);
     if (result == kVeldrakeBackupOk) LastMessage().clear();
     return result;

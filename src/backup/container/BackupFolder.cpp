@@ -8,6 +8,7 @@
 #include "BPListReader/BPListReader.h"
 #include "FileIo.h"
 #include "InfoPlist.h"
+#include "PlistMember.h"
 #include "prop/mg_gmtime64_s.h"
 #include "prop/prop.h"
 #include "veldrake/Backup.h"
@@ -19,13 +20,6 @@ namespace fs = std::filesystem;
 
 // Manifest.plist carries the installed applications, icons included: a few megabytes.
 constexpr size_t kPlistLimit = 64u << 20;
-
-const prop* Member(const prop& dict, const wchar_t* key) {
-  const auto* entries = dict.dict();
-  if (entries == nullptr) return nullptr;
-  const auto found = entries->find(key);
-  return found == entries->end() ? nullptr : &found->second;
-}
 
 std::string Text(const prop* value) {
   if (value == nullptr) return "";
