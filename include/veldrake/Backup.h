@@ -80,7 +80,9 @@ typedef struct VeldrakeBackupInfo {
 /* Describes the backups at `path`: the folder itself when it is a backup, otherwise each
    backup folder directly inside it, in name order. Fills up to `capacity` entries of
    `out` (null when capacity is 0) and returns how many there are, which may be more than
-   `capacity`; kVeldrakeBackupNotABackup when there is none. */
+   `capacity`; kVeldrakeBackupNotABackup when there is none. After a listing the message
+   names each Info.plist that could not be read, and why (its backup is described from
+   Manifest.plist); it is empty when there was none. */
 VELDRAKE_BACKUP_API int VeldrakeBackupList(const char* path, VeldrakeBackupInfo* out, int capacity);
 
 /* Exports one kind of record (VELDRAKE_BACKUP_CONTACTS or VELDRAKE_BACKUP_NOTES) from the
@@ -103,7 +105,8 @@ VELDRAKE_BACKUP_API void VeldrakeBackupCancel(void);
    Safe from any thread while exports run on others. */
 VELDRAKE_BACKUP_API void VeldrakeBackupRemoveTemporaries(void);
 
-/* The calling thread's message about its last call: one line, empty after a success.
+/* The calling thread's message about its last call: one line, empty after a success
+   (but for VeldrakeBackupList's word on an unreadable Info.plist).
    Valid until that thread's next call into this library. */
 VELDRAKE_BACKUP_API const char* VeldrakeBackupLastMessage(void);
 

@@ -3,7 +3,6 @@
 #include <sqlite3.h>
 
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -81,31 +80,15 @@ void Describe(const BackupFacts& facts, VeldrakeBackupInfo* out) {
   out->complete = facts.complete ? 1 : 0;
 }
 
-// The one backup folder at `path`, or a failure with its message.
-int LocateOne(const std::string& path, std::string* folder) {
-  const std::vector<std::string> found = FindBackups(path);
-  if (found.empty()) {
-    tMessage = "no backup at " + path;
-    return kVeldrakeBackupNotABackup;
-  }
-  if (found.size() > 1) {
-    tMessage = path + " holds " + std::to_string(found.size()) + " backups:";
-    for (const std::string& one : found) tMessage += " " + one;
-    return kVeldrakeBackupSeveral;
-  }
-  *folder = found.front();
-  return kVeldrakeBackupOk;
-}
-
 int Export(const char* path, const char* password, int dataKind, VeldrakeRecordCallback callback,
            const Warnings& warnings) {
   SweepStaleFolders(TemporaryBase());  // what an export killed outright left behind
   std::string folder;
-  const int located = LocateOne(path, &folder);
+  const int located = LocateOneBackup(path, &folder, &tMessage);
   if (located != kVeldrakeBackupOk) return located;
   OpenedBackup backup;
   const ThisExport scope(callback);
-  int result = backup.Open(folder, password, &tMessage);
+  int result = backup.Open(folder, password, &tMessage, &warnings);
   if (result == kVeldrakeBackupOk && dataKind == VELDRAKE_BACKUP_NOTES) {
     result = DeliverBackupNotes(backup, Deliver, warnings, &tMessage);
   } else if (result == kVeldrakeBackupOk) {
@@ -117,23 +100,6 @@ int Export(const char* path, const char* password, int dataKind, VeldrakeRecordC
   result = backup.Explain(result, &tMessage);
   if (result == kVeldrakeBackupStopped) tMessage = "the export was stopped by its callback";
   return result;
-}
-
-// What an exception from below means at the boundary: memory ran out, or a file-system
-// call failed in a way the code above it did not foresee.
-int Failed() {
-  try {
-    throw;
-  } catch (const std::bad_alloc&) {
-    tMessage = "out of memory";
-    return kVeldrakeBackupNoMemory;
-  } catch (const std::exception& error) {
-    tMessage = std::string("the backup cannot be read: ") + error.what();
-    return kVeldrakeBackupStoreUnreadable;
-  } catch (...) {
-    tMessage = "the backup cannot be read";
-    return kVeldrakeBackupStoreUnreadable;
-  }
 }
 
 }  // namespace
@@ -156,10 +122,12 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupList(const char* path, Veldrake
       std::string ignored;  // an unfinished or damaged backup is listed as such
       ReadBackupFacts(found[i], &facts, &ignored);
       Describe(facts, &out[i]);
+      if (!facts.infoProblem.empty())
+        tMessage += (tMessage.empty() ? "" : "; ") + facts.infoProblem;
     }
     return static_cast<int>(found.size());
   } catch (...) {
-    return Failed();
+    return FailedWith(&tMessage);
   }
 }
 
@@ -175,14 +143,12 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupGetData(const char* path, const
     return kVeldrakeBackupInvalidArgument;
   }
   try {
-    Warnings warnings;
-    warnings.callback = warn;
-    warnings.context = warnContext;
+    const Warnings warnings{warn, warnContext};
     const int result = Export(path, password, dataKind, callback, warnings);
     if (result == kVeldrakeBackupOk) tMessage.clear();
     return result;
   } catch (...) {
-    return Failed();
+    return FailedWith(&tMessage);
   }
 }
 

@@ -60,7 +60,7 @@ int ExportContacts(const char* path, const char* password, int flags,
   if (result != kVeldrakeBackupOk) return result;
   Delivery delivery{callback, context, CancelGeneration()};
   OpenedBackup backup;
-  result = backup.Open(folder, password, &message);
+  result = backup.Open(folder, password, &message, &warnings);
   sqlite3* book = nullptr;
   if (result == kVeldrakeBackupOk)
     result = backup.OpenStore(kHomeDomain, kBookPath, &book, &message);
@@ -88,9 +88,7 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupGetContacts(
     return kVeldrakeBackupInvalidArgument;
   }
   try {
-    Warnings warnings;
-    warnings.callback = warn;
-    warnings.context = warnContext;
+    const Warnings warnings{warn, warnContext};
     const int result = ExportContacts(path, password, flags, callback, context, warnings);
     if (result == kVeldrakeBackupOk) message.clear();
     return result;

@@ -115,11 +115,12 @@ struct DbCloser {
   void operator()(sqlite3* db) const { sqlite3_close(db); }
 };
 
-int OpenNotes(const char* path, const char* password, OpenedBackup* backup, sqlite3** db) {
+int OpenNotes(const char* path, const char* password, OpenedBackup* backup, sqlite3** db,
+              const Warnings* warnings) {
   std::string& message = LastMessage();
   std::string folder;
   int result = LocateOneBackup(path, &folder, &message);
-  if (result == kVeldrakeBackupOk) result = backup->Open(folder, password, &message);
+  if (result == kVeldrakeBackupOk) result = backup->Open(folder, password, &message, warnings);
   if (result != kVeldrakeBackupOk) return result;
   if (!backup->Has(kNotesDomain, kStorePath)) {
     message = backup->Has(kLegacyDomain, kLegacyPath)
@@ -145,7 +146,7 @@ int ExportNotes(const char* path, const char* password, const VeldrakeNoteOption
   }
   OpenedBackup backup;
   sqlite3* raw = nullptr;
-  int result = OpenNotes(path, password, &backup, &raw);
+  int result = OpenNotes(path, password, &backup, &raw, &warnings);
   std::unique_ptr<sqlite3, DbCloser> db(raw);
   if (result != kVeldrakeBackupOk) return backup.Explain(result, &LastMessage());
   const MediaFiles files = NotesMediaFiles(backup);
@@ -222,9 +223,7 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupGetNotes(const char* path, cons
     return kVeldrakeBackupInvalidArgument;
   }
   try {
-    Warnings warnings;
-    warnings.callback = warn;
-    warnings.context = warnContext;
+    const Warnings warnings{warn, warnContext};
     const int result = ExportNotes(path, password, options, callback, context, warnings);
     if (result == kVeldrakeBackupOk) LastMessage().clear();
     return result;

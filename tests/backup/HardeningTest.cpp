@@ -318,26 +318,40 @@ TEST(ContentCopyTest, LinksAndOtherFilesAreNotOpened) {
   fs::create_directory(outside.path() + "/cd");
   std::ofstream(outside.path() + "/cd/" + id) << "outside";
   std::ofstream(outside.path() + "/Manifest.db") << "outside";
+  const std::string kOut = " is a link leading out of the backup and is refused";
+  const std::string kIn = " is a link and is refused";
   const struct {
     const char* what;
     std::function<void(const std::string&)> make;
+    std::string refused;  // what ContentLinkRefusal says after the path: "" for none
+    std::string linked;   // the path it names, below the backup folder
   } table[] = {
       {"two-hex folder is a link",
        [&](const std::string& b) {
          fs::create_directory_symlink(outside.path() + "/cd", b + "/cd");
-       }},
+       },
+       kOut, "/cd"},
       {"content is a link",
        [&](const std::string& b) {
          fs::create_directory(b + "/cd");
          fs::create_symlink(outside.path() + "/cd/" + id, b + "/cd/" + id);
-       }},
+       },
+       kOut, "/cd/" + id},
+      {"content is a link to a file of the backup",
+       [&](const std::string& b) {
+         fs::create_directory(b + "/cd");
+         std::ofstream(b + "/Info.plist") << "inside";
+         fs::create_symlink(b + "/Info.plist", b + "/cd/" + id);
+       },
+       kIn, "/cd/" + id},
       {"content is a FIFO",
        [&](const std::string& b) {
          fs::create_directory(b + "/cd");
          mkfifo((b + "/cd/" + id).c_str(), 0600);
-       }},
+       },
+       "", ""},
       {"content is a folder",
-       [&](const std::string& b) { fs::create_directories(b + "/cd/" + id); }},
+       [&](const std::string& b) { fs::create_directories(b + "/cd/" + id); }, "", ""},
   };
   int n = 0;
   for (const auto& row : table) {
@@ -345,11 +359,14 @@ TEST(ContentCopyTest, LinksAndOtherFilesAreNotOpened) {
     fs::create_directory(b);
     row.make(b);
     EXPECT_EQ(OpenContent(b, id), -1) << row.what;
+    EXPECT_EQ(ContentLinkRefusal(b, id), row.refused.empty() ? "" : b + row.linked + row.refused)
+        << row.what;
   }
   const std::string b = backup.path() + "/top";
   fs::create_directory(b);
   fs::create_symlink(outside.path() + "/Manifest.db", b + "/Manifest.db");
   EXPECT_EQ(OpenTopFile(b, "Manifest.db"), -1);
+  EXPECT_EQ(LinkRefusal(b, "Manifest.db"), b + "/Manifest.db" + kOut);
 }
 
 // --- One opened backup, several stores and copies ---

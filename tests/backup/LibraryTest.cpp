@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -45,6 +46,12 @@ std::map<std::string, std::string> Snapshot(const std::string& dir) {
         std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   }
   return files;
+}
+
+std::string Repeat(const std::string& text, int times) {
+  std::string out;
+  for (int i = 0; i < times; ++i) out += text;
+  return out;
 }
 
 const std::string kBook =
@@ -173,6 +180,63 @@ TEST_F(LibraryTest, ListsBackupsAndRefusesToGuessAmongSeveral) {
   EXPECT_EQ(VeldrakeBackupGetData((dir.path() + "/AAA").c_str(), nullptr, VELDRAKE_BACKUP_NOTES,
                                   Collect, nullptr, nullptr),
             kVeldrakeBackupStoreMissing);
+}
+
+std::vector<std::string> gWarnings;
+void CollectWarning(const char* message, void*) {
+  gWarnings.emplace_back(message);
+}
+
+// Info.plist only adds to Manifest.plist's values: one that cannot be read is set aside,
+// named once with its reason by the listing's message and by an export's warnings.
+TEST_F(LibraryTest, AnInfoPlistSetAsideIsNamedWithItsReason) {
+  ASSERT_TRUE(MakeBackup(tmp.path(), "{" + kBook + "}"));
+  const std::string info = tmp.path() + "/" + kUdid + "/Info.plist";
+  std::ifstream in(info, std::ios::binary);
+  const std::string phones((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  ASSERT_NE(phones.find("<dict>"), std::string::npos);
+  const auto write = [&](const std::string& text) { std::ofstream(info) << text; };
+  const struct {
+    const char* what;
+    std::function<void()> make;
+    const char* reason;  // "" when nothing is said
+  } table[] = {
+      {"a phone's own", [&] { write(phones); }, ""},
+      {"none", [] {}, ""},
+      {"65 levels deep",
+       [&] { write("<plist>" + Repeat("<array>", 65) + Repeat("</array>", 65) + "</plist>"); },
+       "(nested too deep)"},
+      {"cut in half", [&] { write(phones.substr(0, phones.size() / 2)); }, "(damaged"},
+      {"a link out", [&] { fs::create_symlink(tmp.path() + "/elsewhere", info); },
+       "(not a plain file"},
+      {"a folder", [&] { fs::create_directory(info); }, "(not a plain file"},
+      {"16 MiB and a byte",
+       [&] {
+         write("");
+         fs::resize_file(info, (16u << 20) + 1);
+       },
+       "(larger than any phone's)"},
+  };
+  std::ofstream(tmp.path() + "/elsewhere") << phones;
+  for (const auto& row : table) {
+    fs::remove_all(info);
+    row.make();
+    const std::string said = *row.reason ? info + " is unreadable " + row.reason : "";
+    VeldrakeBackupInfo listed;
+    ASSERT_EQ(VeldrakeBackupList(tmp.path().c_str(), &listed, 1), 1) << row.what;
+    EXPECT_STREQ(listed.udid, kUdid) << row.what;
+    const std::string message = VeldrakeBackupLastMessage();
+    EXPECT_EQ(message.substr(0, said.size()), said) << row.what;
+    EXPECT_EQ(message.empty(), said.empty()) << row.what << ": " << message;
+    gWarnings.clear();
+    EXPECT_EQ(VeldrakeBackupGetData(tmp.path().c_str(), nullptr, VELDRAKE_BACKUP_CONTACTS, Collect,
+                                    CollectWarning, nullptr),
+              0)
+        << row.what;
+    EXPECT_EQ(gWarnings,
+              said.empty() ? std::vector<std::string>{} : std::vector<std::string>{message})
+        << row.what;
+  }
 }
 
 int Terminate(void*) {

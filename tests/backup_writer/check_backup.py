@@ -228,9 +228,10 @@ def png(width, height, seed):
 
 
 class PhotosGroupsAccountsTest(BackupCase):
-    """PHOTO (3.0 base64 folded, 4.0 data: URI), X-ABCROP-RECTANGLE, CATEGORIES and
-    X-VELDRAKE-ACCOUNT, as the phone's two address book databases keep them."""
-    FIRST, SECOND = png(4, 3, 1), png(9, 9, 7)
+    """PHOTO (3.0 base64 folded, 4.0 data: URI), X-ABCROP-RECTANGLE (a line of its own, or
+    a parameter of PHOTO as phones write it), CATEGORIES and X-VELDRAKE-ACCOUNT, as the
+    phone's two address book databases keep them."""
+    FIRST, SECOND, THIRD = png(4, 3, 1), png(9, 9, 7), png(6, 6, 3)
 
     def setUp(self):
         super().setUp()
@@ -244,6 +245,9 @@ class PhotosGroupsAccountsTest(BackupCase):
             base64.b64encode(self.SECOND).decode() + "\r\nCATEGORIES:Friends,Friends\r\n"
             "X-VELDRAKE-ACCOUNT;TYPE=google:bo@gmail.com\r\nEND:VCARD\r\n",
             "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Three;Cy;;;\r\nEND:VCARD\r\n",
+            "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Four;Di;;;\r\nPHOTO;ENCODING=b;TYPE=PNG;"
+            "X-ABCROP-RECTANGLE=ABClipRect_1&2&1&5&5&aGFzaA==:" +
+            base64.b64encode(self.THIRD).decode() + "\r\nEND:VCARD\r\n",
         ]
         with open(self.vcf, "w", encoding="utf-8", newline="") as f:
             f.write("".join(cards))
@@ -254,15 +258,16 @@ class PhotosGroupsAccountsTest(BackupCase):
                             " ORDER BY s.ROWID").fetchall()
         self.assertEqual(stores, [(1, "Local", 0, 0), (2, "iCloud", 4, 1), (3, "bo@gmail.com", 4, 1)])
         people = db.execute("SELECT ROWID, StoreID FROM ABPerson ORDER BY ROWID").fetchall()
-        self.assertEqual(people, [(1, 2), (2, 3), (3, 1)])
+        self.assertEqual(people, [(1, 2), (2, 3), (3, 1), (4, 1)])
         members = db.execute("SELECT g.Name, g.StoreID, m.member_type, m.member_id FROM ABGroupMembers m"
                              " JOIN ABGroup g ON g.ROWID = m.group_id ORDER BY g.Name, m.member_id")
         self.assertEqual(members.fetchall(), [("Friends", 2, 0, 1), ("Friends", 2, 0, 2),
                                               ("Work,Team", 2, 0, 1)])
 
     def check_images(self, db):
-        full = db.execute("SELECT record_id, crop_x, crop_y, crop_width, data FROM ABFullSizeImage")
-        self.assertEqual(full.fetchall(), [(1, 1, 0, 3, self.FIRST)])
+        full = db.execute("SELECT record_id, crop_x, crop_y, crop_width, data FROM ABFullSizeImage"
+                          " ORDER BY record_id")
+        self.assertEqual(full.fetchall(), [(1, 1, 0, 3, self.FIRST), (4, 2, 1, 5, self.THIRD)])
         thumbs = db.execute("SELECT record_id, format, data FROM ABThumbnailImage").fetchall()
         self.assertEqual(thumbs, [(2, 0, self.SECOND)])
         self.assertEqual(db.execute("PRAGMA journal_mode").fetchone()[0], "wal")

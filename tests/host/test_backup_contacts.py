@@ -141,6 +141,22 @@ class BackupContacts(unittest.TestCase):
                         self.assert_photo(name, base64.b64decode(person['photo']['data']))
                     self.assertRegex(person['created'], r'^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$')
 
+    def test_own_export_read_back_by_the_emulator_gives_the_same_cards(self):
+        # The crop rides on the PHOTO line as a parameter; losing it changes the second export.
+        for fmt in ('vcf', 'vcf4'):
+            with self.subTest(fmt=fmt):
+                first = self.run_ok('--backup', self.plain, '--format', fmt).stdout
+                self.assertIn(';X-ABCROP-RECTANGLE=', first)
+                source = os.path.join(self.folder, 'again-%s.vcf' % fmt)
+                with open(source, 'w', newline='') as out:
+                    out.write(first)
+                again = os.path.join(self.folder, 'again-' + fmt)
+                subprocess.run([hosttest.DEVICESIM, '--contacts', source, '--write-backup', again,
+                                *FAST_KEYS], check=True, capture_output=True,
+                               env=hosttest.ENV, timeout=hosttest.TIMEOUT)
+                second = self.run_ok('--backup', again, '--format', fmt).stdout
+                self.assertEqual(without_rev(second), without_rev(first))
+
     def test_import_tables_name_groups_and_accounts(self):
         google = list(csv.DictReader(io.StringIO(self.run_ok(
             '--backup', self.plain, '--format', 'google-csv').stdout, newline='')))
@@ -218,6 +234,11 @@ class BackupContacts(unittest.TestCase):
                 for line in lines:
                     self.assertIn(line, run.stdout)
                 self.assertNotIn('usbmux', run.stdout)
+
+
+def without_rev(text):
+    """The cards without REV: a backup written later dates its people anew."""
+    return [line for line in text.split('\r\n') if not line.startswith('REV:')]
 
 
 def vobject_cards(text):

@@ -221,6 +221,14 @@ def deep_info(work):
     return folder
 
 
+def damaged_info(work):
+    """Info.plist cut off in the middle of its dictionary."""
+    folder = write_valid(work)
+    with open(os.path.join(folder, 'Info.plist'), 'r+b') as info:
+        info.truncate(len(info.read()) // 2)
+    return folder
+
+
 def escaped_name(work):
     """The device name carries terminal escapes (C0, C1 and DEL) in both property lists;
     in Info.plist's XML as raw characters, since plistlib would refuse to write them."""

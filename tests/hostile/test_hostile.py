@@ -129,11 +129,13 @@ def one_file_per_note(test, case, run):
 def only(*names):
     def check(test, case, run):
         test.assertEqual(sorted(os.listdir(case.out)), sorted(names))
+        test.assertLessEqual(run.stderr.count('Info.plist'), 1, run.stderr)
     return check
 
 
 def lists_the_backup(test, case, run):
     test.assertIn(make.UDID, run.stdout)
+    test.assertEqual(run.stderr.count('Info.plist'), 1, run.stderr)
 
 
 def plain(work):
@@ -144,6 +146,8 @@ def locked(work):
     return make.encrypted(work, os.path.join(os.path.dirname(work), 'password'))
 
 
+DEEP_INFO = 'Info.plist is unreadable (nested too deep)'
+DAMAGED_INFO = 'Info.plist is unreadable (damaged'
 OUT_VCF = ['-o', '{out}/book.vcf']
 OUT_JSON = ['-f', 'json', '-o', '{out}/notes.json']
 ROWS = [
@@ -183,12 +187,17 @@ ROWS = [
         ['contacts', '--backup', '{backup}', *OUT_VCF], EXIT_UNREADABLE, 'Manifest.plist'),
     Row('a 2 GiB sparse -wal recorded as empty: refused', make.sparse_wal,
         ['contacts', '--backup', '{backup}', *OUT_VCF], EXIT_UNREADABLE,
-        'larger than the 0 bytes'),
-    # Info.plist only adds to what Manifest.plist says: one too deep to read is left aside.
+        'AddressBook.sqlitedb-wal) is larger than the 0 bytes'),
+    # Info.plist only adds to what Manifest.plist says: one that cannot be read is left
+    # aside with one warning.
     Row('Info.plist of a million nested arrays: backups', make.deep_info,
-        ['backups', '{backup}'], 0, check=lists_the_backup),
+        ['backups', '{backup}'], 0, DEEP_INFO, check=lists_the_backup),
     Row('Info.plist of a million nested arrays: an export', make.deep_info,
-        ['contacts', '--backup', '{backup}', *OUT_VCF], 0, check=only('book.vcf')),
+        ['contacts', '--backup', '{backup}', *OUT_VCF], 0, DEEP_INFO, check=only('book.vcf')),
+    Row('Info.plist cut in half: backups', make.damaged_info, ['backups', '{backup}'], 0,
+        DAMAGED_INFO, check=lists_the_backup),
+    Row('Info.plist cut in half: notes', make.damaged_info,
+        ['notes', '--backup', '{backup}', *OUT_JSON], 0, DAMAGED_INFO, check=only('notes.json')),
     Row('a device name with terminal escapes is printed replaced', make.escaped_name,
         ['backups', '{backup}'], 0, check=no_terminal_controls),
     Row('backups on an unreadable backup fails', make.unreadable_manifest,
@@ -200,9 +209,11 @@ ROWS = [
         ['notes', '--backup', '{backup}', '-f', 'md', '-o', '{out}/'], 0,
         check=one_file_per_note),
     Row('a two-hex folder linked out of the backup is refused', make.hex_folder_out,
-        ['notes', '--backup', '{backup}', *OUT_JSON], EXIT_UNREADABLE, 'link'),
+        ['notes', '--backup', '{backup}', *OUT_JSON], EXIT_UNREADABLE,
+        'is a link leading out of the backup and is refused'),
     Row('a Manifest.db linked out of the backup is refused', make.manifest_db_out,
-        ['contacts', '--backup', '{backup}', *OUT_VCF], EXIT_NOT_A_BACKUP, 'Manifest.db'),
+        ['contacts', '--backup', '{backup}', *OUT_VCF], EXIT_NOT_A_BACKUP,
+        'Manifest.db is a link leading out of the backup and is refused'),
 ]
 
 

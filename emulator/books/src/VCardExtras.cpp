@@ -11,6 +11,7 @@ namespace {
 
 constexpr const char* kAccountKinds[] = {"local", "icloud", "exchange", "google", "carddav"};
 constexpr const char kCropPrefix[] = "ABClipRect_1&";
+constexpr const char kCropParameter[] = "X-ABCROP-RECTANGLE";
 
 int Sextet(char c) {
   if (c >= 'A' && c <= 'Z') return c - 'A';
@@ -72,11 +73,14 @@ bool TakeAccount(const CardProperty& p, Person* person, std::string* error) {
 }
 
 // A photo that is no valid base64 (found in the wild, cut short) is passed over, as a
-// phone importing the card passes it over: the person still comes.
+// phone importing the card passes it over: the person still comes. Phones (and our own
+// export) write the crop as a parameter of the PHOTO line; older cards give it a line of
+// its own, read below.
 void TakePhoto(const CardProperty& p, Person* person) {
   std::string base64 = p.encoded;
   if (base64.empty() && !DataUri(Trim(p.value), &base64)) return;  // a link
   if (!DecodeBase64(base64, &person->photo)) person->photo.clear();
+  if (!person->photo.empty()) ReadCrop(p.param(kCropParameter), person);
 }
 
 }  // namespace
@@ -114,7 +118,7 @@ bool ReadCardExtras(const std::vector<CardProperty>& props, Person* person, int*
     *line = p.line;
     if (p.name == "PHOTO" && person->photo.empty()) TakePhoto(p, person);
     if (p.name == "X-VELDRAKE-ACCOUNT" && !TakeAccount(p, person, error)) return false;
-    if (p.name == "X-ABCROP-RECTANGLE") ReadCrop(Trim(p.text()), person);
+    if (p.name == kCropParameter) ReadCrop(Trim(p.text()), person);
     if (p.name == "CATEGORIES") AddGroups(p, person);
   }
   return true;

@@ -1,7 +1,7 @@
 // Extras: what a card says beyond the records the sync conversation carries, kept for the
 // backup the emulator writes: the photo (PHOTO as vCard 3.0 base64 or a vCard 4.0 data:
-// URI, X-ABCROP-RECTANGLE), the groups (CATEGORIES) and the account
-// (X-VELDRAKE-ACCOUNT;TYPE=kind:name).
+// URI, X-ABCROP-RECTANGLE as a parameter of PHOTO or a line of its own), the groups (CATEGORIES)
+// and the account (X-VELDRAKE-ACCOUNT;TYPE=kind:name).
 #ifndef DEVICESIM_SRC_VCARDEXTRAS_H_
 #define DEVICESIM_SRC_VCARDEXTRAS_H_
 

@@ -35,18 +35,15 @@ std::string Shown(const char* text, const char* empty = "") {
   return safe.empty() ? empty : safe;
 }
 
-void Warn(const char* message, void*) {
-  Say("warning: " + Shown(message));
-}
-
 // GetData's shape over VeldrakeBackupGetData, so that the Exporter drives both alike.
 int BackupGetData(int kind, void*, void* device, void* callback) {
   const BackupSource& source = *static_cast<const BackupSource*>(device);
   if (kind == kVeldrakeContacts && source.library->getContacts != nullptr)
     return source.library->getContacts(source.path, source.password, source.flags,
-                                       Exporter::OnContact, nullptr, Warn, nullptr);
+                                       Exporter::OnContact, nullptr, SayBackupWarning, nullptr);
   return source.library->getData(source.path, source.password, kind,
-                                 reinterpret_cast<VeldrakeRecordCallback>(callback), Warn, nullptr);
+                                 reinterpret_cast<VeldrakeRecordCallback>(callback),
+                                 SayBackupWarning, nullptr);
 }
 
 int NothingToClose() {
@@ -209,6 +206,7 @@ int RunBackupList(const Options& options) {
       status = kExitNotABackup;
     }
   }
+  if (backup.lastMessage()[0] != '\0') SayBackupWarning(backup.lastMessage(), nullptr);
   return status;
 }
 

@@ -3,7 +3,6 @@
 
 #include "Messages.h"
 #include "NotePasswords.h"
-#include "SafeText.h"
 #include "Signals.h"
 
 namespace host {
@@ -16,11 +15,6 @@ struct Run {
   Output* output;
   NotesRun outcome;
 };
-
-// A line of the backup's, shown without its control characters.
-void Warn(const char* message, void*) {
-  Say("warning: " + SafeText(message, '?', Separators::kKept));
-}
 
 int OnNote(const VeldrakeNote* note, void* context) {
   Run& run = *static_cast<Run*>(context);
@@ -54,7 +48,7 @@ NotesRun ExportBackupNotes(const Options& options, const BackupLibrary& backup,
   Cancellable cancellable;
   run.outcome.result =
       backup.getNotes(options.backup.c_str(), password.empty() ? nullptr : password.c_str(),
-                      &noteOptions, OnNote, &run, Warn, nullptr);
+                      &noteOptions, OnNote, &run, SayBackupWarning, nullptr);
   return run.outcome;
 }
 

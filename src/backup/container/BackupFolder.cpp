@@ -1,14 +1,14 @@
 // The backup folder and its three property lists.
 #include "BackupFolder.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include "BPListReader/BPListReader.h"
+#include "FileIo.h"
 #include "InfoPlist.h"
+#include "PlistMember.h"
 #include "prop/mg_gmtime64_s.h"
 #include "prop/prop.h"
 #include "veldrake/Backup.h"
@@ -20,19 +20,6 @@ namespace fs = std::filesystem;
 
 // Manifest.plist carries the installed applications, icons included: a few megabytes.
 constexpr size_t kPlistLimit = 64u << 20;
-
-// Not through a link at the last step: a backup's plists and Manifest.db are its own.
-bool IsRegularFile(const std::string& path) {
-  struct stat st;
-  return lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
-const prop* Member(const prop& dict, const wchar_t* key) {
-  const auto* entries = dict.dict();
-  if (entries == nullptr) return nullptr;
-  const auto found = entries->find(key);
-  return found == entries->end() ? nullptr : &found->second;
-}
 
 std::string Text(const prop* value) {
   if (value == nullptr) return "";
@@ -86,7 +73,7 @@ void TakeInfo(const InfoValues& info, BackupFacts* out) {
 
 bool ReadSmallFile(const std::string& path, size_t limit, std::string* out) {
   std::error_code error;
-  if (!IsRegularFile(path)) return false;
+  if (!IsPlainFile(path)) return false;
   const uintmax_t size = fs::file_size(path, error);
   if (error || size > limit) return false;
   std::ifstream in(path, std::ios::binary);
@@ -96,7 +83,7 @@ bool ReadSmallFile(const std::string& path, size_t limit, std::string* out) {
 }
 
 bool IsBackupFolder(const std::string& folder) {
-  return IsRegularFile(folder + "/Manifest.plist");
+  return IsPlainFile(folder + "/Manifest.plist");
 }
 
 std::vector<std::string> FindBackups(const std::string& path) {
@@ -120,12 +107,18 @@ int ReadBackupFacts(const std::string& folder, BackupFacts* out, std::string* me
   }
   TakeManifest(manifest, out);
   InfoValues info;
-  if (ReadInfoPlist(folder + "/Info.plist", &info)) TakeInfo(info, out);
+  const InfoRead read = ReadInfoPlist(folder + "/Info.plist", &info);
+  if (read == InfoRead::kOk) TakeInfo(info, out);
+  if (read != InfoRead::kOk && read != InfoRead::kMissing)
+    out->infoProblem = folder + "/Info.plist is unreadable (" + DescribeInfoRead(read) +
+                       "); Manifest.plist's values are used";
   const prop status = ReadBinaryPlist(folder + "/Status.plist");
-  out->complete = Text(Member(status, L"SnapshotState")) == "finished" &&
-                  IsRegularFile(folder + "/Manifest.db");
+  out->complete =
+      Text(Member(status, L"SnapshotState")) == "finished" && IsPlainFile(folder + "/Manifest.db");
   if (!out->complete) {
-    *message = folder + " holds an unfinished backup (Status.plist or Manifest.db)";
+    *message = LinkRefusal(folder, "Manifest.db");
+    if (message->empty())
+      *message = folder + " holds an unfinished backup (Status.plist or Manifest.db)";
     return kVeldrakeBackupNotABackup;
   }
   return kVeldrakeBackupOk;

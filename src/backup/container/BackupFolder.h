@@ -24,6 +24,7 @@ struct BackupFacts {
   bool complete = false;
   std::string keybag;       // BackupKeyBag, encrypted backups
   std::string manifestKey;  // ManifestKey, encrypted backups of iOS 10.2 and later
+  std::string infoProblem;  // why Info.plist was set aside; "" when read or absent
 };
 
 // True when `folder` holds a Manifest.plist.

@@ -79,6 +79,13 @@ int OpenContent(const std::string& folder, const std::string& fileId) {
   return sub.get() < 0 ? -1 : OpenRegularAt(sub.get(), fileId.c_str());
 }
 
+std::string ContentLinkRefusal(const std::string& folder, const std::string& fileId) {
+  if (fileId.size() <= kFolderDigits) return "";
+  const std::string twoHex = fileId.substr(0, kFolderDigits);
+  const std::string refusal = LinkRefusal(folder, twoHex);
+  return refusal.empty() ? LinkRefusal(folder, twoHex + "/" + fileId) : refusal;
+}
+
 bool HasRoomFor(int fd, int64_t bytes, int64_t* left) {
   struct stat st;
   struct statvfs fs;

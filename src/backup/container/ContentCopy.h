@@ -25,6 +25,9 @@ int OpenTopFile(const std::string& folder, const char* name);
 // Opens the content of `fileId` (40 hex digits), `folder`/<its first two>/`fileId`, the
 // same way. -1 otherwise.
 int OpenContent(const std::string& folder, const std::string& fileId);
+// Why OpenContent refuses a content reached through a link (its two-hex folder or the
+// file itself); "" when neither is one.
+std::string ContentLinkRefusal(const std::string& folder, const std::string& fileId);
 
 enum class Copied { kOk, kCannotRead, kCannotWrite, kDamaged, kTooLarge, kNoSpace };
 

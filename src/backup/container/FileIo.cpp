@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 
 namespace veldrake::backup {
 
@@ -45,6 +47,25 @@ ssize_t ReadFull(int fd, void* data, size_t size) {
 bool IsPlainFile(const std::string& path) {
   struct stat st;
   return lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+namespace {
+
+std::string Resolved(const std::string& path) {
+  char resolved[PATH_MAX];
+  return realpath(path.c_str(), resolved) != nullptr ? resolved : "";
+}
+
+}  // namespace
+
+std::string LinkRefusal(const std::string& folder, const std::string& relative) {
+  const std::string path = folder + "/" + relative;
+  struct stat st;
+  if (lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return "";
+  const std::string root = Resolved(folder) + "/", target = Resolved(path);
+  const bool inside = root.size() > 1 && target.compare(0, root.size(), root) == 0;
+  return path + (inside ? " is a link and is refused"
+                        : " is a link leading out of the backup and is refused");
 }
 
 }  // namespace veldrake::backup

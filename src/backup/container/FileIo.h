@@ -35,6 +35,10 @@ ssize_t ReadFull(int fd, void* data, size_t size);
 // True when `path` is a regular file, not reached through a symbolic link at its last step.
 bool IsPlainFile(const std::string& path);
 
+// Why `folder`/`relative` is refused when it is a symbolic link (a phone writes none, and
+// one may lead anywhere on this computer): "" when it is none.
+std::string LinkRefusal(const std::string& folder, const std::string& relative);
+
 }  // namespace veldrake::backup
 
 #endif  // VELDRAKE_BACKUP_FILEIO_H_

@@ -6,6 +6,7 @@
 
 #include "BPListReader/BPListReader.h"
 #include "Crypto.h"
+#include "PlistMember.h"
 #include "prop/prop.h"
 
 namespace veldrake::backup {
@@ -13,13 +14,6 @@ namespace {
 
 // NS.data of an EncryptionKey: the class, little-endian, then the wrapped key.
 constexpr size_t kClassBytes = 4;
-
-const prop* Member(const prop& dict, const wchar_t* key) {
-  const auto* entries = dict.dict();
-  if (entries == nullptr) return nullptr;
-  const auto found = entries->find(key);
-  return found == entries->end() ? nullptr : &found->second;
-}
 
 // The object a UID member of `dict` points to in `objects`; null when there is none.
 const prop* Deref(const prop& dict, const wchar_t* key, const std::vector<prop>& objects) {

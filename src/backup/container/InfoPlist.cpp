@@ -2,7 +2,9 @@
 #include "InfoPlist.h"
 
 #include <plist/plist.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 #include <memory>
 
@@ -61,15 +63,19 @@ std::string Either(plist_t dict, const char* key, const char* other) {
 
 }  // namespace
 
-bool ReadInfoPlist(const std::string& path, InfoValues* out) {
+InfoRead ReadInfoPlist(const std::string& path, InfoValues* out) {
+  struct stat st;
+  if (lstat(path.c_str(), &st) != 0)
+    return errno == ENOENT ? InfoRead::kMissing : InfoRead::kNotAFile;
+  if (!S_ISREG(st.st_mode)) return InfoRead::kNotAFile;
+  if (static_cast<uintmax_t>(st.st_size) > kInfoLimit) return InfoRead::kTooLarge;
   std::string xml;
-  if (!ReadSmallFile(path, kInfoLimit, &xml) || xml.size() > UINT32_MAX ||
-      !NestsWithin(xml, kMaxNesting))
-    return false;
+  if (!ReadSmallFile(path, kInfoLimit, &xml)) return InfoRead::kNotAFile;
+  if (!NestsWithin(xml, kMaxNesting)) return InfoRead::kTooDeep;
   plist_t raw = nullptr;
   plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &raw);
   std::unique_ptr<void, PlistFree> root(raw);
-  if (!root || plist_get_node_type(raw) != PLIST_DICT) return false;
+  if (!root || plist_get_node_type(raw) != PLIST_DICT) return InfoRead::kDamaged;
   out->udid = Either(raw, "Unique Identifier", "Target Identifier");
   out->name = Either(raw, "Device Name", "Display Name");
   out->version = String(raw, "Product Version");
@@ -79,7 +85,22 @@ bool ReadInfoPlist(const std::string& path, InfoValues* out) {
     plist_get_date_val(date, &seconds, &micros);
     out->date = static_cast<int64_t>(seconds) + static_cast<int64_t>(kSecondsFrom1970To2001);
   }
-  return true;
+  return InfoRead::kOk;
+}
+
+const char* DescribeInfoRead(InfoRead read) {
+  switch (read) {
+    case InfoRead::kNotAFile:
+      return "not a plain file (a link, a folder or unreadable)";
+    case InfoRead::kTooLarge:
+      return "larger than any phone's";
+    case InfoRead::kTooDeep:
+      return "nested too deep";
+    case InfoRead::kDamaged:
+      return "damaged: no XML property list of a dictionary";
+    default:
+      return "";
+  }
 }
 
 }  // namespace veldrake::backup

@@ -15,9 +15,15 @@ struct InfoValues {
   int64_t date = -1;  // "Last Backup Date", seconds since 1970
 };
 
-// False when the file is missing, a link, too large, nested deeper than any phone's, or
-// no XML property list of a dictionary.
-bool ReadInfoPlist(const std::string& path, InfoValues* out);
+// How reading Info.plist went: read, missing, or set aside for a reason.
+enum class InfoRead { kOk, kMissing, kNotAFile, kTooLarge, kTooDeep, kDamaged };
+
+// Fills *out when the file is a plain XML property list of a dictionary, not nested
+// deeper than any phone's.
+InfoRead ReadInfoPlist(const std::string& path, InfoValues* out);
+
+// Why Info.plist was set aside, in words ("nested too deep"); "" for kOk and kMissing.
+const char* DescribeInfoRead(InfoRead read);
 
 }  // namespace veldrake::backup
 

@@ -83,9 +83,11 @@ OpenedBackup::~OpenedBackup() {
   sqlite3_close(manifest_);
 }
 
-int OpenedBackup::Open(const std::string& folder, const char* password, std::string* message) {
+int OpenedBackup::Open(const std::string& folder, const char* password, std::string* message,
+                       const Warnings* warnings) {
   const int read = ReadBackupFacts(folder, &facts_, message);
   if (read != kVeldrakeBackupOk) return read;
+  if (warnings != nullptr && !facts_.infoProblem.empty()) warnings->Say(facts_.infoProblem);
   return OpenManifest(password, message);
 }
 

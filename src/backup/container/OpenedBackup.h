@@ -23,6 +23,7 @@
 #include "Keybag.h"
 #include "PrivateFolder.h"
 #include "SqlGuard.h"
+#include "Warnings.h"
 
 struct sqlite3;
 
@@ -37,8 +38,9 @@ class OpenedBackup {
   OpenedBackup& operator=(const OpenedBackup&) = delete;
 
   // Opens the backup folder `folder` (`password` may be null). A VeldrakeBackupResult,
-  // with *message on failure.
-  int Open(const std::string& folder, const char* password, std::string* message);
+  // with *message on failure. An Info.plist set aside is told through `warnings`, if given.
+  int Open(const std::string& folder, const char* password, std::string* message,
+           const Warnings* warnings = nullptr);
 
   // True when the backup lists the file.
   bool Has(const char* domain, const std::string& relativePath);
@@ -92,7 +94,9 @@ class OpenedBackup {
   int DecryptManifest(std::string* message);
   int EnsurePrivate(std::string* message);
   int Copy(const Located& located, int fd, const std::string& what, std::string* message);
-  int Materialise(const Located& located, const std::string& name, const Store& store,
+  // Copies one content into the private folder as `name`; `shown` names it in messages
+  // (the store's domain/relativePath, with "-wal" for its log).
+  int Materialise(const Located& located, const std::string& name, const std::string& shown,
                   std::string* message);
   int OpenInPlace(const Located& content, Store& store, sqlite3** db, std::string* message);
   int OpenCopies(const Located& content, const Located* wal, Store& store, sqlite3** db,

@@ -66,7 +66,9 @@ int OpenedBackup::Copy(const Located& located, int fd, const std::string& what,
                                                    located.record.size);
   Wipe(&key);
   MarkProgress();
-  if (copied != Copied::kOk) *message = DescribeCopy(copied, what, located.record.size);
+  if (copied != Copied::kOk) *message = ContentLinkRefusal(facts_.path, located.fileId);
+  if (copied != Copied::kOk && message->empty())
+    *message = DescribeCopy(copied, what, located.record.size);
   return CopyResult(copied);
 }
 
@@ -82,14 +84,14 @@ int OpenedBackup::CopyFile(const char* domain, const std::string& relativePath, 
   return Copy(located, fd, what, message);
 }
 
-int OpenedBackup::Materialise(const Located& located, const std::string& name, const Store& store,
-                              std::string* message) {
+int OpenedBackup::Materialise(const Located& located, const std::string& name,
+                              const std::string& shown, std::string* message) {
   Fd out(private_.CreateFile(name.c_str()));
   if (out.get() < 0) {
     *message = located.file + " cannot be written into the temporary folder";
     return kVeldrakeBackupStoreUnreadable;
   }
-  return Copy(located, out.get(), located.file + " (" + store.name + ")", message);
+  return Copy(located, out.get(), located.file + " (" + shown + ")", message);
 }
 
 int OpenedBackup::OpenInPlace(const Located& content, Store& store, sqlite3** db,
@@ -102,7 +104,8 @@ int OpenedBackup::OpenInPlace(const Located& content, Store& store, sqlite3** db
   }
   if (file.get() >= 0 && OpenImmutable(content.file, &store.guard, db) == SQLITE_OK)
     return kVeldrakeBackupOk;
-  *message = content.file + " (" + store.name + ") is no readable database (or a link)";
+  *message = ContentLinkRefusal(facts_.path, content.fileId);
+  if (message->empty()) *message = content.file + " (" + store.name + ") is no readable database";
   return kVeldrakeBackupStoreUnreadable;
 }
 
@@ -114,9 +117,10 @@ int OpenedBackup::OpenCopies(const Located& content, const Located* wal, Store& 
   }
   const size_t n = stores_.size() - 1;
   int result = EnsurePrivate(message);
-  if (result == kVeldrakeBackupOk) result = Materialise(content, PrivateName(n), store, message);
+  if (result == kVeldrakeBackupOk)
+    result = Materialise(content, PrivateName(n), store.name, message);
   if (result == kVeldrakeBackupOk && wal != nullptr)
-    result = Materialise(*wal, PrivateName(n, kWalSuffix), store, message);
+    result = Materialise(*wal, PrivateName(n, kWalSuffix), store.name + kWalSuffix, message);
   if (result != kVeldrakeBackupOk) return result;
   // Our own copy: SQLite may write its index of the log beside it, which is why the
   // backup's files are never opened this way.
