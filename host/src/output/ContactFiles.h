@@ -10,7 +10,6 @@
 #define VELDRAKE_HOST_CONTACTFILES_H_
 
 #include <string>
-#include <vector>
 
 #include "CommandLine.h"
 #include "OutputFolder.h"
@@ -18,15 +17,15 @@
 
 namespace host {
 
-// One vCard file per person (in options.format's version); false with *error set when
-// one cannot be written.
-bool WriteCards(OutputFolder* folder, const Options& options, const std::vector<Contact>& contacts,
-                std::string* error);
+// The person's vCard file (in options.format's version); false with *error set when it
+// cannot be written.
+bool WriteCard(OutputFolder* folder, const Options& options, const Contact& contact,
+               std::string* error);
 
-// Writes each photo into photos/ and fills *paths (one per contact, "" for none) with the
-// relative paths; false with *error set when one cannot be written.
-bool WritePhotoFiles(OutputFolder* folder, const std::vector<Contact>& contacts,
-                     std::vector<std::string>* paths, std::string* error);
+// Writes the person's photo into photos/ and sets *path to its relative path ("" for no
+// photo); false with *error set when it cannot be written.
+bool WritePhotoFile(OutputFolder* folder, const Contact& contact, std::string* path,
+                    std::string* error);
 
 }  // namespace host
 
