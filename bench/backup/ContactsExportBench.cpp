@@ -3,7 +3,7 @@
 // backup library lends each person to Exporter::OnContact, the Exporter copies it with its
 // photo, and ContactDocument renders the card (base64 photo, crop, folded lines) as it
 // arrives. The cards go to a stream buffer that counts and drops them, so the figure is the
-// host's work and not the disk's (5.2 GiB of cards at 100,000 people). Beside it in the same
+// host's work and not the disk's (5.3 GiB of cards at 100,000 people). Beside it in the same
 // run, the floor: the same image blobs read straight from the images database with SQLite
 // and base64-encoded by the host's own encoder; and that floor with the MD5 of each picture
 // that a card's crop rectangle carries (X-ABCROP-RECTANGLE, as the phone writes it), the

@@ -1,7 +1,8 @@
 // Contacts through Output, fed by the Exporter one person at a time with a large photo
 // each: every format and target holds about one person on the heap however many arrive
-// (counted by CountingAllocator.h), and the finished output still holds every person,
-// its tables as wide as the person with the most items needs.
+// (counted by CountingAllocator.h), the finished output still holds every person, its
+// tables as wide as the person with the most items needs, and a limit passed (exit 28)
+// leaves nothing behind.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -117,7 +118,13 @@ struct StreamCase {
   const char* read;    // what holds the people afterwards
   const char* widest;  // a table's header names this and not `wider`
   const char* wider;
+  ExportLimits limits = {};
+  int status = kExitOk;
 };
+
+// Room for a few people's photos, not for all of them.
+const ExportLimits kLittleWritten{kDefaultMaxRecords, kDefaultMaxRendered, 4 * kPhoto};
+const ExportLimits kLittleText{kDefaultMaxRecords, 4 * kPhoto, kDefaultMaxWritten};
 
 const StreamCase kCases[] = {
     {"vCard 3.0", Format::kVCard3, false, "book.vcf", "book.vcf", nullptr, nullptr},
@@ -132,6 +139,15 @@ const StreamCase kCases[] = {
     {"Google's table", Format::kGoogleCsv, false, "book.csv", "book.csv", "Phone 1 - Value",
      "Phone 2"},
     {"Outlook's table", Format::kOutlookCsv, false, "book.csv", "book.csv", nullptr, nullptr},
+    // Every file of a folder counts against the export's limits, the photos' too.
+    {"one vCard per person, written limit", Format::kVCard3, true, "dir/", "", nullptr, nullptr,
+     kLittleWritten, kExitLimitReached},
+    {"one vCard per person, text limit", Format::kVCard4, true, "dir/", "", nullptr, nullptr,
+     kLittleText, kExitLimitReached},
+    {"JSON photos as files, written limit", Format::kContactsJson, false, "dir/", "", nullptr,
+     nullptr, kLittleWritten, kExitLimitReached},
+    {"vCard, text limit", Format::kVCard3, false, "book.vcf", "", nullptr, nullptr, kLittleText,
+     kExitLimitReached},
 };
 
 void CheckOutput(const StreamCase& test, const fs::path& read) {
@@ -163,6 +179,7 @@ TEST(ContactStream, TheHeapHoldsOnePersonAndTheOutputHoldsAll) {
     options.format = test.format;
     options.split = test.split;
     options.output = temp.path() + "/" + test.output;
+    options.limits = test.limits;
     const size_t before = heaptest::Live();
     heaptest::ResetPeak();
     int status = kExitOk;
@@ -176,12 +193,15 @@ TEST(ContactStream, TheHeapHoldsOnePersonAndTheOutputHoldsAll) {
       exporter.Run(nullptr);
       status = output.Write();
     }
-    ASSERT_EQ(status, kExitOk);
+    ASSERT_EQ(status, test.status);
     const size_t peak = heaptest::Peak() - before;
     // One person: the photo, its base64, the card's line before and after folding, a file
     // of its own's copy of the card. The people together would be kPeople photos at least.
     EXPECT_LT(peak, 10 * kPhoto) << "more than one person held at once";
-    CheckOutput(test, temp.path() + "/" + test.read);
+    if (test.status == kExitOk)
+      CheckOutput(test, temp.path() + "/" + test.read);
+    else
+      EXPECT_TRUE(fs::is_empty(temp.path())) << "something was left";
   }
 }
 

@@ -12,19 +12,23 @@
 #include <string>
 
 #include "CommandLine.h"
+#include "ExportLimits.h"
 #include "OutputFolder.h"
 #include "Records.h"
 
 namespace host {
 
+// Each file's bytes count against `budget` before it is written; a limit passed fails
+// with the budget's error.
+
 // The person's vCard file (in options.format's version); false with *error set when it
 // cannot be written.
-bool WriteCard(OutputFolder* folder, const Options& options, const Contact& contact,
+bool WriteCard(OutputFolder* folder, const Options& options, const Contact& contact, Budget* budget,
                std::string* error);
 
 // Writes the person's photo into photos/ and sets *path to its relative path ("" for no
 // photo); false with *error set when it cannot be written.
-bool WritePhotoFile(OutputFolder* folder, const Contact& contact, std::string* path,
+bool WritePhotoFile(OutputFolder* folder, const Contact& contact, Budget* budget, std::string* path,
                     std::string* error);
 
 }  // namespace host

@@ -169,11 +169,13 @@ bool Output::Take(Contact&& contact) {
 }
 
 bool Output::WriteContact(const Contact& contact, std::string* error) {
-  if (target_ == Target::kFolderCards) return WriteCard(folder_.get(), options_, contact, error);
+  if (target_ == Target::kFolderCards)
+    return WriteCard(folder_.get(), options_, contact, &budget_, error);
   std::string photoPath;
   const bool photoFile = target_ == Target::kFolderDocument &&
                          options_.format == Format::kContactsJson && contact.photo;
-  if (photoFile && !WritePhotoFile(folder_.get(), contact, &photoPath, error)) return false;
+  if (photoFile && !WritePhotoFile(folder_.get(), contact, &budget_, &photoPath, error))
+    return false;
   return contacts_->Add(contact, photoFile ? &photoPath : nullptr, error);
 }
 
