@@ -6,101 +6,22 @@
 // the same encoder. Peak memory of the export: the exporting thread's heap
 // (bench/common/HeapCounter.h) and SQLite's own high-water mark.
 //
-// The backup is the emulator's (WriteBackup), its pictures made one at a time as the
-// writer asks for them (AddressBook::photoSource), so 4 GB never sit in memory at once.
+// The backup is the emulator's (PhotoBackup.h).
 #include <sqlite3.h>
-#include <stdlib.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <map>
 #include <string>
 
 #include <benchmark/benchmark.h>
 
 #include "HeapCounter.h"
-#include "devicesim/AddressBook.h"
-#include "devicesim/backup/BackupWriter.h"
+#include "PhotoBackup.h"
 #include "veldrake/BackupContacts.h"
 #include "veldrake/Encoders.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-constexpr size_t kPhotoBytes = 200 * 1024;
-constexpr int kOneIn = 5;  // people with a photo
-constexpr const char* kImages = "Library/AddressBook/AddressBookImages.sqlitedb";
-
-const std::string& Scratch() {
-  static const std::string path = [] {
-    std::string pattern = fs::temp_directory_path().string() + "/veldrake-photos-bench-XXXXXX";
-    if (mkdtemp(&pattern[0]) == nullptr) std::abort();
-    std::atexit([] { fs::remove_all(Scratch()); });
-    return pattern;
-  }();
-  return path;
-}
-
-void Check(int rc, sqlite3* db) {
-  if (rc == SQLITE_OK || rc == SQLITE_DONE || rc == SQLITE_ROW) return;
-  std::fprintf(stderr, "sqlite: %s\n", sqlite3_errmsg(db));
-  std::abort();
-}
-
-// A JPEG's frame of 512 x 512 pixels around `size` bytes of coded data that differ by person.
-std::string Picture(int person, size_t size) {
-  std::string out(
-      "\xFF\xD8\xFF\xC0\x00\x11\x08\x02\x00\x02\x00\x03\x01\x11\x00\x02\x11\x01\x03"
-      "\x11\x01\xFF\xDA\x00\x0C\x03\x01\x00\x02\x11\x03\x11\x00\x3F\x00",
-      35);
-  const size_t header = out.size();
-  out.resize(size - 2);
-  for (size_t i = header; i < out.size(); ++i)
-    out[i] = static_cast<char>((static_cast<size_t>(person) * 31 + i * 7) % 0xFF);
-  return out + "\xFF\xD9";
-}
-
-// The path of the images database's content in the backup at `folder`.
-std::string ImagesFile(const std::string& folder) {
-  sqlite3* manifest = nullptr;
-  Check(
-      sqlite3_open_v2((folder + "/Manifest.db").c_str(), &manifest, SQLITE_OPEN_READONLY, nullptr),
-      manifest);
-  sqlite3_stmt* s = nullptr;
-  Check(sqlite3_prepare_v2(manifest, "SELECT fileID FROM Files WHERE relativePath = ?1", -1, &s,
-                           nullptr),
-        manifest);
-  sqlite3_bind_text(s, 1, kImages, -1, SQLITE_STATIC);
-  Check(sqlite3_step(s), manifest);
-  const std::string id = reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
-  sqlite3_finalize(s);
-  sqlite3_close(manifest);
-  return folder + "/" + id.substr(0, 2) + "/" + id;
-}
-
-// The backup of `people`, written once: one person in five with a picture and its crop,
-// each picture made as the writer asks for it.
-const std::string& BackupOf(int people) {
-  static std::map<int, std::string> made;
-  auto found = made.find(people);
-  if (found != made.end()) return found->second;
-  devicesim::AddressBook book = devicesim::GenerateAddressBook(static_cast<size_t>(people), 1);
-  for (size_t i = 0; i < book.people.size(); i += kOneIn) {
-    book.people[i].hasCrop = true;
-    book.people[i].cropWidth = 512;
-  }
-  book.photoSource = [](const devicesim::Person& p) {
-    return p.hasCrop ? Picture(p.id, kPhotoBytes) : std::string();
-  };
-  const std::string dir = Scratch() + "/book" + std::to_string(people);
-  std::string error;
-  if (!devicesim::backup::WriteBackup(book, {}, dir, {}, &error)) {
-    std::fprintf(stderr, "%s\n", error.c_str());
-    std::abort();
-  }
-  return made.emplace(people, dir + "/" + devicesim::backup::BackupOptions().udid).first->second;
-}
+using namespace photobackup;
 
 struct Tally {
   size_t people = 0, photos = 0, encoded = 0;
@@ -131,7 +52,7 @@ void BM_ContactsWithPhotos(benchmark::State& state) {
     heapPeak = std::max(heapPeak, heapcount::Peak());
     sqlitePeak = std::max<long long>(sqlitePeak, sqlite3_memory_highwater(0));
     if (result != 0 || tally.people != static_cast<size_t>(people) ||
-        tally.photos != static_cast<size_t>((people + kOneIn - 1) / kOneIn))
+        tally.photos != Photos(people))
       state.SkipWithError("the export is incomplete");
   }
   state.counters["peak_heap_MiB"] = static_cast<double>(heapPeak) / (1 << 20);
@@ -160,8 +81,7 @@ void BM_BlobsFromSqlite(benchmark::State& state) {
     sqlite3_finalize(s);
     sqlite3_close(db);
     benchmark::DoNotOptimize(encoded);
-    if (photos != static_cast<size_t>((people + kOneIn - 1) / kOneIn))
-      state.SkipWithError("photos missing");
+    if (photos != Photos(people)) state.SkipWithError("photos missing");
   }
 }
 

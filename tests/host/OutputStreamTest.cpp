@@ -1,62 +1,22 @@
 // Output fed by the Exporter one record at a time: the export-wide limits end an export
 // with exit 28 and nothing written, and the heap never holds more than about one record,
-// however many the source lends (the live heap is counted by the allocator below).
+// however many the source lends (the live heap is counted by the allocator, CountingAllocator.h).
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <new>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "CountingAllocator.h"
 #include "Exporter.h"
 #include "Output.h"
 #include "QX/Contact.h"
 #include "QX/Notes.h"
 #include "TempFolder.h"
-
-namespace {
-
-size_t g_live = 0, g_peak = 0;
-
-void* Allocate(std::size_t size) {
-  void* block = std::malloc(size == 0 ? 1 : size);
-  if (block == nullptr) throw std::bad_alloc();
-  g_live += malloc_usable_size(block);
-  if (g_live > g_peak) g_peak = g_live;
-  return block;
-}
-
-void Free(void* block) {
-  if (block == nullptr) return;
-  g_live -= malloc_usable_size(block);
-  std::free(block);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void* operator new[](std::size_t size) {
-  return Allocate(size);
-}
-void operator delete(void* block) noexcept {
-  Free(block);
-}
-void operator delete[](void* block) noexcept {
-  Free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-  Free(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-  Free(block);
-}
 
 namespace host {
 namespace {
@@ -188,8 +148,8 @@ TEST(OutputStream, LimitsEndTheExportAndTheHeapHoldsOneRecord) {
     g_watched = temp.path();
     g_exposed = false;
     const time_t started = std::time(nullptr);
-    const size_t before = g_live;
-    g_peak = g_live;
+    const size_t before = heaptest::Live();
+    heaptest::ResetPeak();
     int status = kExitOk;
     {
       Output output(options);
@@ -204,7 +164,7 @@ TEST(OutputStream, LimitsEndTheExportAndTheHeapHoldsOneRecord) {
     EXPECT_EQ(status, test.status);
     EXPECT_FALSE(g_exposed) << "a file of the export was open to others before it was whole";
     // One note's copy, and the stream's buffers.
-    EXPECT_LT(g_peak - before, kBody + kBody / 4) << "more than one record held at once";
+    EXPECT_LT(heaptest::Peak() - before, kBody + kBody / 4) << "more than one record held at once";
     if (test.status != kExitOk) {
       EXPECT_TRUE(fs::is_empty(temp.path())) << "something was left";
       continue;

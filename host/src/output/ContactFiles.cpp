@@ -13,34 +13,35 @@ int64_t LastChange(const Contact& c) {
   return c.modified != kUnknownDate ? c.modified : c.created;
 }
 
-}  // namespace
-
-bool WriteCards(OutputFolder* folder, const Options& options, const std::vector<Contact>& contacts,
-                std::string* error) {
-  const VCardWriter::Version version =
-      options.format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3;
-  for (const Contact& c : contacts) {
-    std::ostringstream card;
-    VCardWriter(card, version).Write(c);
-    std::string name = VCardWriter::FormattedName(c);
-    if (name.empty()) name = "Contact " + std::to_string(c.id);
-    if (!folder->Write(folder->Reserve({}, name, ".vcf"), card.str(), LastChange(c), error))
-      return false;
-  }
-  return true;
+bool Counted(Budget* budget, uint64_t rendered, uint64_t written, std::string* error) {
+  if (budget->AddRendered(rendered) && budget->AddWritten(written)) return true;
+  *error = budget->error();
+  return false;
 }
 
-bool WritePhotoFiles(OutputFolder* folder, const std::vector<Contact>& contacts,
-                     std::vector<std::string>* paths, std::string* error) {
-  paths->assign(contacts.size(), "");
-  for (size_t i = 0; i < contacts.size(); ++i) {
-    const Contact& c = contacts[i];
-    if (!c.photo) continue;
-    (*paths)[i] =
-        folder->Reserve({kPhotoFolder}, std::to_string(c.id), "." + PhotoExtension(*c.photo));
-    if (!folder->Write((*paths)[i], c.photo->data, LastChange(c), error)) return false;
-  }
-  return true;
+}  // namespace
+
+bool WriteCard(OutputFolder* folder, const Options& options, const Contact& contact, Budget* budget,
+               std::string* error) {
+  const VCardWriter::Version version =
+      options.format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3;
+  std::ostringstream card;
+  VCardWriter(card, version).Write(contact);
+  const std::string text = card.str();
+  if (!Counted(budget, text.size(), text.size(), error)) return false;
+  std::string name = VCardWriter::FormattedName(contact);
+  if (name.empty()) name = "Contact " + std::to_string(contact.id);
+  return folder->Write(folder->Reserve({}, name, ".vcf"), text, LastChange(contact), error);
+}
+
+bool WritePhotoFile(OutputFolder* folder, const Contact& contact, Budget* budget, std::string* path,
+                    std::string* error) {
+  path->clear();
+  if (!contact.photo) return true;
+  if (!Counted(budget, 0, contact.photo->data.size(), error)) return false;
+  *path = folder->Reserve({kPhotoFolder}, std::to_string(contact.id),
+                          "." + PhotoExtension(*contact.photo));
+  return folder->Write(*path, contact.photo->data, LastChange(contact), error);
 }
 
 }  // namespace host

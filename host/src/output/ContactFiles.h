@@ -10,23 +10,26 @@
 #define VELDRAKE_HOST_CONTACTFILES_H_
 
 #include <string>
-#include <vector>
 
 #include "CommandLine.h"
+#include "ExportLimits.h"
 #include "OutputFolder.h"
 #include "Records.h"
 
 namespace host {
 
-// One vCard file per person (in options.format's version); false with *error set when
-// one cannot be written.
-bool WriteCards(OutputFolder* folder, const Options& options, const std::vector<Contact>& contacts,
-                std::string* error);
+// Each file's bytes count against `budget` before it is written; a limit passed fails
+// with the budget's error.
 
-// Writes each photo into photos/ and fills *paths (one per contact, "" for none) with the
-// relative paths; false with *error set when one cannot be written.
-bool WritePhotoFiles(OutputFolder* folder, const std::vector<Contact>& contacts,
-                     std::vector<std::string>* paths, std::string* error);
+// The person's vCard file (in options.format's version); false with *error set when it
+// cannot be written.
+bool WriteCard(OutputFolder* folder, const Options& options, const Contact& contact, Budget* budget,
+               std::string* error);
+
+// Writes the person's photo into photos/ and sets *path to its relative path ("" for no
+// photo); false with *error set when it cannot be written.
+bool WritePhotoFile(OutputFolder* folder, const Contact& contact, Budget* budget, std::string* path,
+                    std::string* error);
 
 }  // namespace host
 

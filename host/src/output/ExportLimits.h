@@ -35,8 +35,8 @@ class Budget {
   bool AddRecord();
   bool AddRendered(uint64_t bytes);
   bool AddWritten(uint64_t bytes);
-  // Text kept until the end (contacts, for a table's columns): it will be rendered, so
-  // it counts against the same limit before it can fill the memory.
+  // A contact's text, a floor of what it renders to (a table's rows wait in a temporary
+  // until the end): it counts against the same limit before it can fill the disk.
   bool AddHeld(uint64_t bytes);
 
   bool exceeded() const { return !error_.empty(); }

@@ -12,14 +12,9 @@
 #include <utility>
 
 #include "ContactFiles.h"
-#include "CsvWriter.h"
-#include "GoogleCsvWriter.h"
-#include "JsonWriter.h"
 #include "Messages.h"
 #include "NotesDocument.h"
-#include "OutlookCsvWriter.h"
 #include "SafeText.h"
-#include "VCardWriter.h"
 
 namespace host {
 namespace {
@@ -84,6 +79,19 @@ Output::~Output() {
 int Output::OpenDocument(int fd) {
   buffer_.reset(new BudgetBuffer(fd, &budget_));
   stream_.reset(new std::ostream(buffer_.get()));
+  if (options_.kind != kVeldrakeContacts) return kExitOk;
+  std::FILE* spool = nullptr;
+  if (ContactDocument::NeedsSpool(options_.format)) {
+    std::string error;
+    if (!spool_.Open(&error)) return Failed(error);
+    const int fd2 = ::dup(spool_.fd());
+    spool = fd2 < 0 ? nullptr : ::fdopen(fd2, "w+b");
+    if (spool == nullptr) {
+      if (fd2 >= 0) ::close(fd2);
+      return Failed(std::string("a temporary file: ") + std::strerror(errno));
+    }
+  }
+  contacts_.reset(new ContactDocument(*stream_, options_.format, options_.bom, spool));
   return kExitOk;
 }
 
@@ -154,8 +162,21 @@ bool Output::Fail(const std::string& error) {
 bool Output::Take(Contact&& contact) {
   if (failed()) return false;
   if (!budget_.AddRecord() || !budget_.AddHeld(TextBytes(contact))) return Fail("");
-  contacts_.push_back(std::move(contact));
+  std::string error;
+  if (!WriteContact(contact, &error)) return Fail(error);
+  if (stream_ && !*stream_ && !buffer_->Finish(&error)) return Fail(error);
   return true;
+}
+
+bool Output::WriteContact(const Contact& contact, std::string* error) {
+  if (target_ == Target::kFolderCards)
+    return WriteCard(folder_.get(), options_, contact, &budget_, error);
+  std::string photoPath;
+  const bool photoFile = target_ == Target::kFolderDocument &&
+                         options_.format == Format::kContactsJson && contact.photo;
+  if (photoFile && !WritePhotoFile(folder_.get(), contact, &budget_, &photoPath, error))
+    return false;
+  return contacts_->Add(contact, photoFile ? &photoPath : nullptr, error);
 }
 
 bool Output::Take(Note&& note) {
@@ -173,44 +194,6 @@ bool Output::Take(NoteRecord&& note, const AttachmentCopier& copy) {
   WriteNoteInDocument(*stream_, options_.format, std::move(note), index);
   if (!*stream_ && !buffer_->Finish(&error)) return Fail(error);
   return true;
-}
-
-void Output::RenderContacts() {
-  std::ostream& out = *stream_;
-  switch (options_.format) {
-    case Format::kCsv:
-      CsvWriter::Write(out, contacts_, options_.bom);
-      break;
-    case Format::kContactsJson:
-      RenderContactsJson();
-      break;
-    case Format::kGoogleCsv:
-      GoogleCsvWriter::Write(out, contacts_, options_.bom);
-      break;
-    case Format::kOutlookCsv:
-      OutlookCsvWriter::Write(out, contacts_, options_.bom);
-      break;
-    case Format::kVCard3:
-    case Format::kVCard4: {
-      VCardWriter writer(
-          out, options_.format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3);
-      for (const Contact& contact : contacts_) writer.Write(contact);
-      break;
-    }
-    default:
-      break;
-  }
-}
-
-void Output::RenderContactsJson() {
-  if (target_ != Target::kFolderDocument) return JsonWriter::WriteContacts(*stream_, contacts_);
-  std::vector<std::string> paths;
-  std::string error;
-  if (!WritePhotoFiles(folder_.get(), contacts_, &paths, &error)) {
-    Fail(error);
-    return;
-  }
-  JsonWriter::WriteContacts(*stream_, contacts_, &paths);
 }
 
 // The finished document put where it goes.
@@ -240,7 +223,7 @@ bool Output::Deliver(std::string* error) {
     case Target::kFolderNotes:
       return noteFolder_->Finish(error);
     case Target::kFolderCards:
-      return WriteCards(folder_.get(), options_, contacts_, error) && folder_->Commit(error);
+      return folder_->Commit(error);
   }
   return false;
 }
@@ -248,11 +231,11 @@ bool Output::Deliver(std::string* error) {
 int Output::Write() {
   std::string error;
   if (!failed() && stream_) {
-    if (options_.kind == kVeldrakeContacts)
-      RenderContacts();
-    else
+    if (options_.kind != kVeldrakeContacts)
       EndNotesDocument(*stream_, options_.format, notes_);
-    if (!buffer_->Finish(&error)) Fail(error);
+    else if (!contacts_->End(&error))
+      Fail(error);
+    if (!failed() && !buffer_->Finish(&error)) Fail(error);
   }
   if (!failed() && !Deliver(&error)) Fail(error);
   if (!failed()) {

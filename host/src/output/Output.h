@@ -3,10 +3,11 @@
 // visible only once the export is complete.
 //
 // Notes (NoteRecord, whichever route they came by) go to NotesDocument or, in a folder,
-// NoteFolder. Notes are rendered as they arrive, straight into the file that will hold them, so an
-// export's memory does not grow with its size; contacts are kept until the end (a CSV
-// table's columns depend on every contact). Every record and byte counts against the
-// export's limits (ExportLimits.h).
+// NoteFolder; contacts to ContactDocument or, in a folder, their own files (ContactFiles.h).
+// Records are rendered as they arrive, straight into the file that will hold them (a
+// table's rows into a private temporary until its columns are known), so an export's
+// memory does not grow with its size: one note, one person and photo, at a time. Every
+// record and byte counts against the export's limits (ExportLimits.h).
 //
 // Targets: `-o FILE` a temporary beside FILE renamed over it (OutputFile.h); a target that
 // is not a regular file (a device such as /dev/null, a FIFO) is never replaced but written
@@ -20,10 +21,10 @@
 #include <memory>
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "BudgetBuffer.h"
 #include "CommandLine.h"
+#include "ContactDocument.h"
 #include "ExportLimits.h"
 #include "Exporter.h"
 #include "NoteFolder.h"
@@ -71,9 +72,8 @@ class Output : public RecordSink {
   int OpenDocument(int fd);
   bool Fail(const std::string& error);
   bool Deliver(std::string* error);
-  void RenderContacts();
-  // JSON into a folder: each photo a file beside the document, named by its path.
-  void RenderContactsJson();
+  // One person into the document or the folder; false with *error.
+  bool WriteContact(const Contact& contact, std::string* error);
 
   const Options& options_;
   Budget budget_;
@@ -87,7 +87,8 @@ class Output : public RecordSink {
   std::string document_;  // kFolderDocument: its name in the folder
   std::unique_ptr<BudgetBuffer> buffer_;
   std::unique_ptr<std::ostream> stream_;  // the document, for every target but kFolderNotes
-  std::vector<Contact> contacts_;
+  StagingFile spool_;                     // a contacts table's rows until the end
+  std::unique_ptr<ContactDocument> contacts_;
   size_t notes_ = 0;
   int failedStatus_ = 0;
   std::string failure_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "ContactTable.h"
 #include "Dates.h"
 #include "Labels.h"
 
@@ -40,50 +41,49 @@ std::vector<const Field*> OfKind(const Contact& c, int kind) {
   return out;
 }
 
-// How many column groups each kind of item and the addresses need: as many as the
-// contact with the most of them has.
-struct Widths {
-  size_t items[std::size(kGroups)] = {};
-  size_t addresses = 0;
-};
-
-Widths Measure(const std::vector<Contact>& contacts) {
-  Widths widths;
-  for (const Contact& c : contacts) {
-    for (size_t g = 0; g < std::size(kGroups); ++g)
-      widths.items[g] = std::max(widths.items[g], OfKind(c, kGroups[g].kind).size());
-    widths.addresses = std::max(widths.addresses, c.addresses.size());
-  }
-  return widths;
-}
+const char* const kLeading[] = {"First Name",
+                                "Middle Name",
+                                "Last Name",
+                                "Suffix",
+                                "Nickname",
+                                "Phonetic First Name",
+                                "Phonetic Last Name",
+                                "Company",
+                                "Department",
+                                "Job Title",
+                                "Birthday",
+                                "Notes",
+                                "Groups",
+                                "Account"};
 
 const char* const kAddressParts[] = {"Type", "Street", "City", "State", "Postal Code", "Country"};
 
-std::vector<std::string> Header(const Widths& widths) {
-  std::vector<std::string> header = {"First Name",
-                                     "Middle Name",
-                                     "Last Name",
-                                     "Suffix",
-                                     "Nickname",
-                                     "Phonetic First Name",
-                                     "Phonetic Last Name",
-                                     "Company",
-                                     "Department",
-                                     "Job Title",
-                                     "Birthday",
-                                     "Notes",
-                                     "Groups",
-                                     "Account"};
-  for (size_t g = 0; g < std::size(kGroups); ++g) {
-    for (size_t n = 1; n <= widths.items[g]; ++n) {
-      const std::string prefix = std::string(kGroups[g].name) + " " + std::to_string(n) + " ";
-      header.push_back(prefix + kGroups[g].first);
-      header.push_back(prefix + kGroups[g].second);
+// A row's parts: the leading cells, then each group's items, the addresses after the
+// e-mails.
+std::vector<size_t> Units() {
+  std::vector<size_t> units = {std::size(kLeading)};
+  for (const Group& group : kGroups) {
+    units.push_back(2);
+    if (group.kind == QX::kFieldEmail) units.push_back(std::size(kAddressParts));
+  }
+  return units;
+}
+
+std::vector<std::string> Header(const std::vector<size_t>& counts) {
+  std::vector<std::string> header(std::begin(kLeading), std::end(kLeading));
+  size_t part = 1;
+  for (const Group& group : kGroups) {
+    for (size_t n = 1; n <= counts[part]; ++n) {
+      const std::string prefix = std::string(group.name) + " " + std::to_string(n) + " ";
+      header.push_back(prefix + group.first);
+      header.push_back(prefix + group.second);
     }
-    if (kGroups[g].kind != QX::kFieldEmail) continue;  // addresses follow the e-mail columns
-    for (size_t n = 1; n <= widths.addresses; ++n)
-      for (const char* part : kAddressParts)
-        header.push_back("Address " + std::to_string(n) + " " + part);
+    ++part;
+    if (group.kind != QX::kFieldEmail) continue;
+    for (size_t n = 1; n <= counts[part]; ++n)
+      for (const char* name : kAddressParts)
+        header.push_back("Address " + std::to_string(n) + " " + name);
+    ++part;
   }
   return header;
 }
@@ -92,54 +92,36 @@ std::string Plain(const Text& t) {
   return t.value_or("");
 }
 
-void AddItems(std::vector<std::string>* row, const std::vector<const Field*>& fields,
-              size_t width) {
-  for (size_t n = 0; n < width; ++n) {
-    if (n >= fields.size()) {
-      row->insert(row->end(), 2, "");
-      continue;
-    }
-    const Field& f = *fields[n];
-    const bool service = f.kind == QX::kFieldInstantMessage || f.kind == QX::kFieldSocialProfile;
-    row->push_back(service ? Plain(f.label) : DisplayLabel(Plain(f.label)));
-    row->push_back(f.kind == QX::kFieldDate && f.value ? DeviceDateToIso(*f.value)
-                                                       : Plain(f.value));
+std::vector<std::string> Items(const std::vector<const Field*>& fields) {
+  std::vector<std::string> cells;
+  for (const Field* f : fields) {
+    const bool service = f->kind == QX::kFieldInstantMessage || f->kind == QX::kFieldSocialProfile;
+    cells.push_back(service ? Plain(f->label) : DisplayLabel(Plain(f->label)));
+    cells.push_back(f->kind == QX::kFieldDate && f->value ? DeviceDateToIso(*f->value)
+                                                          : Plain(f->value));
   }
+  return cells;
 }
 
-void AddAddresses(std::vector<std::string>* row, const std::vector<Address>& addresses,
-                  size_t width) {
-  for (size_t n = 0; n < width; ++n) {
-    if (n >= addresses.size()) {
-      row->insert(row->end(), std::size(kAddressParts), "");
-      continue;
-    }
-    const Address& a = addresses[n];
-    row->insert(row->end(), {DisplayLabel(Plain(a.type)), Plain(a.street), Plain(a.city),
-                             Plain(a.state), Plain(a.postalCode), Plain(a.country)});
-  }
+std::vector<std::string> Addresses(const std::vector<Address>& addresses) {
+  std::vector<std::string> cells;
+  for (const Address& a : addresses)
+    cells.insert(cells.end(), {DisplayLabel(Plain(a.type)), Plain(a.street), Plain(a.city),
+                               Plain(a.state), Plain(a.postalCode), Plain(a.country)});
+  return cells;
 }
 
-std::vector<std::string> ContactRow(const Contact& c, const Widths& widths) {
-  std::vector<std::string> row = {Plain(c.firstName),
-                                  Plain(c.middleName),
-                                  Plain(c.lastName),
-                                  Plain(c.suffix),
-                                  Plain(c.nickname),
-                                  Plain(c.firstNameYomi),
-                                  Plain(c.lastNameYomi),
-                                  Plain(c.companyName),
-                                  Plain(c.department),
-                                  Plain(c.jobTitle),
-                                  c.birthday ? DeviceDateToIso(*c.birthday) : "",
-                                  Plain(c.notes),
-                                  JoinValues(c.groups),
-                                  c.account ? *c.account : Plain(c.accountType)};
-  for (size_t g = 0; g < std::size(kGroups); ++g) {
-    AddItems(&row, OfKind(c, kGroups[g].kind), widths.items[g]);
-    if (kGroups[g].kind == QX::kFieldEmail) AddAddresses(&row, c.addresses, widths.addresses);
+TableParts ContactParts(const Contact& c) {
+  TableParts parts = {{Plain(c.firstName), Plain(c.middleName), Plain(c.lastName), Plain(c.suffix),
+                       Plain(c.nickname), Plain(c.firstNameYomi), Plain(c.lastNameYomi),
+                       Plain(c.companyName), Plain(c.department), Plain(c.jobTitle),
+                       c.birthday ? DeviceDateToIso(*c.birthday) : "", Plain(c.notes),
+                       JoinValues(c.groups), c.account ? *c.account : Plain(c.accountType)}};
+  for (const Group& group : kGroups) {
+    parts.push_back(Items(OfKind(c, group.kind)));
+    if (group.kind == QX::kFieldEmail) parts.push_back(Addresses(c.addresses));
   }
-  return row;
+  return parts;
 }
 
 }  // namespace
@@ -173,11 +155,12 @@ std::string CsvWriter::Cell(const std::string& text) {
   return out + "\"";
 }
 
+TableLayout CsvWriter::Layout() {
+  return {Units(), Header, ContactParts};
+}
+
 void CsvWriter::Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom) {
-  StartTable(out, bom);
-  const Widths widths = Measure(contacts);
-  Row(out, Header(widths));
-  for (const Contact& c : contacts) Row(out, ContactRow(c, widths));
+  WriteTable(out, Layout(), contacts, bom);
 }
 
 }  // namespace host

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "ContactTable.h"
 #include "Records.h"
 
 namespace host {
@@ -22,6 +23,8 @@ class CsvWriter {
   // `bom`: the table starts with a UTF-8 byte order mark, for spreadsheet programs that
   // otherwise read it in a legacy code page.
   static void Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom = false);
+  // The table's parts, for writing it one contact at a time (ContactTable).
+  static TableLayout Layout();
   // One cell, quoted when it has to be.
   static std::string Cell(const std::string& text);
   // One row of cells, ended by CRLF.

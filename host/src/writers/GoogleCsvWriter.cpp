@@ -91,22 +91,29 @@ std::string Formatted(const Address& a) {
   return out;
 }
 
-struct Widths {
-  size_t sections[std::size(kSections)] = {};
-  size_t addresses = 0;
-};
+// A row's parts: the leading cells, then each section's groups, the addresses before
+// the section kAddressSection names.
+std::vector<size_t> Units() {
+  std::vector<size_t> units = {std::size(kLeading)};
+  for (size_t s = 0; s < std::size(kSections); ++s) {
+    if (s == kAddressSection) units.push_back(std::size(kAddressParts));
+    units.push_back(2);
+  }
+  return units;
+}
 
-std::vector<std::string> Header(const Widths& w) {
+std::vector<std::string> Header(const std::vector<size_t>& counts) {
   std::vector<std::string> header(std::begin(kLeading), std::end(kLeading));
   auto numbered = [&](const char* name, size_t count, std::vector<const char*> parts) {
     for (size_t n = 1; n <= count; ++n)
       for (const char* part : parts)
         header.push_back(std::string(name) + " " + std::to_string(n) + " - " + part);
   };
+  size_t part = 1;
   for (size_t s = 0; s < std::size(kSections); ++s) {
     if (s == kAddressSection)
-      numbered("Address", w.addresses, {std::begin(kAddressParts), std::end(kAddressParts)});
-    numbered(kSections[s].name, w.sections[s], {"Label", "Value"});
+      numbered("Address", counts[part++], {std::begin(kAddressParts), std::end(kAddressParts)});
+    numbered(kSections[s].name, counts[part++], {"Label", "Value"});
   }
   return header;
 }
@@ -133,30 +140,27 @@ std::vector<std::string> Leading(const Contact& c) {
           JoinValues(labels)};
 }
 
-void AddAddresses(std::vector<std::string>* row, const Contact& c, size_t width) {
-  for (size_t n = 0; n < width; ++n) {
-    if (n >= c.addresses.size()) {
-      row->insert(row->end(), std::size(kAddressParts), "");
-      continue;
-    }
-    const Address& a = c.addresses[n];
-    row->insert(row->end(),
-                {GoogleCsvWriter::Label(Plain(a.type)), Formatted(a), Plain(a.street),
-                 Plain(a.city), "", Plain(a.state), Plain(a.postalCode), Plain(a.country), ""});
-  }
+std::vector<std::string> Addresses(const Contact& c) {
+  std::vector<std::string> cells;
+  for (const Address& a : c.addresses)
+    cells.insert(cells.end(),
+                 {GoogleCsvWriter::Label(Plain(a.type)), Formatted(a), Plain(a.street),
+                  Plain(a.city), "", Plain(a.state), Plain(a.postalCode), Plain(a.country), ""});
+  return cells;
 }
 
-std::vector<std::string> ContactRow(const Contact& c, const Widths& w) {
-  std::vector<std::string> row = Leading(c);
+TableParts ContactParts(const Contact& c) {
+  TableParts parts = {Leading(c)};
   for (size_t s = 0; s < std::size(kSections); ++s) {
-    if (s == kAddressSection) AddAddresses(&row, c, w.addresses);
-    const Grouped groups = Group(c, kSections[s]);
-    for (size_t n = 0; n < w.sections[s]; ++n) {
-      row.push_back(n < groups.size() ? groups[n].first : "");
-      row.push_back(n < groups.size() ? JoinValues(groups[n].second) : "");
+    if (s == kAddressSection) parts.push_back(Addresses(c));
+    std::vector<std::string> cells;
+    for (const auto& group : Group(c, kSections[s])) {
+      cells.push_back(group.first);
+      cells.push_back(JoinValues(group.second));
     }
+    parts.push_back(std::move(cells));
   }
-  return row;
+  return parts;
 }
 
 }  // namespace
@@ -168,16 +172,12 @@ std::string GoogleCsvWriter::Label(const std::string& deviceLabel) {
   return shown;
 }
 
+TableLayout GoogleCsvWriter::Layout() {
+  return {Units(), Header, ContactParts};
+}
+
 void GoogleCsvWriter::Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom) {
-  Widths w;
-  for (const Contact& c : contacts) {
-    for (size_t s = 0; s < std::size(kSections); ++s)
-      w.sections[s] = std::max(w.sections[s], Group(c, kSections[s]).size());
-    w.addresses = std::max(w.addresses, c.addresses.size());
-  }
-  CsvWriter::StartTable(out, bom);
-  CsvWriter::Row(out, Header(w));
-  for (const Contact& c : contacts) CsvWriter::Row(out, ContactRow(c, w));
+  WriteTable(out, Layout(), contacts, bom);
 }
 
 }  // namespace host

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "ContactTable.h"
 #include "Records.h"
 
 namespace host {
@@ -26,6 +27,8 @@ namespace host {
 class GoogleCsvWriter {
  public:
   static void Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom = false);
+  // The table's parts, for writing it one contact at a time (ContactTable).
+  static TableLayout Layout();
   // The label Google shows for a device label ("_$!<HomeFAX>!$_" -> "Home Fax").
   static std::string Label(const std::string& deviceLabel);
 };

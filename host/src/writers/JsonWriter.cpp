@@ -43,10 +43,11 @@ const char* ArrayName(int kind) {
   }
 }
 
-template <typename Items>
-void Dump(std::ostream& out, const Items& items) {
-  // Texts are valid UTF-8 already; replacing is only the last line of defence.
-  out << items.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+const int kIndent = 2;
+
+// Texts are valid UTF-8 already; replacing is only the last line of defence.
+std::string Dumped(const Json& value) {
+  return value.dump(kIndent, ' ', false, Json::error_handler_t::replace);
 }
 
 void PutDate(Json& object, const char* key, int64_t seconds) {
@@ -118,10 +119,27 @@ Json ContactJson(const Contact& c, const std::string* photoPath) {
 
 void JsonWriter::WriteContacts(std::ostream& out, const std::vector<Contact>& contacts,
                                const std::vector<std::string>* photoPaths) {
-  Json all = Json::array();
+  ContactArray array(out);
   for (size_t i = 0; i < contacts.size(); ++i)
-    all.push_back(ContactJson(contacts[i], photoPaths ? &(*photoPaths)[i] : nullptr));
-  Dump(out, all);
+    array.Add(contacts[i], photoPaths ? &(*photoPaths)[i] : nullptr);
+  array.End();
+}
+
+// An element as the whole array's dump places it: one level in. A line break in the dump
+// is always layout, never text (strings escape theirs), so each is followed by the indent.
+void JsonWriter::ContactArray::Add(const Contact& contact, const std::string* photoPath) {
+  const std::string element = Dumped(ContactJson(contact, photoPath));
+  const std::string indent(kIndent, ' ');
+  out_ << (count_++ == 0 ? "[\n" : ",\n") << indent;
+  size_t from = 0;
+  for (size_t brk = element.find('\n'); brk != std::string::npos;
+       from = brk + 1, brk = element.find('\n', from))
+    out_.write(element.data() + from, static_cast<std::streamsize>(brk + 1 - from)) << indent;
+  out_.write(element.data() + from, static_cast<std::streamsize>(element.size() - from));
+}
+
+void JsonWriter::ContactArray::End() {
+  out_ << (count_ == 0 ? "[]\n" : "\n]\n");
 }
 
 }  // namespace host

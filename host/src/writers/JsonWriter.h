@@ -26,6 +26,19 @@ class JsonWriter {
   // document and "photo" gives its relative path instead of its bytes.
   static void WriteContacts(std::ostream& out, const std::vector<Contact>& contacts,
                             const std::vector<std::string>* photoPaths = nullptr);
+
+  // The same document one contact at a time: Add for each, then End.
+  class ContactArray {
+   public:
+    explicit ContactArray(std::ostream& out) : out_(out) {}
+    // `photoPath` as in WriteContacts (null: the photo's bytes inline).
+    void Add(const Contact& contact, const std::string* photoPath);
+    void End();
+
+   private:
+    std::ostream& out_;
+    size_t count_ = 0;
+  };
 };
 
 }  // namespace host

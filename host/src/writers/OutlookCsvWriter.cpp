@@ -238,13 +238,15 @@ const std::vector<std::string>& OutlookCsvWriter::Header() {
 void OutlookCsvWriter::Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom) {
   CsvWriter::StartTable(out, bom);
   CsvWriter::Row(out, Header());
-  for (const Contact& c : contacts) {
-    Cells cells = ContactCells(c);
-    std::vector<std::string> row;
-    row.reserve(Header().size());
-    for (const std::string& column : Header()) row.push_back(cells[column]);
-    CsvWriter::Row(out, row);
-  }
+  for (const Contact& c : contacts) Row(out, c);
+}
+
+void OutlookCsvWriter::Row(std::ostream& out, const Contact& contact) {
+  Cells cells = ContactCells(contact);
+  std::vector<std::string> row;
+  row.reserve(Header().size());
+  for (const std::string& column : Header()) row.push_back(cells[column]);
+  CsvWriter::Row(out, row);
 }
 
 }  // namespace host

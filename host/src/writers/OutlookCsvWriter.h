@@ -26,6 +26,9 @@ namespace host {
 class OutlookCsvWriter {
  public:
   static void Write(std::ostream& out, const std::vector<Contact>& contacts, bool bom = false);
+  // One contact's row, for a table written one contact at a time (after the byte order
+  // mark and the header).
+  static void Row(std::ostream& out, const Contact& contact);
   // Outlook's header, in its order.
   static const std::vector<std::string>& Header();
 };

@@ -1,0 +1,32 @@
+// PhotoBackup: the plain backup the photo benchmarks read, written once per size by the
+// emulator's writer: generated people (GenerateAddressBook seed 1), one in five with a
+// 200 KB picture (a JPEG frame of 512 x 512 whose coded bytes differ by person) kept
+// full-size with a crop, each picture made as the writer asks for it
+// (AddressBook::photoSource), so 4 GB never sit in memory at once.
+#ifndef VELDRAKE_BENCH_PHOTOBACKUP_H_
+#define VELDRAKE_BENCH_PHOTOBACKUP_H_
+
+#include <sqlite3.h>
+
+#include <cstddef>
+#include <string>
+
+namespace photobackup {
+
+constexpr size_t kPhotoBytes = 200 * 1024;
+constexpr int kOneIn = 5;  // people with a photo
+
+// The folder of the backup of `people` (made on first use, removed at exit).
+const std::string& BackupOf(int people);
+// The path of the images database's content in the backup at `folder`.
+std::string ImagesFile(const std::string& folder);
+// How many of `people` have a photo.
+inline size_t Photos(int people) {
+  return static_cast<size_t>((people + kOneIn - 1) / kOneIn);
+}
+// Aborts with SQLite's message unless `rc` is a success.
+void Check(int rc, sqlite3* db);
+
+}  // namespace photobackup
+
+#endif  // VELDRAKE_BENCH_PHOTOBACKUP_H_
