@@ -150,12 +150,15 @@ int PrivateFolder::CreateFile(const char* name) const {
 
 PrivateFolder::~PrivateFolder() {
   if (path_.empty()) return;
+  // Emptied before the slot is given back, under the registry's lock: a host's signal
+  // thread that ends the process as soon as RemoveAllPrivateFolders returns must never
+  // find the slot free while this folder still holds files.
+  std::lock_guard<std::mutex> lock(gRegistry);
+  RemoveFolderAndFiles(path_);
   if (slot_ >= 0) {
-    std::lock_guard<std::mutex> lock(gRegistry);
     gSlots[slot_].ready.store(false);
     gSlots[slot_].used = false;
   }
-  RemoveFolderAndFiles(path_);
 }
 
 void RemoveAllPrivateFolders() {
