@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr size_t kChunk = 1 << 20;
+constexpr size_t kPadding = 16;  // the most AES-CBC pads a file by
 
 std::string FileName(size_t note) {
   return "file" + std::to_string(note) + ".pdf";
@@ -89,13 +90,15 @@ bool WriteBackup(const Shape& shape, const std::string& filesDir, const std::str
   return devicesim::backup::WriteBackup({}, notes, backupDir, options, error);
 }
 
-double Floor(const std::string& backupDir, const std::string& outDir, size_t minBytes,
+double Floor(const std::string& backupDir, const std::string& outDir, size_t fileBytes,
              bool encrypted) {
   const auto start = std::chrono::steady_clock::now();
   size_t n = 0;
   bool ok = true;
   for (const auto& entry : fs::recursive_directory_iterator(backupDir)) {
-    if (!entry.is_regular_file() || entry.file_size() < minBytes) continue;
+    if (!entry.is_regular_file() || entry.file_size() < fileBytes ||
+        entry.file_size() > fileBytes + kPadding)
+      continue;
     ok = CopyOne(entry.path(), fs::path(outDir) / ("floor" + std::to_string(n++)), encrypted) && ok;
   }
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;

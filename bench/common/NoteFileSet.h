@@ -26,9 +26,9 @@ bool WriteFiles(const Shape& shape, const std::string& filesDir);
 bool WriteBackup(const Shape& shape, const std::string& filesDir, const std::string& backupDir,
                  const std::string& password, std::string* error);
 
-// The floor: every content file of at least `minBytes` read, decrypted when `encrypted`, and
-// written into `outDir`; returns its seconds, or a negative number when a file failed.
-double Floor(const std::string& backupDir, const std::string& outDir, size_t minBytes,
+// The floor: every content file of `fileBytes` (plus the cipher's padding) read, decrypted
+// when `encrypted`, and written into `outDir`; its seconds, or a negative number on a failure.
+double Floor(const std::string& backupDir, const std::string& outDir, size_t fileBytes,
              bool encrypted);
 
 }  // namespace notefileset
