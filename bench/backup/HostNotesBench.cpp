@@ -3,7 +3,8 @@
 // backup, exported by `veldrake notes --backup B --format md|html -o DIR` run as a child. Its
 // wall time and peak resident memory (from wait4) are set against the floor measured in the
 // same run and on the same file system: the backup's content files read, decrypted with
-// OpenSSL's AES-256-CBC when encrypted, and written with plain writes.
+// OpenSSL's AES-256-CBC when encrypted, and written with plain writes; and beside it the
+// floor plus one syncfs, since the export makes its files durable before it shows them.
 //
 //   backup_host_notes_bench PATH/TO/veldrake [ROUNDS] [WORK_FOLDER]
 //
@@ -83,6 +84,17 @@ Run RunHost(const std::vector<std::string>& args, const fs::path& log) {
   return run;
 }
 
+// The seconds one syncfs of the file system holding `dir` takes: what the export pays to
+// make its files durable before it renames them into place.
+double SyncSeconds(const fs::path& dir) {
+  const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const auto start = std::chrono::steady_clock::now();
+  const bool ok = fd >= 0 && syncfs(fd) == 0;
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  if (fd >= 0) close(fd);
+  return ok ? seconds.count() : -1;
+}
+
 void Fresh(const fs::path& dir) {
   fs::remove_all(dir);
   fs::create_directories(dir);
@@ -90,7 +102,7 @@ void Fresh(const fs::path& dir) {
 
 struct Series {
   std::string name;
-  std::vector<double> exported, floor, ratio;
+  std::vector<double> exported, floor, ratio, synced;
   long peakKiB = 0;
 };
 
@@ -103,11 +115,12 @@ void Print(const Series& s) {
   const auto [lo, hi] = std::minmax_element(s.ratio.begin(), s.ratio.end());
   std::printf(
       "%-14s export %7.2f s (%.2f-%.2f)  floor %7.2f s (%.2f-%.2f)  ratio %.2f (%.2f-%.2f)"
-      "  peak RSS %ld KiB\n",
+      "  ratio to floor+sync %.2f  peak RSS %ld KiB\n",
       s.name.c_str(), Median(s.exported), *std::min_element(s.exported.begin(), s.exported.end()),
       *std::max_element(s.exported.begin(), s.exported.end()), Median(s.floor),
       *std::min_element(s.floor.begin(), s.floor.end()),
-      *std::max_element(s.floor.begin(), s.floor.end()), Median(s.ratio), *lo, *hi, s.peakKiB);
+      *std::max_element(s.floor.begin(), s.floor.end()), Median(s.ratio), *lo, *hi,
+      Median(s.synced), s.peakKiB);
 }
 
 // One export and its floor, in the given order; false when either failed.
@@ -118,16 +131,19 @@ bool Round(const std::string& host, const fs::path& backup, bool encrypted,
                                 "--format", format,  "-o",       (out / "export").string() + "/"};
   if (encrypted) args.insert(args.end(), {"--password-file", (gRoot / "password").string()});
   Run run;
-  double floor = 0;
+  double floor = 0, sync = 0;
   for (int step = 0; step < 2; ++step) {
     Fresh(out);
+    SyncSeconds(out);  // each side starts with nothing of the other's waiting to be written
     if ((step == 0) == exportFirst) {
       run = RunHost(args, gRoot / "host.log");
     } else {
       floor = notefileset::Floor(backup.string(), out.string(), kShape.fileBytes, encrypted);
+      sync = SyncSeconds(out);
     }
   }
-  if (run.seconds < 0 || floor <= 0) return false;
+  if (run.seconds < 0 || floor <= 0 || sync < 0) return false;
+  s->synced.push_back(run.seconds / (floor + sync));
   s->exported.push_back(run.seconds);
   s->floor.push_back(floor);
   s->ratio.push_back(run.seconds / floor);
@@ -177,7 +193,7 @@ int main(int argc, char** argv) {
   std::vector<Series> all;
   for (const bool enc : {false, true})
     for (const std::string format : {"md", "html"})
-      all.push_back(Series{std::string(enc ? "encrypted " : "plain ") + format, {}, {}, {}, 0});
+      all.push_back(Series{std::string(enc ? "encrypted " : "plain ") + format, {}, {}, {}, {}, 0});
   for (int r = 0; r < rounds; ++r) {
     for (size_t i = 0; i < all.size(); ++i) {
       const bool enc = i >= 2;
