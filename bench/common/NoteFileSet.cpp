@@ -27,8 +27,8 @@ std::string FileName(size_t note) {
 }
 
 // Copies one file, decrypting with a fixed key when asked: the work an export cannot avoid.
-bool CopyOne(const fs::path& from, const fs::path& to, bool encrypted) {
-  std::vector<unsigned char> in(kChunk), plain(kChunk + 32);
+bool CopyOne(const fs::path& from, const fs::path& to, bool encrypted,
+             std::vector<unsigned char>& in, std::vector<unsigned char>& plain) {
   const unsigned char key[32] = {1}, iv[16] = {};
   const int src = open(from.c_str(), O_RDONLY | O_CLOEXEC);
   const int dst = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -93,13 +93,16 @@ bool WriteBackup(const Shape& shape, const std::string& filesDir, const std::str
 double Floor(const std::string& backupDir, const std::string& outDir, size_t fileBytes,
              bool encrypted) {
   const auto start = std::chrono::steady_clock::now();
+  std::vector<unsigned char> in(kChunk), plain(kChunk + 32);  // one pair for every file
   size_t n = 0;
   bool ok = true;
   for (const auto& entry : fs::recursive_directory_iterator(backupDir)) {
     if (!entry.is_regular_file() || entry.file_size() < fileBytes ||
         entry.file_size() > fileBytes + kPadding)
       continue;
-    ok = CopyOne(entry.path(), fs::path(outDir) / ("floor" + std::to_string(n++)), encrypted) && ok;
+    ok = CopyOne(entry.path(), fs::path(outDir) / ("floor" + std::to_string(n++)), encrypted, in,
+                 plain) &&
+         ok;
   }
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   return ok ? seconds.count() : -1;
