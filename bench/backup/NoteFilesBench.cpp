@@ -9,21 +9,16 @@
 // is the most heap live on the exporting thread (bench/common/HeapCounter.h): bounded by a note,
 // not by files.
 #include <fcntl.h>
-#include <openssl/evp.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <string>
-#include <vector>
 
 #include <benchmark/benchmark.h>
 
 #include "HeapCounter.h"
-#include "devicesim/AddressBook.h"
-#include "devicesim/NoteStore.h"
-#include "devicesim/backup/BackupWriter.h"
+#include "NoteFileSet.h"
 #include "veldrake/BackupNotes.h"
 
 namespace {
@@ -38,43 +33,19 @@ struct Fixture {
   fs::path root, backup, out;
 };
 
-// Bytes that do not compress, from a small generator.
-std::string Noise(size_t bytes, uint32_t seed) {
-  std::string out(bytes, '\0');
-  for (char& c : out) {
-    seed = seed * 1664525u + 1013904223u;
-    c = static_cast<char>(seed >> 24);
-  }
-  return out;
-}
+const notefileset::Shape kShape{kNotes, kEvery, kFileBytes};
 
 Fixture Write(bool encrypted) {
   Fixture f;
   f.root = fs::temp_directory_path() / ("notefiles-bench-" + std::to_string(getpid()));
   f.backup = f.root / "backup";
   f.out = f.root / "out";
-  fs::create_directories(f.root / "files");
   fs::create_directories(f.out);
-  devicesim::NoteStore notes;
-  for (size_t i = 0; i < kNotes; ++i) {
-    devicesim::Note note;
-    note.subject = "Note " + std::to_string(i);
-    note.content = "Some text of note " + std::to_string(i);
-    if (i % kEvery == 0) {
-      const std::string name = "file" + std::to_string(i) + ".pdf";
-      std::ofstream(f.root / "files" / name, std::ios::binary)
-          << Noise(kFileBytes, static_cast<uint32_t>(i));
-      note.markup = note.subject + "\nA file: ![](" + name + ")\n";
-      note.baseDir = (f.root / "files").string();
-    }
-    notes.notes.push_back(note);
-  }
-  devicesim::backup::BackupOptions options;
-  options.password = encrypted ? kPassword : "";
-  options.sha256Iterations = 1000;
-  options.sha1Iterations = 100;
   std::string error;
-  if (!devicesim::backup::WriteBackup({}, notes, f.backup.string(), options, &error))
+  const std::string files = (f.root / "files").string();
+  if (!notefileset::WriteFiles(kShape, files) ||
+      !notefileset::WriteBackup(kShape, files, f.backup.string(), encrypted ? kPassword : "",
+                                &error))
     f.root.clear();
   return f;
 }
@@ -100,34 +71,8 @@ int Receive(const VeldrakeNote* note, void* context) {
   return 0;
 }
 
-// The floor: every content file of at least a file's size read, decrypted when the backup
-// is, and written.
 double Floor(const Fixture& f, bool encrypted) {
-  const auto start = std::chrono::steady_clock::now();
-  std::vector<unsigned char> in(1 << 20), plain((1 << 20) + 32);
-  const unsigned char key[32] = {1}, iv[16] = {};
-  size_t n = 0;
-  for (const auto& entry : fs::recursive_directory_iterator(f.backup)) {
-    if (!entry.is_regular_file() || entry.file_size() < kFileBytes) continue;
-    const int src = open(entry.path().c_str(), O_RDONLY | O_CLOEXEC);
-    const std::string to = (f.out / ("floor" + std::to_string(n++))).string();
-    const int dst = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
-    EVP_DecryptInit_ex(ctx, EVP_aes_256_cbc(), nullptr, key, iv);
-    EVP_CIPHER_CTX_set_padding(ctx, 0);
-    for (ssize_t got; (got = read(src, in.data(), in.size())) > 0;) {
-      int produced = static_cast<int>(got);
-      if (encrypted)
-        EVP_DecryptUpdate(ctx, plain.data(), &produced, in.data(), static_cast<int>(got));
-      benchmark::DoNotOptimize(
-          write(dst, encrypted ? plain.data() : in.data(), static_cast<size_t>(produced)));
-    }
-    EVP_CIPHER_CTX_free(ctx);
-    close(src);
-    close(dst);
-  }
-  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-  return seconds.count();
+  return notefileset::Floor(f.backup.string(), f.out.string(), kFileBytes, encrypted);
 }
 
 // One export of every note and file; its seconds.
