@@ -129,7 +129,7 @@ def rewrite_plist(folder, name, change, fmt):
 
 # --- The recipes: each makes its backup under `work` and returns the backup's folder. ---
 
-BOMB_CHARS = 60_000_000  # the bomb: a 60 KB body, 60 MB of text
+BOMB_CHARS = 60_000_000  # a 60 KB body that inflates to 60 MB of text
 CAPPED_CHARS = 8_000_000  # just under the per-note cap (8 MiB)
 CAPPED_NOTES = 8  # 64 MB of text together
 NOTE_ROWS = 1_000_000  # the recursive view's notes

@@ -23,7 +23,8 @@ bool LengthFits(int64_t stored, int64_t length, bool encrypted) {
 }  // namespace
 
 bool OpenedBackup::ListedOtherwise(const char* domain, const std::string& relativePath) {
-  static const char kQuery[] = "SELECT 1 FROM Files WHERE domain = ?1 AND relativePath = ?2";
+  // On the relativePath index, as Locate.
+  static const char kQuery[] = "SELECT 1 FROM Files WHERE +domain = ?1 AND relativePath = ?2";
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(manifest_, kQuery, -1, &statement, nullptr) != SQLITE_OK) return false;
   sqlite3_bind_text(statement, 1, domain, -1, SQLITE_STATIC);

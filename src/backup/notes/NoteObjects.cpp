@@ -97,16 +97,29 @@ bool NoteObjects::Prepare() {
                     CryptoColumns(c, "m") + " FROM ZICCLOUDSYNCINGOBJECT AS a";
   sql += " LEFT JOIN ZICCLOUDSYNCINGOBJECT AS m ON ";
   sql += c.count("ZMEDIA") != 0 ? "m.Z_PK = a.ZMEDIA AND m.Z_ENT = " + media : "0";
-  sql += " WHERE a.ZIDENTIFIER = ?1 AND a.Z_ENT IN (" +
-         std::to_string(catalog_.Entity("ICAttachment")) + ", " +
-         std::to_string(catalog_.Entity("ICInlineAttachment")) + ") ORDER BY a.Z_PK LIMIT 1";
-  return sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement_, nullptr) == SQLITE_OK;
+  const std::string entities = std::to_string(catalog_.Entity("ICAttachment")) + ", " +
+                               std::to_string(catalog_.Entity("ICInlineAttachment"));
+  sql += " WHERE a.Z_PK = ?1 AND a.Z_ENT IN (" + entities + ")";
+  return IndexRows(entities) &&
+         sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement_, nullptr) == SQLITE_OK;
+}
+
+bool NoteObjects::IndexRows(const std::string& entities) {
+  rows_.clear();
+  const std::string sql = "SELECT Z_PK, ZIDENTIFIER FROM ZICCLOUDSYNCINGOBJECT WHERE Z_ENT IN (" +
+                          entities + ") AND ZIDENTIFIER IS NOT NULL ORDER BY Z_PK";
+  return ForEachRow(db_, sql, [this](sqlite3_stmt* row) {
+           const std::string id = ColumnText(row, 1);
+           rows_.emplace(id, sqlite3_column_int64(row, 0));  // the first row wins
+           return kVeldrakeBackupOk;
+         }) == kVeldrakeBackupOk;
 }
 
 bool NoteObjects::Fetch(const std::string& id, Row* row) {
-  if (statement_ == nullptr) return false;
+  const auto found = rows_.find(id);
+  if (statement_ == nullptr || found == rows_.end()) return false;
   sqlite3_reset(statement_);
-  sqlite3_bind_text(statement_, 1, id.c_str(), static_cast<int>(id.size()), SQLITE_TRANSIENT);
+  sqlite3_bind_int64(statement_, 1, found->second);
   if (sqlite3_step(statement_) != SQLITE_ROW) return false;
   row->type = ColumnText(statement_, kType);
   row->title = ColumnText(statement_, kTitle);

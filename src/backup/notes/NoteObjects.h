@@ -16,6 +16,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "NoteCatalog.h"
@@ -48,6 +49,7 @@ class NoteObjects {
 
  private:
   struct Row;
+  bool IndexRows(const std::string& entities);
   bool Fetch(const std::string& id, Row* row);
   void ResolveSpans(const NoteDocument& document, bool tables, WholeNote* note);
   void ResolveOne(const std::string& id, const std::string& bodyType, bool tables, WholeNote* note);
@@ -64,6 +66,9 @@ class NoteObjects {
   const Warnings& warnings_;
   const std::vector<std::string>& passwords_;
   sqlite3_stmt* statement_ = nullptr;
+  // Each attachment's first row by identifier: a store need not index ZIDENTIFIER, and a
+  // scan per object made notes with thousands of attachments quadratic.
+  std::unordered_map<std::string, int64_t> rows_;
   std::map<std::string, ShownObject> shown_;
   std::vector<std::unique_ptr<NoteTableCells>> tables_;
   std::set<std::string> warnedTypes_, names_;
