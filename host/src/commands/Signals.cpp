@@ -8,8 +8,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <iterator>
+#include <list>
 #include <mutex>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 namespace host {
@@ -44,8 +47,15 @@ std::mutex& TemporariesLock() {
   return lock;
 }
 
-std::vector<std::string>& Temporaries() {
-  static std::vector<std::string> paths;
+// The registered paths in the order they came, and where each stands, so that an export
+// of many thousands of files unregisters each in constant time.
+struct TemporaryPaths {
+  std::list<std::string> order;
+  std::unordered_multimap<std::string, std::list<std::string>::iterator> where;
+};
+
+TemporaryPaths& Temporaries() {
+  static TemporaryPaths paths;
   return paths;
 }
 
@@ -66,7 +76,7 @@ sigset_t Watched() {
   const Hook remove = g_removeHook.load();
   if (remove != nullptr) remove();
   TemporariesLock().lock();
-  std::vector<std::string>& paths = Temporaries();
+  const std::list<std::string>& paths = Temporaries().order;
   for (auto path = paths.rbegin(); path != paths.rend(); ++path)
     if (::unlink(path->c_str()) != 0) ::rmdir(path->c_str());
   static const char kLine[] = "\nveldrake: stopped at once; nothing was written\n";
@@ -126,14 +136,18 @@ void ForgetTerminal() {
 
 void RegisterTemporary(const std::string& path) {
   std::lock_guard<std::mutex> hold(TemporariesLock());
-  Temporaries().push_back(path);
+  TemporaryPaths& paths = Temporaries();
+  paths.order.push_back(path);
+  paths.where.emplace(path, std::prev(paths.order.end()));
 }
 
 void UnregisterTemporary(const std::string& path) {
   std::lock_guard<std::mutex> hold(TemporariesLock());
-  std::vector<std::string>& paths = Temporaries();
-  const auto found = std::find(paths.rbegin(), paths.rend(), path);
-  if (found != paths.rend()) paths.erase(std::next(found).base());
+  TemporaryPaths& paths = Temporaries();
+  const auto found = paths.where.find(path);
+  if (found == paths.where.end()) return;
+  paths.order.erase(found->second);
+  paths.where.erase(found);
 }
 
 }  // namespace host
