@@ -1,8 +1,6 @@
 // A decoded note rendered as content text, Markdown and HTML: one table of bodies with
 // what each format must show, and an oracle over many random notes: the Markdown read
 // back by cmark-gfm, and our HTML, must show exactly the note's characters.
-#include <cmark-gfm-core-extensions.h>
-#include <cmark-gfm.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 #include <map>
 #include <random>
 
+#include "GfmDocument.h"
 #include "NoteDocument.h"
 #include "NoteFixtures.h"
 #include "NoteInflate.h"
@@ -256,22 +255,14 @@ std::string Visible(const std::string& html) {
 }
 
 std::string Cmark(const std::string& markdown) {
-  cmark_gfm_core_extensions_ensure_registered();
-  cmark_parser* parser = cmark_parser_new(CMARK_OPT_DEFAULT);
-  for (const char* name : {"table", "strikethrough", "tasklist"})
-    cmark_parser_attach_syntax_extension(parser, cmark_find_syntax_extension(name));
-  cmark_parser_feed(parser, markdown.data(), markdown.size());
-  cmark_node* document = cmark_parser_finish(parser);
-  char* html =
-      cmark_render_html(document, CMARK_OPT_UNSAFE, cmark_parser_get_syntax_extensions(parser));
+  const GfmDocument document(markdown);
+  char* html = cmark_render_html(document.root(), CMARK_OPT_UNSAFE, document.extensions());
   std::string out = html;
   free(html);
   // cmark-gfm leaves a task item inside a block quote as text; it is still our checkbox.
   for (const char* box : {"<li>[x] ", "<li>[ ] "})
     for (size_t at = out.find(box); at != std::string::npos; at = out.find(box, at))
       out.replace(at, std::strlen(box), "<li>");
-  cmark_node_free(document);
-  cmark_parser_free(parser);
   return out;
 }
 

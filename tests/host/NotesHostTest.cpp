@@ -1,6 +1,5 @@
 // The host's notes texts: plain text made Markdown and read back by cmark-gfm, links
 // resolved against std::filesystem's own relative paths.
-#include <cmark-gfm-core-extensions.h>
 #include <cmark-gfm-extension_api.h>
 #include <cmark-gfm.h>
 #include <gtest/gtest.h>
@@ -11,6 +10,7 @@
 #include <sstream>
 
 #include "Dates.h"
+#include "GfmDocument.h"
 #include "NoteLinks.h"
 #include "NoteRecord.h"
 #include "NoteText.h"
@@ -32,12 +32,8 @@ std::string Written(Write write) {
 // What cmark-gfm, with GitHub's extensions, shows of a Markdown text as plain text (autolinks
 // left out: a bare URL that becomes a link still reads the same).
 std::string ShownText(const std::string& markdown) {
-  cmark_gfm_core_extensions_ensure_registered();
-  cmark_parser* parser = cmark_parser_new(CMARK_OPT_DEFAULT);
-  for (const char* name : {"table", "strikethrough", "tasklist"})
-    cmark_parser_attach_syntax_extension(parser, cmark_find_syntax_extension(name));
-  cmark_parser_feed(parser, markdown.data(), markdown.size());
-  cmark_node* document = cmark_parser_finish(parser);
+  const GfmDocument parsed(markdown);
+  cmark_node* document = parsed.root();
   std::string shown;
   bool plain = true;  // only paragraphs and text: no markup took effect
   cmark_iter* iter = cmark_iter_new(document);
@@ -50,8 +46,6 @@ std::string ShownText(const std::string& markdown) {
   char* text = cmark_render_plaintext(document, CMARK_OPT_DEFAULT, 0);
   shown = plain ? text : "(markup) " + std::string(text);
   free(text);
-  cmark_node_free(document);
-  cmark_parser_free(parser);
   return shown;
 }
 
