@@ -114,27 +114,16 @@ void BM_BlobsFromSqliteBase64(benchmark::State& state) {
   const bool digest = state.range(1) != 0;
   const std::string path = ImagesFile(BackupOf(people));
   for (auto _ : state) {
-    sqlite3* db = nullptr;
-    const std::string uri = "file:" + path + "?mode=ro&immutable=1";
-    Check(sqlite3_open_v2(uri.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr), db);
-    sqlite3_stmt* s = nullptr;
-    Check(sqlite3_prepare_v2(db, "SELECT data FROM ABFullSizeImage ORDER BY record_id", -1, &s,
-                             nullptr),
-          db);
-    size_t encoded = 0, photos = 0;
-    while (sqlite3_step(s) == SQLITE_ROW) {
-      ++photos;
-      const char* blob = static_cast<const char*>(sqlite3_column_blob(s, 0));
-      const size_t size = static_cast<size_t>(sqlite3_column_bytes(s, 0));
+    size_t encoded = 0;
+    const size_t photos = ForEachPicture(path, [&](const unsigned char* bytes, size_t size) {
+      const char* blob = reinterpret_cast<const char*>(bytes);
       encoded += host::Base64(std::string(blob, size)).size();
       unsigned char md5[EVP_MAX_MD_SIZE];
       unsigned int length = 0;
       if (digest && EVP_Digest(blob, size, md5, &length, EVP_md5(), nullptr) != 1)
         state.SkipWithError("no MD5");
       encoded += length;
-    }
-    sqlite3_finalize(s);
-    sqlite3_close(db);
+    });
     benchmark::DoNotOptimize(encoded);
     if (photos != Photos(people)) state.SkipWithError("photos missing");
   }

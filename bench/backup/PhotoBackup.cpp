@@ -48,6 +48,26 @@ void Check(int rc, sqlite3* db) {
 }
 
 // The path of the images database's content in the backup at `folder`.
+size_t ForEachPicture(const std::string& imagesFile,
+                      const std::function<void(const unsigned char*, size_t)>& each) {
+  sqlite3* db = nullptr;
+  const std::string uri = "file:" + imagesFile + "?mode=ro&immutable=1";
+  Check(sqlite3_open_v2(uri.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr), db);
+  sqlite3_stmt* s = nullptr;
+  Check(sqlite3_prepare_v2(db, "SELECT data FROM ABFullSizeImage ORDER BY record_id", -1, &s,
+                           nullptr),
+        db);
+  size_t pictures = 0;
+  while (sqlite3_step(s) == SQLITE_ROW) {
+    ++pictures;
+    each(static_cast<const unsigned char*>(sqlite3_column_blob(s, 0)),
+         static_cast<size_t>(sqlite3_column_bytes(s, 0)));
+  }
+  sqlite3_finalize(s);
+  sqlite3_close(db);
+  return pictures;
+}
+
 std::string ImagesFile(const std::string& folder) {
   sqlite3* manifest = nullptr;
   Check(

@@ -9,6 +9,7 @@
 #include <sqlite3.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace photobackup {
@@ -26,6 +27,10 @@ inline size_t Photos(int people) {
 }
 // Aborts with SQLite's message unless `rc` is a success.
 void Check(int rc, sqlite3* db);
+// The floors' read: every full-size picture of the images database at `imagesFile`, opened
+// read-only and immutable, handed to `each` in record order; how many there were.
+size_t ForEachPicture(const std::string& imagesFile,
+                      const std::function<void(const unsigned char*, size_t)>& each);
 
 }  // namespace photobackup
 

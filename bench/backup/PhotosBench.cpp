@@ -64,22 +64,10 @@ void BM_BlobsFromSqlite(benchmark::State& state) {
   const int people = static_cast<int>(state.range(0));
   const std::string path = ImagesFile(BackupOf(people));
   for (auto _ : state) {
-    sqlite3* db = nullptr;
-    const std::string uri = "file:" + path + "?mode=ro&immutable=1";
-    Check(sqlite3_open_v2(uri.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr), db);
-    sqlite3_stmt* s = nullptr;
-    Check(sqlite3_prepare_v2(db, "SELECT data FROM ABFullSizeImage ORDER BY record_id", -1, &s,
-                             nullptr),
-          db);
-    size_t encoded = 0, photos = 0;
-    while (sqlite3_step(s) == SQLITE_ROW) {
-      ++photos;
-      encoded += base64_encode(static_cast<const unsigned char*>(sqlite3_column_blob(s, 0)),
-                               static_cast<unsigned int>(sqlite3_column_bytes(s, 0)))
-                     .size();
-    }
-    sqlite3_finalize(s);
-    sqlite3_close(db);
+    size_t encoded = 0;
+    const size_t photos = ForEachPicture(path, [&](const unsigned char* blob, size_t size) {
+      encoded += base64_encode(blob, static_cast<unsigned int>(size)).size();
+    });
     benchmark::DoNotOptimize(encoded);
     if (photos != Photos(people)) state.SkipWithError("photos missing");
   }
