@@ -1,5 +1,6 @@
 // OutputFolder: the names it gives, the folders it refuses, and what is visible when.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -250,6 +251,35 @@ TEST(OutputFolderTest, FoldersRefusedAndFilesVisibleOnlyOnCommit) {
     EXPECT_EQ(st.st_mtime, 0);
     EXPECT_EQ(st.st_mode & 0777, 0644u);
   }
+}
+
+// An export of more folders than the process may hold descriptors, written and then
+// written again over (the merge into an earlier export's folders): every file arrives.
+TEST(OutputFolderTest, ManyFoldersNeedFewDescriptors) {
+  constexpr int kManyFolders = 200;
+  struct rlimit saved;
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+  struct rlimit low = saved;
+  low.rlim_cur = 48;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+  TempFolder temp;
+  bool written = true;
+  for (const std::string round : {"first", "second"}) {
+    host::OutputFolder folder;
+    std::string error;
+    written = written && folder.Open(temp.path() + "/out/", &error);
+    for (int i = 0; i < kManyFolders && written; ++i) {
+      const std::string path = folder.Reserve({"Notes", "n" + std::to_string(i)}, "f", ".bin");
+      written = folder.Write(path, round + std::to_string(i), kNow, &error);
+    }
+    written = written && folder.Commit(&error);
+    EXPECT_TRUE(written) << round << ": " << error;
+  }
+  ::setrlimit(RLIMIT_NOFILE, &saved);
+  for (int i = 0; i < kManyFolders; ++i)
+    EXPECT_EQ(Slurp(temp.path() + "/out/Notes/n" + std::to_string(i) + "/f.bin"),
+              "second" + std::to_string(i));
+  EXPECT_EQ(Tree(temp.path() + "/out").size(), 1u + 2u * kManyFolders);
 }
 
 }  // namespace

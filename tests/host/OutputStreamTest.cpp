@@ -30,13 +30,24 @@ int64_t g_date = -1;     // the notes' dateModified
 std::string g_watched;   // the output's folder, looked into while records are lent
 bool g_exposed = false;  // a file there was readable by others before the export ended
 
+// Whether others can reach `path` below `folder`: every folder on the way lets them in.
+bool Reachable(const std::filesystem::path& path, const std::filesystem::path& folder) {
+  for (auto up = path.parent_path(); up != folder && up.has_relative_path();
+       up = up.parent_path()) {
+    struct stat st;
+    if (::lstat(up.c_str(), &st) != 0 || (st.st_mode & 011) == 0) return false;
+  }
+  return true;
+}
+
 // Whether any file under `folder` (made by the export, not yet whole) is open to others.
 bool Exposed(const std::string& folder) {
   std::error_code ignored;
   for (auto it = std::filesystem::recursive_directory_iterator(folder, ignored);
        it != std::filesystem::recursive_directory_iterator(); it.increment(ignored)) {
     struct stat st;
-    if (::lstat(it->path().c_str(), &st) == 0 && S_ISREG(st.st_mode) && (st.st_mode & 077) != 0)
+    if (::lstat(it->path().c_str(), &st) == 0 && S_ISREG(st.st_mode) && (st.st_mode & 077) != 0 &&
+        Reachable(it->path(), folder))
       return true;
   }
   return false;

@@ -1,6 +1,7 @@
 // The signal-watching thread and the list of temporary paths it removes on the way out.
 #include "Signals.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
@@ -14,6 +15,8 @@
 #include <thread>
 #include <unordered_map>
 #include <vector>
+
+#include "FileTree.h"
 
 namespace host {
 namespace {
@@ -49,10 +52,28 @@ std::mutex& TemporariesLock() {
 
 // The registered paths in the order they came, and where each stands, so that an export
 // of many thousands of files unregisters each in constant time.
-struct TemporaryPaths {
-  std::list<std::string> order;
-  std::unordered_multimap<std::string, std::list<std::string>::iterator> where;
+struct TemporaryPath {
+  std::string path;
+  bool tree = false;  // removed with everything below it
 };
+struct TemporaryPaths {
+  std::list<TemporaryPath> order;
+  std::unordered_multimap<std::string, std::list<TemporaryPath>::iterator> where;
+};
+
+// The exporting thread may still be adding to the tree while it goes; once the tree's own
+// folder is gone nothing more can be made in it, so a few passes leave nothing.
+constexpr int kTreePasses = 100;
+
+void RemoveOnExit(const TemporaryPath& temporary) {
+  const char* path = temporary.path.c_str();
+  if (!temporary.tree) {
+    if (::unlink(path) != 0) ::rmdir(path);
+    return;
+  }
+  for (int pass = 0; pass < kTreePasses && !RemoveTree(AT_FDCWD, temporary.path); ++pass) {
+  }
+}
 
 TemporaryPaths& Temporaries() {
   static TemporaryPaths paths;
@@ -76,9 +97,8 @@ sigset_t Watched() {
   const Hook remove = g_removeHook.load();
   if (remove != nullptr) remove();
   TemporariesLock().lock();
-  const std::list<std::string>& paths = Temporaries().order;
-  for (auto path = paths.rbegin(); path != paths.rend(); ++path)
-    if (::unlink(path->c_str()) != 0) ::rmdir(path->c_str());
+  const std::list<TemporaryPath>& paths = Temporaries().order;
+  for (auto path = paths.rbegin(); path != paths.rend(); ++path) RemoveOnExit(*path);
   static const char kLine[] = "\nveldrake: stopped at once; nothing was written\n";
   ssize_t ignored = ::write(STDERR_FILENO, kLine, sizeof kLine - 1);
   (void)ignored;
@@ -134,11 +154,23 @@ void ForgetTerminal() {
   Terminal() = SavedTerminal{};
 }
 
-void RegisterTemporary(const std::string& path) {
+namespace {
+
+void Register(const std::string& path, bool tree) {
   std::lock_guard<std::mutex> hold(TemporariesLock());
   TemporaryPaths& paths = Temporaries();
-  paths.order.push_back(path);
+  paths.order.push_back({path, tree});
   paths.where.emplace(path, std::prev(paths.order.end()));
+}
+
+}  // namespace
+
+void RegisterTemporary(const std::string& path) {
+  Register(path, false);
+}
+
+void RegisterTemporaryTree(const std::string& path) {
+  Register(path, true);
 }
 
 void UnregisterTemporary(const std::string& path) {

@@ -49,6 +49,8 @@ void ForgetTerminal();
 // Paths removed when a signal ends the program: files are unlinked, folders removed when
 // empty, the last registered first.
 void RegisterTemporary(const std::string& path);
+// A folder removed with everything below it (links removed, never followed).
+void RegisterTemporaryTree(const std::string& path);
 void UnregisterTemporary(const std::string& path);
 
 }  // namespace host

@@ -1,5 +1,5 @@
 // An export's files in a folder: opened once, names made safe and unique, files written
-// as private temporaries and renamed into place together.
+// into a private folder of the export's own and moved into place together.
 #include "OutputFolder.h"
 
 #include <fcntl.h>
@@ -12,31 +12,35 @@
 #include <random>
 
 #include "FileNames.h"
+#include "FileTree.h"
 #include "OutputFile.h"
 #include "Signals.h"
 
 namespace host {
 namespace {
 
-const mode_t kFolderMode = 0755;  // less the umask: never writable by others
-const mode_t kTemporaryMode = 0600;
+const mode_t kFolderMode = 0755;   // less the umask: never writable by others
+const mode_t kStagingMode = 0700;  // what is inside is no one else's business until Commit
+const mode_t kFileMode = 0666;     // less the umask, as any new file
 const mode_t kWritableByOthers = 022;
 const int kTemporaryTries = 100;
 const char kFallbackName[] = "Untitled";
+const off_t kWriteBackBytes = off_t{1} << 16;
 const size_t kNumberRoom = 12;  // " 4294967295" and a little more
+const char kLinkRefused[] = ": a symbolic link stands there; refused, nothing was written";
+const char kNotOurs[] =
+    ": something this program did not write stands there (a folder, a device, another user's "
+    "or a linked file); refused, nothing was written";
 
 std::string Reason(const std::string& what, int error) {
   return what + ": " + std::strerror(error);
 }
 
 // A folder we may write into: a real folder of ours that no one else can write to.
-bool Usable(int fd, const std::string& shown, std::string* error) {
-  struct stat st;
-  if (::fstat(fd, &st) != 0) {
-    *error = Reason(shown, errno);
-    return false;
-  }
-  if (!S_ISDIR(st.st_mode)) {
+bool UsableStat(const struct stat& st, const std::string& shown, std::string* error) {
+  if (S_ISLNK(st.st_mode)) {
+    *error = shown + kLinkRefused;
+  } else if (!S_ISDIR(st.st_mode)) {
     *error = shown + ": not a folder";
   } else if (st.st_uid != ::geteuid()) {
     *error = shown + ": the folder belongs to another user";
@@ -48,18 +52,39 @@ bool Usable(int fd, const std::string& shown, std::string* error) {
   return false;
 }
 
+bool Usable(int fd, const std::string& shown, std::string* error) {
+  struct stat st;
+  if (::fstat(fd, &st) != 0) {
+    *error = Reason(shown, errno);
+    return false;
+  }
+  return UsableStat(st, shown, error);
+}
+
 std::string StripTrailingSlashes(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
 }
 
-std::string TemporaryName() {
+std::string StagingName() {
   static std::mt19937_64 random{std::random_device{}()};
   static const char kDigits[] = "0123456789abcdef";
   std::string name = ".veldrake-";
   uint64_t bits = random();
   for (int i = 0; i < 16; ++i, bits >>= 4) name += kDigits[bits & 0xF];
-  return name + ".part";
+  return name;
+}
+
+// Starts writing a large file to the disk now, without waiting for it, so that the disk
+// works while the export goes on and the one sync before Commit finds little left to do.
+void StartWriteBack(int fd) {
+  struct stat st;
+  if (::fstat(fd, &st) == 0 && st.st_size >= kWriteBackBytes)
+    ::sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
+std::string Join(const std::string& folder, const std::string& name) {
+  return folder.empty() ? name : folder + "/" + name;
 }
 
 // The first of `base`, "base 2", "base 3"... (each with `extension`) not in `taken`.
@@ -124,42 +149,64 @@ std::string OutputFolder::Reserve(const std::vector<std::string>& folders, const
   return path;
 }
 
-std::string OutputFolder::Full(const std::string& folder, const std::string& name) const {
+std::string OutputFolder::Full(const std::string& relative) const {
   const std::string top = StripTrailingSlashes(path_);
-  if (name.empty()) return folder.empty() ? top : top + "/" + folder;
-  return folder.empty() ? top + "/" + name : top + "/" + folder + "/" + name;
+  return relative.empty() ? top : top + "/" + relative;
 }
 
-int OutputFolder::MakeFolder(int parent, const std::string& name, const std::string& relative,
-                             std::string* error) {
-  if (::mkdirat(parent, name.c_str(), kFolderMode) == 0) {
-    madeFolders_.push_back(relative);
-    RegisterTemporary(Full(relative, ""));
-  } else if (errno != EEXIST) {
-    *error = Reason(Full(relative, ""), errno);
-    return -1;
+// The export's private folder, made with its first file.
+int OutputFolder::StagingFd(std::string* error) {
+  if (stagingFd_ >= 0) return stagingFd_;
+  for (int i = 0; i < kTemporaryTries && staging_.empty(); ++i) {
+    const std::string name = StagingName();
+    RegisterTemporaryTree(Full(name));  // before it exists, so that no signal misses it
+    if (::mkdirat(fd_, name.c_str(), kStagingMode) == 0) {
+      staging_ = name;
+    } else {
+      UnregisterTemporary(Full(name));
+      if (errno != EEXIST) break;
+    }
   }
-  const int fd = ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (fd < 0) {
-    *error = Reason(Full(relative, ""), errno);
-    return -1;
-  }
-  if (!Usable(fd, Full(relative, ""), error)) {
-    ::close(fd);
-    return -1;
-  }
-  folderFds_[relative] = fd;
-  return fd;
+  if (!staging_.empty())
+    stagingFd_ = ::openat(fd_, staging_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (stagingFd_ < 0) *error = Reason(path_, errno);
+  lastFolder_.clear();
+  lastFolderFd_ = stagingFd_;
+  return stagingFd_;
 }
 
-// The descriptor of a subfolder, each level made (or checked) on first use.
-int OutputFolder::FolderFd(const std::string& relative, std::string* error) {
-  if (relative.empty()) return fd_;
-  const auto open = folderFds_.find(relative);
-  if (open != folderFds_.end()) return open->second;
-  const auto parts = SplitLast(relative);
-  const int parent = FolderFd(parts.first, error);
-  return parent < 0 ? -1 : MakeFolder(parent, parts.second, relative, error);
+// A folder of the export made in the private folder, its parents first. What already
+// stands at its place in the folder is checked now, so that an export that cannot be put
+// in place fails before it writes, not after.
+bool OutputFolder::MakeStagedFolder(const std::string& relative, std::string* error) {
+  if (relative.empty() || stagedFolders_.count(relative) != 0) return true;
+  if (!MakeStagedFolder(SplitLast(relative).first, error)) return false;
+  struct stat st;
+  if (::fstatat(fd_, relative.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (!UsableStat(st, Full(relative), error)) return false;
+  } else if (errno != ENOENT) {
+    *error = Reason(Full(relative), errno);
+    return false;
+  }
+  if (::mkdirat(stagingFd_, relative.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+    *error = Reason(Full(relative), errno);
+    return false;
+  }
+  stagedFolders_.insert(relative);
+  return true;
+}
+
+// The descriptor of a staged folder; one stays open at a time, whatever the tree's size.
+int OutputFolder::StagedFolderFd(const std::string& relative, std::string* error) {
+  if (relative == lastFolder_ && lastFolderFd_ >= 0) return lastFolderFd_;
+  if (!MakeStagedFolder(relative, error)) return -1;
+  if (lastFolderFd_ >= 0 && lastFolderFd_ != stagingFd_) ::close(lastFolderFd_);
+  lastFolder_ = relative;
+  lastFolderFd_ = relative.empty() ? stagingFd_
+                                   : ::openat(stagingFd_, relative.c_str(),
+                                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (lastFolderFd_ < 0) *error = Reason(Full(relative), errno);
+  return lastFolderFd_;
 }
 
 bool OutputFolder::Write(const std::string& relative, const std::string& content, int64_t mtime,
@@ -174,145 +221,121 @@ bool OutputFolder::Write(const std::string& relative,
                          const std::function<bool(int fd, std::string*)>& fill, int64_t mtime,
                          std::string* error) {
   if (fd_ < 0 || done_ || reserved_.erase(relative) == 0) {
-    *error = Full(relative, "") + ": not a name reserved in an open folder";
+    *error = Full(relative) + ": not a name reserved in an open folder";
     return false;
   }
   const auto parts = SplitLast(relative);
-  const int folder = FolderFd(parts.first, error);
+  const int folder = StagingFd(error) < 0 ? -1 : StagedFolderFd(parts.first, error);
   if (folder < 0) return false;
-  Pending file{parts.first, parts.second, "", 0, 0};
-  int fd = -1;
-  for (int i = 0; i < kTemporaryTries && fd < 0; ++i) {
-    file.temp = TemporaryName();
-    fd = ::openat(folder, file.temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                  kTemporaryMode);
-    if (fd < 0 && errno != EEXIST) break;
-  }
+  const int fd = ::openat(folder, parts.second.c_str(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode);
   if (fd < 0) {
-    *error = Reason(Full(relative, ""), errno);
+    *error = Reason(Full(relative), errno);
     return false;
   }
-  RegisterTemporary(Full(file.folder, file.temp));
-  pending_.push_back(file);
   std::string why;
   bool written = fill(fd, &why);
-  if (!written) *error = Full(relative, "") + ": " + why;
-  struct stat st;
+  if (!written) *error = Full(relative) + ": " + why;
+  StartWriteBack(fd);
   if (written && mtime != INT64_MIN) {
     const struct timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(mtime), 0}};
     written = ::futimens(fd, times) == 0;
-    if (!written) *error = Reason(Full(relative, ""), errno);
-  }
-  if (written && ::fstat(fd, &st) != 0) {
-    written = false;
-    *error = Reason(Full(relative, ""), errno);
+    if (!written) *error = Reason(Full(relative), errno);
   }
   if (::close(fd) != 0 && written) {
     written = false;
-    *error = Reason(Full(relative, ""), errno);
+    *error = Reason(Full(relative), errno);
   }
-  if (!written) {
-    // A file that failed is dropped, so the export may go on without it.
-    ::unlinkat(folder, file.temp.c_str(), 0);
-    UnregisterTemporary(Full(file.folder, file.temp));
-    pending_.pop_back();
+  // A file that failed is dropped, so the export may go on without it.
+  if (!written) ::unlinkat(folder, parts.second.c_str(), 0);
+  return written;
+}
+
+// Puts the staged `name` of `from` at `name` in `to`: a new name without ever replacing one
+// that appeared meanwhile; an earlier export's file swapped with the new one, so it can be
+// put back.
+bool OutputFolder::Place(int from, int to, const std::string& name, const std::string& relative,
+                         bool folder, bool exists, std::string* error) {
+  const unsigned flags = exists ? RENAME_EXCHANGE : RENAME_NOREPLACE;
+  Placed how = exists ? Placed::kExchanged : Placed::kRenamed;
+  bool placed = ::renameat2(from, name.c_str(), to, name.c_str(), flags) == 0;
+  if (!placed && (errno == EINVAL || errno == ENOSYS)) {
+    // A file system without these renames: a hard link cannot replace, a rename can; a
+    // folder cannot be linked, so its name is checked free just before.
+    struct stat st;
+    how = exists ? Placed::kReplaced : folder ? Placed::kRenamed : Placed::kLinked;
+    if (exists || folder)
+      placed = (exists || ::fstatat(to, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) &&
+               ::renameat(from, name.c_str(), to, name.c_str()) == 0;
+    else
+      placed = ::linkat(from, name.c_str(), to, name.c_str(), 0) == 0;
+  }
+  if (!placed) {
+    *error = Reason(Full(relative), errno);
     return false;
   }
-  pending_.back().device = st.st_dev;
-  pending_.back().inode = st.st_ino;
+  moves_.push_back({relative, how});
   return true;
 }
 
-// Before anything is renamed: every name free or a plain file of ours (a file exported
-// before), and every temporary still the file written, made readable as a new file is.
-bool OutputFolder::CheckTargets(std::string* error) {
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  for (const Pending& file : pending_) {
-    const int folder = FolderFd(file.folder, error);
-    if (folder < 0) return false;
-    const std::string shown = Full(file.folder, file.name);
-    struct stat st;
-    if (::fstatat(folder, file.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
-      if (S_ISLNK(st.st_mode)) {
-        *error = shown + ": a symbolic link stands there; refused, nothing was written";
-        return false;
-      }
-      if (!S_ISREG(st.st_mode) || st.st_uid != ::geteuid() || st.st_nlink != 1) {
-        *error = shown +
-                 ": something this program did not write stands there (a folder, a device, "
-                 "another user's or a linked file); refused, nothing was written";
-        return false;
-      }
-    } else if (errno != ENOENT) {
-      *error = Reason(shown, errno);
-      return false;
-    }
-    const int fd = ::openat(folder, file.temp.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-    const bool same = fd >= 0 && ::fstat(fd, &st) == 0 && st.st_dev == file.device &&
-                      st.st_ino == file.inode && ::fchmod(fd, 0666 & ~mask) == 0;
-    if (fd >= 0) ::close(fd);
-    if (!same) {
-      *error = shown + ": the file written was changed before it could be put in place";
-      return false;
-    }
+// One staged entry against what stands at its place: refused, descended into (a folder
+// of an earlier export) or, when `apply`, put in place.
+bool OutputFolder::MergeEntry(int from, int to, const std::string& name,
+                              const std::string& relative, bool folder, bool apply,
+                              std::string* error) {
+  const std::string shown = Full(relative);
+  struct stat st;
+  const bool exists = ::fstatat(to, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0;
+  if (!exists && errno != ENOENT) {
+    *error = Reason(shown, errno);
+    return false;
   }
+  if (exists && S_ISLNK(st.st_mode)) {
+    *error = shown + kLinkRefused;
+    return false;
+  }
+  if (exists && folder && S_ISDIR(st.st_mode)) {
+    const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    const int subFrom = ::openat(from, name.c_str(), flags);
+    const int subTo = ::openat(to, name.c_str(), flags);
+    bool merged = subFrom >= 0 && subTo >= 0;
+    if (!merged) *error = Reason(shown, errno);
+    merged = merged && Usable(subTo, shown, error) &&
+             Merge(subFrom, subTo, relative, apply, error) && (!apply || ::fsync(subTo) == 0);
+    if (subFrom >= 0) ::close(subFrom);
+    if (subTo >= 0) ::close(subTo);
+    return merged;
+  }
+  if (exists && (folder || !S_ISREG(st.st_mode) || st.st_uid != ::geteuid() || st.st_nlink != 1)) {
+    *error = shown + kNotOurs;
+    return false;
+  }
+  return !apply || Place(from, to, name, relative, folder, exists, error);
+}
+
+bool OutputFolder::Merge(int from, int to, const std::string& relative, bool apply,
+                         std::string* error) {
+  std::vector<TreeEntry> entries;
+  if (!ListFolder(from, &entries)) {
+    *error = Reason(Full(relative), errno);
+    return false;
+  }
+  for (const TreeEntry& entry : entries)
+    if (!MergeEntry(from, to, entry.name, Join(relative, entry.name), entry.folder, apply, error))
+      return false;
   return true;
 }
 
-namespace {
-
-// How a file went into place, so that it can be taken out again.
-enum class Placed { kRenamed, kLinked, kExchanged, kReplaced };
-
-// Puts `temp` at `name` in `folder`: a new name without ever replacing one that appeared
-// meanwhile; an earlier export's file swapped with the new one, so it can be put back.
-bool Place(int folder, const std::string& temp, const std::string& name, bool exists, Placed* how) {
-  const unsigned flags = exists ? RENAME_EXCHANGE : RENAME_NOREPLACE;
-  if (::renameat2(folder, temp.c_str(), folder, name.c_str(), flags) == 0) {
-    *how = exists ? Placed::kExchanged : Placed::kRenamed;
-    return true;
+// Takes out, last first, what a commit that failed half-way had put in place.
+void OutputFolder::TakeBack() {
+  for (auto move = moves_.rbegin(); move != moves_.rend(); ++move) {
+    const char* relative = move->relative.c_str();
+    if (move->how == Placed::kRenamed) ::renameat(fd_, relative, stagingFd_, relative);
+    if (move->how == Placed::kLinked) ::unlinkat(fd_, relative, 0);
+    if (move->how == Placed::kExchanged)
+      ::renameat2(stagingFd_, relative, fd_, relative, RENAME_EXCHANGE);
   }
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  // A file system without these renames: a hard link cannot replace, a rename can.
-  *how = exists ? Placed::kReplaced : Placed::kLinked;
-  return exists ? ::renameat(folder, temp.c_str(), folder, name.c_str()) == 0
-                : ::linkat(folder, temp.c_str(), folder, name.c_str(), 0) == 0;
-}
-
-void TakeBack(int folder, const std::string& temp, const std::string& name, Placed how) {
-  if (how == Placed::kRenamed) ::renameat(folder, name.c_str(), folder, temp.c_str());
-  if (how == Placed::kLinked) ::unlinkat(folder, name.c_str(), 0);
-  if (how == Placed::kExchanged)
-    ::renameat2(folder, temp.c_str(), folder, name.c_str(), RENAME_EXCHANGE);
-}
-
-}  // namespace
-
-bool OutputFolder::RenameAll(std::string* error) {
-  std::vector<Placed> placed;
-  for (const Pending& file : pending_) {
-    const int folder = FolderFd(file.folder, error);
-    struct stat st;
-    const bool exists = ::fstatat(folder, file.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0;
-    Placed how = Placed::kRenamed;
-    if (!Place(folder, file.temp, file.name, exists, &how)) {
-      *error = Reason(Full(file.folder, file.name), errno);
-      for (size_t i = placed.size(); i-- > 0;)
-        TakeBack(FolderFd(pending_[i].folder, error), pending_[i].temp, pending_[i].name,
-                 placed[i]);
-      return false;
-    }
-    placed.push_back(how);
-  }
-  // What is left under the temporary names: an earlier export's files, or second links.
-  for (size_t i = 0; i < pending_.size(); ++i) {
-    if (placed[i] != Placed::kRenamed)
-      ::unlinkat(FolderFd(pending_[i].folder, error), pending_[i].temp.c_str(), 0);
-    UnregisterTemporary(Full(pending_[i].folder, pending_[i].temp));
-  }
-  pending_.clear();
-  return true;
+  moves_.clear();
 }
 
 bool OutputFolder::Commit(std::string* error) {
@@ -320,47 +343,40 @@ bool OutputFolder::Commit(std::string* error) {
     *error = path_ + ": the folder is not open";
     return false;
   }
-  // One sync of the file system for all the files, before any is renamed into place: no name
+  // One sync of the file system for all the files, before any is moved into place: no name
   // shows a half-written file after a crash, and the export does not stall on every file.
-  if (::syncfs(fd_) != 0) {
+  // Everything is checked before anything moves, so a refusal leaves the folder as it was.
+  if (stagingFd_ >= 0 && (::syncfs(fd_) != 0 || ::fsync(stagingFd_) != 0)) {
     *error = Reason(path_, errno);
     Discard();
     return false;
   }
-  if (!CheckTargets(error) || !RenameAll(error)) {
+  if (stagingFd_ >= 0 && (!Merge(stagingFd_, fd_, "", false, error) ||
+                          !Merge(stagingFd_, fd_, "", true, error) || ::fsync(fd_) != 0)) {
+    if (error->empty()) *error = Reason(path_, errno);
+    TakeBack();
     Discard();
     return false;
   }
-  for (const auto& folder : folderFds_) ::fsync(folder.second);
-  ::fsync(fd_);
-  for (const std::string& folder : madeFolders_) UnregisterTemporary(Full(folder, ""));
+  moves_.clear();
   if (made_) UnregisterTemporary(StripTrailingSlashes(path_));
-  madeFolders_.clear();
   made_ = false;
-  done_ = true;
+  Discard();  // what stays in the private folder is an earlier export's files
   return true;
 }
 
-// Removes everything this export made that is not committed: the temporaries, then the
-// folders it made (last made first), which are empty again.
+// Removes everything this export made that is not committed: the private folder and the
+// folder itself when it made it.
 void OutputFolder::Discard() {
-  for (const Pending& file : pending_) {
-    const auto open = folderFds_.find(file.folder);
-    const int folder = file.folder.empty() ? fd_ : open == folderFds_.end() ? -1 : open->second;
-    if (folder >= 0) ::unlinkat(folder, file.temp.c_str(), 0);
-    UnregisterTemporary(Full(file.folder, file.temp));
+  if (lastFolderFd_ >= 0 && lastFolderFd_ != stagingFd_) ::close(lastFolderFd_);
+  lastFolderFd_ = -1;
+  if (stagingFd_ >= 0) ::close(stagingFd_);
+  stagingFd_ = -1;
+  if (!staging_.empty()) {
+    if (fd_ >= 0) RemoveTree(fd_, staging_);
+    UnregisterTemporary(Full(staging_));
   }
-  pending_.clear();
-  for (auto made = madeFolders_.rbegin(); made != madeFolders_.rend(); ++made) {
-    const auto parts = SplitLast(*made);
-    const auto parent = folderFds_.find(parts.first);
-    const int parentFd = parts.first.empty() ? fd_ : parent->second;
-    ::unlinkat(parentFd, parts.second.c_str(), AT_REMOVEDIR);
-    UnregisterTemporary(Full(*made, ""));
-  }
-  madeFolders_.clear();
-  for (const auto& folder : folderFds_) ::close(folder.second);
-  folderFds_.clear();
+  staging_.clear();
   if (fd_ >= 0) ::close(fd_);
   fd_ = -1;
   if (made_) {

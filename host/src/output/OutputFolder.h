@@ -11,11 +11,15 @@
 //   made unique within its folder, compared case-folded and NFC-normalised, so that no two
 //   files replace each other on a case-insensitive file system; a clash is numbered
 //   ("Title 2.md", "Title 3.md").
-// - Files: created as hidden temporaries with O_CREAT|O_EXCL|O_NOFOLLOW (mode 0600 until
-//   committed, then 0666 less the umask) and registered with Signals, so a signal removes
-//   them; Commit renames every one into place, refusing a name where a link or anything
-//   not ours already stands. Until Commit nothing is visible; a folder never committed is
-//   left as it was found (one it made is removed).
+// - Files: written into one private folder of this export inside the folder (".veldrake-"
+//   and random letters, mode 0700, registered with Signals so that a signal removes it
+//   whole), under the tree and names they will have, with their final mode (0666 less the
+//   umask). Commit moves them into place: a folder or file that is not there yet is
+//   renamed in whole (a new export of many files is a few renames), an earlier export's
+//   folder is merged into and its files swapped with the new ones; a link, or anything not
+//   ours, standing where a name goes refuses the whole commit before anything moves. Until
+//   Commit nothing is visible; a folder never committed is left as it was found (one it
+//   made is removed).
 //
 // Ownership: owns its descriptor and temporaries. Thread contract: one thread.
 #ifndef VELDRAKE_HOST_OUTPUTFOLDER_H_
@@ -70,32 +74,38 @@ class OutputFolder {
     std::map<std::string, std::string> folders;  // folded key -> name given
     std::set<std::string> taken;                 // folded keys of files and folders
   };
-  // A file written, waiting under its temporary name for Commit.
-  struct Pending {
-    std::string folder;  // relative, "" the top
-    std::string name;    // final name in that folder
-    std::string temp;    // temporary name in that folder
-    uint64_t device = 0;
-    uint64_t inode = 0;
-  };
 
-  int FolderFd(const std::string& relative, std::string* error);
-  int MakeFolder(int parent, const std::string& name, const std::string& relative,
-                 std::string* error);
-  bool CheckTargets(std::string* error);
-  bool RenameAll(std::string* error);
+  int StagingFd(std::string* error);
+  int StagedFolderFd(const std::string& relative, std::string* error);
+  bool MakeStagedFolder(const std::string& relative, std::string* error);
+  bool Merge(int from, int to, const std::string& relative, bool apply, std::string* error);
+  bool MergeEntry(int from, int to, const std::string& name, const std::string& relative,
+                  bool folder, bool apply, std::string* error);
+  bool Place(int from, int to, const std::string& name, const std::string& relative, bool folder,
+             bool exists, std::string* error);
+  void TakeBack();
   void Discard();
-  std::string Full(const std::string& folder, const std::string& name) const;
+  std::string Full(const std::string& relative) const;
+
+  // How a staged entry went into place, so that a failed commit can take it out again.
+  enum class Placed { kRenamed, kLinked, kExchanged, kReplaced };
+  struct Move {
+    std::string relative;
+    Placed how;
+  };
 
   std::string path_;
   int fd_ = -1;
   bool made_ = false;
   bool done_ = false;
+  std::string staging_;  // the private folder's name in the folder; "" until the first file
+  int stagingFd_ = -1;
   std::map<std::string, Names> names_;
-  std::set<std::string> reserved_;        // relative paths Reserve gave, not yet written
-  std::map<std::string, int> folderFds_;  // open subfolders by relative path
-  std::vector<std::string> madeFolders_;  // relative, in the order made
-  std::vector<Pending> pending_;
+  std::set<std::string> reserved_;       // relative paths Reserve gave, not yet written
+  std::set<std::string> stagedFolders_;  // relative folders made in the private folder
+  std::string lastFolder_;               // the staged folder last written into...
+  int lastFolderFd_ = -1;                // ...and its descriptor (the top's when "")
+  std::vector<Move> moves_;              // what Commit has put in place so far
 };
 
 }  // namespace host
