@@ -1,19 +1,27 @@
 // The built host on a large notes set: 10,000 notes, 2,000 of them with a 512 KiB file that
 // does not compress (1 GiB of files), written by the emulator as a plain and as an encrypted
 // backup, exported by `veldrake notes --backup B --format md|html -o DIR` run as a child. Its
-// wall time and peak resident memory (from wait4) are set against the floor measured in the
+// wall time and peak resident memory (from wait4) are set against two floors measured in the
 // same run and on the same file system: the backup's content files read, decrypted with
-// OpenSSL's AES-256-CBC when encrypted, and written with plain writes; and beside it the
-// floor plus one syncfs, since the export makes its files durable before it shows them.
+// OpenSSL's AES-256-CBC when encrypted, and written with plain writes; and the same files as
+// the export writes (each note's own file of text too, each content file in its note's
+// folder). The last ratio adds one syncfs to the second floor, since the export makes its
+// files durable before it shows them.
 //
 //   backup_host_notes_bench PATH/TO/veldrake [ROUNDS] [WORK_FOLDER]
 //
-// Every round runs each export and its floor, taking turns at going first. The set (about
-// 3 GiB while both backups exist) lives in WORK_FOLDER (default $TMPDIR or /tmp) and is removed
-// on every exit: normal, failed, or stopped by SIGINT/SIGTERM/SIGHUP.
+// ROUNDS 0 writes the two backups to WORK_FOLDER/host-notes-set and keeps them, for
+// profiling one export by hand.
+//
+// Every round runs each export and its floors, taking turns at going first, each into a new
+// folder. The set (about 3 GiB while both backups exist, and on a disk 2 GiB more for every
+// run's output) lives in WORK_FOLDER (default $TMPDIR or /tmp) and is removed on every exit:
+// normal, failed, or stopped by SIGINT/SIGTERM/SIGHUP.
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/statfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,14 +103,23 @@ double SyncSeconds(const fs::path& dir) {
   return ok ? seconds.count() : -1;
 }
 
-void Fresh(const fs::path& dir) {
-  fs::remove_all(dir);
-  fs::create_directories(dir);
+// A new output folder for every run, removed at once on tmpfs but kept on a disk until the
+// end: on ext4 the inodes of a tree removed a minute before are skipped by the allocator
+// at a cost on every create, which would be charged to whichever run came next.
+fs::path FreshOutput() {
+  static int runs = 0;
+  static fs::path last;
+  struct statfs fs {};
+  if (!last.empty() && statfs(gRoot.c_str(), &fs) == 0 && fs.f_type == TMPFS_MAGIC)
+    fs::remove_all(last);
+  last = gRoot / ("out-" + std::to_string(++runs));
+  fs::create_directories(last);
+  return last;
 }
 
 struct Series {
   std::string name;
-  std::vector<double> exported, floor, ratio, synced;
+  std::vector<double> exported, floor, same, ratio, ratioSame, synced;
   long peakKiB = 0;
 };
 
@@ -111,42 +128,51 @@ double Median(std::vector<double> v) {
   return v.empty() ? 0 : v[v.size() / 2];
 }
 
-void Print(const Series& s) {
-  const auto [lo, hi] = std::minmax_element(s.ratio.begin(), s.ratio.end());
-  std::printf(
-      "%-14s export %7.2f s (%.2f-%.2f)  floor %7.2f s (%.2f-%.2f)  ratio %.2f (%.2f-%.2f)"
-      "  ratio to floor+sync %.2f  peak RSS %ld KiB\n",
-      s.name.c_str(), Median(s.exported), *std::min_element(s.exported.begin(), s.exported.end()),
-      *std::max_element(s.exported.begin(), s.exported.end()), Median(s.floor),
-      *std::min_element(s.floor.begin(), s.floor.end()),
-      *std::max_element(s.floor.begin(), s.floor.end()), Median(s.ratio), *lo, *hi,
-      Median(s.synced), s.peakKiB);
+std::string Spread(const std::vector<double>& v) {
+  const auto [lo, hi] = std::minmax_element(v.begin(), v.end());
+  char text[64];
+  std::snprintf(text, sizeof text, "%.2f (%.2f-%.2f)", Median(v), *lo, *hi);
+  return text;
 }
 
-// One export and its floor, in the given order; false when either failed.
+void Print(const Series& s) {
+  std::printf(
+      "%-14s export %s s  floor %s s  same files %s s  ratio %s  to same files %s"
+      "  to same files+sync %.2f  peak RSS %ld KiB\n",
+      s.name.c_str(), Spread(s.exported).c_str(), Spread(s.floor).c_str(), Spread(s.same).c_str(),
+      Spread(s.ratio).c_str(), Spread(s.ratioSame).c_str(), Median(s.synced), s.peakKiB);
+}
+
+// One export and its two floors, the order turned by `round`; false when one failed.
 bool Round(const std::string& host, const fs::path& backup, bool encrypted,
-           const std::string& format, bool exportFirst, Series* s) {
-  const fs::path out = gRoot / "out";
-  std::vector<std::string> args{host,       "notes", "--backup", backup.string(),
-                                "--format", format,  "-o",       (out / "export").string() + "/"};
-  if (encrypted) args.insert(args.end(), {"--password-file", (gRoot / "password").string()});
+           const std::string& format, int round, Series* s) {
   Run run;
-  double floor = 0, sync = 0;
-  for (int step = 0; step < 2; ++step) {
-    Fresh(out);
+  double floor = 0, same = 0, sync = 0;
+  for (int step = 0; step < 3; ++step) {
+    const fs::path out = FreshOutput();
     SyncSeconds(out);  // each side starts with nothing of the other's waiting to be written
-    if ((step == 0) == exportFirst) {
+    const int which = (step + round) % 3;
+    if (which == 0) {
+      std::vector<std::string> args{
+          host,       "notes", "--backup", backup.string(),
+          "--format", format,  "-o",       (out / "export").string() + "/"};
+      if (encrypted) args.insert(args.end(), {"--password-file", (gRoot / "password").string()});
       run = RunHost(args, gRoot / "host.log");
-    } else {
+    } else if (which == 1) {
       floor = notefileset::Floor(backup.string(), out.string(), kShape.fileBytes, encrypted);
+    } else {
+      same =
+          notefileset::Floor(backup.string(), out.string(), kShape.fileBytes, encrypted, &kShape);
       sync = SyncSeconds(out);
     }
   }
-  if (run.seconds < 0 || floor <= 0 || sync < 0) return false;
-  s->synced.push_back(run.seconds / (floor + sync));
+  if (run.seconds < 0 || floor <= 0 || same <= 0 || sync < 0) return false;
   s->exported.push_back(run.seconds);
   s->floor.push_back(floor);
+  s->same.push_back(same);
   s->ratio.push_back(run.seconds / floor);
+  s->ratioSame.push_back(run.seconds / same);
+  s->synced.push_back(run.seconds / (same + sync));
   s->peakKiB = std::max(s->peakKiB, run.peakKiB);
   return true;
 }
@@ -180,25 +206,31 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string host = fs::absolute(argv[1]).string();
-  const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : kDefaultRounds;
+  const int rounds = argc > 2 ? std::max(0, std::atoi(argv[2])) : kDefaultRounds;
   const char* tmp = std::getenv("TMPDIR");
   const fs::path work = argc > 3 ? argv[3] : tmp != nullptr ? tmp : "/tmp";
-  gRoot = work / ("host-notes-bench-" + std::to_string(getpid()));
+  gRoot = work / (rounds == 0 ? std::string("host-notes-set")
+                              : "host-notes-bench-" + std::to_string(getpid()));
   for (int sig : {SIGINT, SIGTERM, SIGHUP}) signal(sig, OnSignal);
   std::atexit(RemoveRoot);
   fs::create_directories(gRoot);
   fs::path plain, encrypted;
   if (!Prepare(&plain, &encrypted)) return 1;
+  if (rounds == 0) {
+    std::printf("kept: %s and %s\n", plain.c_str(), encrypted.c_str());
+    gRoot.clear();
+    return 0;
+  }
   PrintLoad("before");
   std::vector<Series> all;
   for (const bool enc : {false, true})
     for (const std::string format : {"md", "html"})
-      all.push_back(Series{std::string(enc ? "encrypted " : "plain ") + format, {}, {}, {}, {}, 0});
+      all.push_back(
+          Series{std::string(enc ? "encrypted " : "plain ") + format, {}, {}, {}, {}, {}, {}, 0});
   for (int r = 0; r < rounds; ++r) {
     for (size_t i = 0; i < all.size(); ++i) {
       const bool enc = i >= 2;
-      if (!Round(host, enc ? encrypted : plain, enc, i % 2 == 0 ? "md" : "html", r % 2 == 0,
-                 &all[i])) {
+      if (!Round(host, enc ? encrypted : plain, enc, i % 2 == 0 ? "md" : "html", r, &all[i])) {
         std::fprintf(stderr, "%s failed; see the host's output:\n", all[i].name.c_str());
         std::ifstream log(gRoot / "host.log");
         std::fprintf(stderr, "%s\n", std::string(std::istreambuf_iterator<char>(log), {}).c_str());

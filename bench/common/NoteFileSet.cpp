@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <openssl/evp.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -90,19 +91,48 @@ bool WriteBackup(const Shape& shape, const std::string& filesDir, const std::str
   return devicesim::backup::WriteBackup({}, notes, backupDir, options, error);
 }
 
+namespace {
+
+// The content files of the set in the backup, in a fixed order.
+std::vector<fs::path> ContentFiles(const std::string& backupDir, size_t fileBytes) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::recursive_directory_iterator(backupDir))
+    if (entry.is_regular_file() && entry.file_size() >= fileBytes &&
+        entry.file_size() <= fileBytes + kPadding)
+      files.push_back(entry.path());
+  return files;
+}
+
+bool WriteNoteFile(const fs::path& to) {
+  static const std::string kText(kNoteFileBytes, 'n');
+  const int fd = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  bool ok = fd >= 0 && write(fd, kText.data(), kText.size()) == static_cast<ssize_t>(kText.size());
+  if (fd >= 0) ok = close(fd) == 0 && ok;
+  return ok;
+}
+
+}  // namespace
+
 double Floor(const std::string& backupDir, const std::string& outDir, size_t fileBytes,
-             bool encrypted) {
+             bool encrypted, const Shape* notes) {
+  const std::vector<fs::path> files = ContentFiles(backupDir, fileBytes);  // untimed: a listing
   const auto start = std::chrono::steady_clock::now();
   std::vector<unsigned char> in(kChunk), plain(kChunk + 32);  // one pair for every file
-  size_t n = 0;
+  const fs::path out(outDir);
   bool ok = true;
-  for (const auto& entry : fs::recursive_directory_iterator(backupDir)) {
-    if (!entry.is_regular_file() || entry.file_size() < fileBytes ||
-        entry.file_size() > fileBytes + kPadding)
-      continue;
-    ok = CopyOne(entry.path(), fs::path(outDir) / ("floor" + std::to_string(n++)), encrypted, in,
-                 plain) &&
-         ok;
+  const size_t count = notes != nullptr ? notes->notes : files.size();
+  for (size_t i = 0, n = 0; i < count; ++i) {
+    const bool holds = notes == nullptr || (i % notes->every == 0 && n < files.size());
+    fs::path folder = out;
+    if (notes != nullptr) {
+      ok = WriteNoteFile(out / ("Note " + std::to_string(i) + ".md")) && ok;
+      folder = out / ("Note " + std::to_string(i) + ".assets");
+      if (holds) ok = mkdir(folder.c_str(), 0755) == 0 && ok;
+    }
+    if (holds && n < files.size()) {
+      ok = CopyOne(files[n], folder / ("floor" + std::to_string(n)), encrypted, in, plain) && ok;
+      ++n;
+    }
   }
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   return ok ? seconds.count() : -1;

@@ -28,8 +28,14 @@ bool WriteBackup(const Shape& shape, const std::string& filesDir, const std::str
 
 // The floor: every content file of `fileBytes` (plus the cipher's padding) read, decrypted
 // when `encrypted`, and written into `outDir`; its seconds, or a negative number on a failure.
+// With `notes`, the floor writes the same files as a Markdown export of the set: each
+// note's own file as well (kNoteFileBytes of text), and each content file in a folder of
+// its note's.
 double Floor(const std::string& backupDir, const std::string& outDir, size_t fileBytes,
-             bool encrypted);
+             bool encrypted, const Shape* notes = nullptr);
+
+// About the size of one generated note's Markdown file with its front matter.
+constexpr size_t kNoteFileBytes = 200;
 
 }  // namespace notefileset
 

@@ -80,6 +80,7 @@ OpenedBackup::OpenedBackup()
     : cancelGeneration_(CancelGeneration()), manifestGuard_(cancelGeneration_) {}
 
 OpenedBackup::~OpenedBackup() {
+  sqlite3_finalize(locate_);
   sqlite3_close(manifest_);
 }
 
@@ -188,9 +189,10 @@ OpenedBackup::Lookup OpenedBackup::Locate(const char* domain, const std::string&
   // quadratic.
   static const char kQuery[] =
       "SELECT fileID, file FROM Files WHERE +domain = ?1 AND relativePath = ?2 AND +flags = 1";
-  sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v2(manifest_, kQuery, -1, &statement, nullptr) != SQLITE_OK)
+  if (locate_ == nullptr &&
+      sqlite3_prepare_v2(manifest_, kQuery, -1, &locate_, nullptr) != SQLITE_OK)
     return Lookup::kDamaged;
+  sqlite3_stmt* statement = locate_;
   sqlite3_bind_text(statement, 1, domain, -1, SQLITE_STATIC);
   sqlite3_bind_text(statement, 2, relativePath.c_str(), -1, SQLITE_STATIC);
   Lookup result = Lookup::kAbsent;
@@ -209,7 +211,8 @@ OpenedBackup::Lookup OpenedBackup::Locate(const char* domain, const std::string&
   } else if (step != SQLITE_DONE) {
     result = Lookup::kDamaged;
   }
-  sqlite3_finalize(statement);
+  sqlite3_reset(statement);
+  sqlite3_clear_bindings(statement);
   return result;
 }
 

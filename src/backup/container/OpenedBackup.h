@@ -26,6 +26,7 @@
 #include "Warnings.h"
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 namespace veldrake::backup {
 
@@ -110,6 +111,7 @@ class OpenedBackup {
   PrivateFolder private_;
   bool privateMade_ = false;
   sqlite3* manifest_ = nullptr;
+  sqlite3_stmt* locate_ = nullptr;  // Locate's query, prepared once: it runs per attachment
 };
 
 // Opens `path` read-only as an immutable database (no lock, no log, nothing written, not
