@@ -135,14 +135,15 @@ bool HasRoomFor(int fd, int64_t bytes, int64_t* left) {
   return bytes >= 0 && bytes <= *left - kSpaceReserve;
 }
 
-Copied CopyContent(int in, int out, const std::string* key, int64_t recorded) {
+Copied CopyContent(int in, int out, const std::string* key, int64_t recorded,
+                   SecretBuffer* scratch) {
   struct stat st;
   if (recorded < 0 || fstat(in, &st) != 0) return Copied::kCannotRead;
   if (st.st_size > LongestAllowed(recorded, key != nullptr)) return Copied::kTooLarge;
   int64_t left = 0;
   if (!HasRoomFor(out, recorded, &left)) return Copied::kNoSpace;
   return key == nullptr ? CopyPlain(in, out, recorded)
-                        : FromDecrypted(DecryptFd(in, out, *key, recorded));
+                        : FromDecrypted(DecryptFd(in, out, *key, recorded, scratch));
 }
 
 std::string DescribeCopy(Copied copied, const std::string& what, int64_t recorded) {

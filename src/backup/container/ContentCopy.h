@@ -16,6 +16,8 @@
 
 namespace veldrake::backup {
 
+class SecretBuffer;
+
 // The room a copy must leave on the file system it goes to, beyond its own size.
 constexpr int64_t kSpaceReserve = int64_t{16} << 20;
 
@@ -35,10 +37,15 @@ enum class Copied { kOk, kCannotRead, kCannotWrite, kDamaged, kTooLarge, kNoSpac
 // says how many bytes are free. Always true for a pipe or a device, which fill no disk.
 bool HasRoomFor(int fd, int64_t bytes, int64_t* left);
 
+// The size of the buffer an owner of many decrypting copies keeps for them.
+constexpr size_t kCopyScratchBytes = size_t{1} << 20;
+
 // Copies the content open at `in` into `out`: plain when `key` is null, else decrypted
-// with it; `recorded` is the size Manifest.db gives. kTooLarge when the file is longer
-// than the record allows, kNoSpace when `out`'s file system lacks the room.
-Copied CopyContent(int in, int out, const std::string* key, int64_t recorded);
+// with it, in `scratch` when given (see DecryptFd); `recorded` is the size Manifest.db
+// gives. kTooLarge when the file is longer than the record allows, kNoSpace when `out`'s
+// file system lacks the room.
+Copied CopyContent(int in, int out, const std::string* key, int64_t recorded,
+                   SecretBuffer* scratch = nullptr);
 
 // One line about a copy that failed, naming `what`.
 std::string DescribeCopy(Copied copied, const std::string& what, int64_t recorded);

@@ -8,8 +8,8 @@
 #include <openssl/evp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
-#include <vector>
 
 namespace veldrake::backup {
 namespace {
@@ -35,35 +35,39 @@ size_t PaddingOf(const unsigned char* block) {
   return pad;
 }
 
-// The decryption loop proper: `in` to `out`, at most `keep` bytes written (negative: all);
-// the last plain block is left in `last`, the plain length in *total.
-Decrypted Stream(int in, int out, EVP_CIPHER_CTX* ctx, int64_t keep, unsigned char* last,
-                 int64_t* total) {
-  // A small file gets a buffer its own size (whole blocks, one to spare): a fresh
-  // megabyte for every small file of an export costs more than its decryption.
-  const size_t chunk = keep >= 0 && static_cast<uint64_t>(keep) < kChunkBytes
-                           ? (static_cast<size_t>(keep) / kAesBlockBytes + 2) * kAesBlockBytes
-                           : kChunkBytes;
-  std::vector<unsigned char> cipher(chunk);
-  SecretBuffer plain(chunk);
+// A buffer of `keep` bytes in whole blocks, one to spare, at most kChunkBytes.
+size_t ChunkFor(int64_t keep) {
+  return keep >= 0 && static_cast<uint64_t>(keep) < kChunkBytes
+             ? (static_cast<size_t>(keep) / kAesBlockBytes + 2) * kAesBlockBytes
+             : kChunkBytes;
+}
+
+// The decryption loop proper: `in` to `out` through `buffer` (decrypted in place), at most
+// `keep` bytes written (negative: all); the last plain block is left in `last`, the plain
+// length in *total.
+Decrypted Stream(int in, int out, EVP_CIPHER_CTX* ctx, int64_t keep, SecretBuffer& buffer,
+                 unsigned char* last, int64_t* total) {
+  unsigned char* bytes = buffer.data();
+  const size_t size = buffer.size() / kAesBlockBytes * kAesBlockBytes;
   int64_t written = 0;
   *total = 0;
   for (;;) {
-    const ssize_t got = ReadFull(in, cipher.data(), cipher.size());
+    const ssize_t got = ReadFull(in, bytes, size);
     if (got < 0) return Decrypted::kCannotRead;
     if (got == 0) break;
     if (got % static_cast<ssize_t>(kAesBlockBytes) != 0) return Decrypted::kDamaged;
     int produced = 0;
-    if (EVP_DecryptUpdate(ctx, plain.data(), &produced, cipher.data(), static_cast<int>(got)) != 1)
+    if (EVP_DecryptUpdate(ctx, bytes, &produced, bytes, static_cast<int>(got)) != 1 ||
+        produced != got)
       return Decrypted::kDamaged;
     *total += produced;
-    std::copy(plain.data() + produced - kAesBlockBytes, plain.data() + produced, last);
+    std::copy(bytes + produced - kAesBlockBytes, bytes + produced, last);
     int64_t take = produced;
     if (keep >= 0) take = std::min<int64_t>(take, keep - written);
-    if (take > 0 && !WriteAll(out, plain.data(), static_cast<size_t>(take)))
+    if (take > 0 && !WriteAll(out, bytes, static_cast<size_t>(take)))
       return Decrypted::kCannotWrite;
     written += take;
-    if (static_cast<size_t>(got) < cipher.size()) break;
+    if (static_cast<size_t>(got) < size) break;
   }
   return Decrypted::kOk;
 }
@@ -110,7 +114,8 @@ void Wipe(std::string* secret) {
   secret->clear();
 }
 
-Decrypted DecryptFd(int in, int out, const std::string& key, int64_t length) {
+Decrypted DecryptFd(int in, int out, const std::string& key, int64_t length,
+                    SecretBuffer* scratch) {
   if (key.size() != kAesKeyBytes) return Decrypted::kDamaged;
   Ctx ctx(EVP_CIPHER_CTX_new());
   const unsigned char zeroIv[kAesBlockBytes] = {};
@@ -120,7 +125,12 @@ Decrypted DecryptFd(int in, int out, const std::string& key, int64_t length) {
   unsigned char last[kAesBlockBytes] = {};
   const BlockWipe wipe{last};
   int64_t total = 0;
-  const Decrypted streamed = Stream(in, out, ctx.get(), length, last, &total);
+  std::unique_ptr<SecretBuffer> own;
+  if (scratch == nullptr || scratch->size() < 2 * kAesBlockBytes) {
+    own = std::make_unique<SecretBuffer>(ChunkFor(length));
+    scratch = own.get();
+  }
+  const Decrypted streamed = Stream(in, out, ctx.get(), length, *scratch, last, &total);
   if (streamed != Decrypted::kOk) return streamed;
   if (length >= 0) return total < length ? Decrypted::kDamaged : Decrypted::kOk;
   const size_t pad = total % kPageUnit != 0 ? PaddingOf(last) : 0;

@@ -44,9 +44,13 @@ constexpr int64_t kPageUnit = 512;
 // kDamaged when the ciphertext is no whole number of blocks or shorter than `length`.
 Decrypted DecryptFile(const std::string& from, const std::string& to, const std::string& key,
                       int64_t length);
-// The same from the descriptor `in` to the descriptor `out`, both the caller's. Every
-// plain byte this holds in memory is wiped before it returns, on every path.
-Decrypted DecryptFd(int in, int out, const std::string& key, int64_t length);
+// The same from the descriptor `in` to the descriptor `out`, both the caller's, decrypting
+// in place in `scratch` when given (a buffer kept for many files, which its owner wipes):
+// a fresh buffer per file costs more than decrypting a small one. Without it, every plain
+// byte this holds in memory is wiped before it returns, on every path.
+class SecretBuffer;
+Decrypted DecryptFd(int in, int out, const std::string& key, int64_t length,
+                    SecretBuffer* scratch = nullptr);
 
 // A buffer for decrypted bytes, wiped when it goes.
 class SecretBuffer {

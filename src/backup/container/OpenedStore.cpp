@@ -60,10 +60,11 @@ int OpenedBackup::Copy(const Located& located, int fd, const std::string& what,
       return kVeldrakeBackupStoreUnreadable;
     }
   }
+  if (facts_.encrypted && !scratch_) scratch_ = std::make_unique<SecretBuffer>(kCopyScratchBytes);
   Fd in(OpenContent(facts_.path, located.fileId));
   const Copied copied = in.get() < 0 ? Copied::kCannotRead
                                      : CopyContent(in.get(), fd, facts_.encrypted ? &key : nullptr,
-                                                   located.record.size);
+                                                   located.record.size, scratch_.get());
   Wipe(&key);
   MarkProgress();
   if (copied != Copied::kOk) *message = ContentLinkRefusal(facts_.path, located.fileId);
