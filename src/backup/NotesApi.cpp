@@ -18,6 +18,7 @@
 #include "NotesRoute.h"
 #include "OpenedBackup.h"
 #include "PrivateFolder.h"
+#include "ReadAhead.h"
 #include "StaleFolders.h"
 #include "Warnings.h"
 #include "veldrake/BackupNotes.h"
@@ -161,7 +162,16 @@ int ExportNotes(const char* path, const char* password, const VeldrakeNoteOption
     MarkProgress();
     return answer == -1 ? kVeldrakeBackupStopped : kVeldrakeBackupOk;
   };
-  result = ReadWholeNotes(db.get(), whole, files, lend, warnings);
+  // The store is decoded a few notes ahead on a thread of its own while the host writes.
+  const NoteReader read = [&](const WholeCallback& deliver, const Warnings& said) {
+    return ReadWholeNotes(db.get(), whole, files, deliver, said);
+  };
+  std::string failure;
+  result = ReadAhead(read, lend, warnings, &failure);
+  if (!failure.empty()) {
+    LastMessage() = failure;
+    return result;
+  }
   if (result == kVeldrakeBackupStoreUnreadable)
     LastMessage() = "the notes store NoteStore.sqlite is damaged or no note store";
   result = backup.Explain(result, &LastMessage());

@@ -189,6 +189,7 @@ OpenedBackup::Lookup OpenedBackup::Locate(const char* domain, const std::string&
   // quadratic.
   static const char kQuery[] =
       "SELECT fileID, file FROM Files WHERE +domain = ?1 AND relativePath = ?2 AND +flags = 1";
+  const std::lock_guard<std::mutex> hold(manifestLock_);
   if (locate_ == nullptr &&
       sqlite3_prepare_v2(manifest_, kQuery, -1, &locate_, nullptr) != SQLITE_OK)
     return Lookup::kDamaged;

@@ -15,6 +15,7 @@
 
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -113,6 +114,9 @@ class OpenedBackup {
   PrivateFolder private_;
   bool privateMade_ = false;
   sqlite3* manifest_ = nullptr;
+  // Manifest.db's lookups, taken by the notes' reading thread and by the copies the host
+  // asks for on its own thread at the same time.
+  std::mutex manifestLock_;
   sqlite3_stmt* locate_ = nullptr;
   // The buffer every decrypting copy of an encrypted backup's files goes through, made
   // with the first and wiped when the backup is closed: a fresh one per file was a tenth

@@ -25,6 +25,7 @@ bool LengthFits(int64_t stored, int64_t length, bool encrypted) {
 bool OpenedBackup::ListedOtherwise(const char* domain, const std::string& relativePath) {
   // On the relativePath index, as Locate.
   static const char kQuery[] = "SELECT 1 FROM Files WHERE +domain = ?1 AND relativePath = ?2";
+  const std::lock_guard<std::mutex> hold(manifestLock_);
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(manifest_, kQuery, -1, &statement, nullptr) != SQLITE_OK) return false;
   sqlite3_bind_text(statement, 1, domain, -1, SQLITE_STATIC);

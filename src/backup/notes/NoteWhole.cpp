@@ -78,14 +78,6 @@ int64_t UnixDate(sqlite3_stmt* row, int column) {
   return date > INT64_MAX - kUnixAt2001 ? INT64_MAX : date + kUnixAt2001;
 }
 
-void WipeNote(WholeNote* note) {
-  for (WholeAttachment& attachment : note->attachments) Wipe(&attachment.key);
-  if (!note->wasLocked) return;
-  Wipe(&note->text);
-  Wipe(&note->markdown);
-  Wipe(&note->html);
-}
-
 // `text` on one line: control characters become spaces.
 std::string OneLine(const std::string& text) {
   std::string line = text;
@@ -215,6 +207,14 @@ class WholeReader {
 };
 
 }  // namespace
+
+void WipeNote(WholeNote* note) {
+  for (WholeAttachment& attachment : note->attachments) Wipe(&attachment.key);
+  if (!note->wasLocked) return;
+  Wipe(&note->text);
+  Wipe(&note->markdown);
+  Wipe(&note->html);
+}
 
 MediaFile NoMediaFiles(const std::string&) {
   return MediaFile();

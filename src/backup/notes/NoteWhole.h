@@ -74,6 +74,9 @@ struct WholeOptions {
 // No files at all: a store read without its backup (every file is absent).
 MediaFile NoMediaFiles(const std::string& relativePath);
 
+// Wipes what of `note` is secret: its files' keys, and its text when it was locked.
+void WipeNote(WholeNote* note);
+
 // kVeldrakeBackupOk, or the callback's non-zero answer, or a store failure.
 using WholeCallback = std::function<int(WholeNote& note)>;
 
