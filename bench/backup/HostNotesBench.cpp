@@ -8,20 +8,18 @@
 // folder). The last ratio adds one syncfs to the second floor, since the export makes its
 // files durable before it shows them.
 //
-//   backup_host_notes_bench PATH/TO/veldrake [ROUNDS] [WORK_FOLDER]
+//   backup_host_notes_bench PATH/TO/veldrake [ROUNDS] [WORK_FOLDER] [--keep-outputs]
 //
 // ROUNDS 0 writes the two backups to WORK_FOLDER/host-notes-set and keeps them, for
 // profiling one export by hand.
 //
 // Every round runs each export and its floors, taking turns at going first, each into a new
-// folder. The set (about 3 GiB while both backups exist, and on a disk 2 GiB more for every
-// run's output) lives in WORK_FOLDER (default $TMPDIR or /tmp) and is removed on every exit:
-// normal, failed, or stopped by SIGINT/SIGTERM/SIGHUP.
+// folder. The set (about 3 GiB while both backups exist, and 1 GiB more for every run's
+// output with --keep-outputs) lives in WORK_FOLDER (default $TMPDIR or /tmp) and is removed
+// on every exit: normal, failed, or stopped by SIGINT/SIGTERM/SIGHUP.
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/statfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -103,15 +101,16 @@ double SyncSeconds(const fs::path& dir) {
   return ok ? seconds.count() : -1;
 }
 
-// A new output folder for every run, removed at once on tmpfs but kept on a disk until the
-// end: on ext4 the inodes of a tree removed a minute before are skipped by the allocator
-// at a cost on every create, which would be charged to whichever run came next.
+bool gKeepOutputs = false;  // --keep-outputs
+
+// A new output folder for every run; the last one removed first unless --keep-outputs. On
+// an ext4 without a journal the allocator skips the inodes of a tree removed a minute
+// before at a cost on every create, which would be charged to whichever run came next;
+// there, keep the outputs (about 2 GiB a run) until the end.
 fs::path FreshOutput() {
   static int runs = 0;
   static fs::path last;
-  struct statfs fs {};
-  if (!last.empty() && statfs(gRoot.c_str(), &fs) == 0 && fs.f_type == TMPFS_MAGIC)
-    fs::remove_all(last);
+  if (!last.empty() && !gKeepOutputs) fs::remove_all(last);
   last = gRoot / ("out-" + std::to_string(++runs));
   fs::create_directories(last);
   return last;
@@ -209,6 +208,7 @@ int main(int argc, char** argv) {
   const int rounds = argc > 2 ? std::max(0, std::atoi(argv[2])) : kDefaultRounds;
   const char* tmp = std::getenv("TMPDIR");
   const fs::path work = argc > 3 ? argv[3] : tmp != nullptr ? tmp : "/tmp";
+  gKeepOutputs = argc > 4 && std::string(argv[4]) == "--keep-outputs";
   gRoot = work / (rounds == 0 ? std::string("host-notes-set")
                               : "host-notes-bench-" + std::to_string(getpid()));
   for (int sig : {SIGINT, SIGTERM, SIGHUP}) signal(sig, OnSignal);
