@@ -93,9 +93,12 @@ class Signals(unittest.TestCase):
         os.makedirs(out)
         return tmp, out
 
-    def export(self, tmp, out=None):
-        """A contact export into out/book.vcf, or to standard output without `out`."""
+    def export(self, tmp, out=None, split=False):
+        """A contact export into out/book.vcf (one file a person in out/book/ when `split`),
+        or to standard output without `out`."""
         target = ['-o', os.path.join(out, 'book.vcf')] if out else []
+        if split:
+            target = ['-o', os.path.join(out, 'book') + '/', '--split']
         return hostile_run.start(['contacts', '--backup', self.backup, '--password-file',
                                   self.password, *target], hostile_run.environment(tmp))
 
@@ -136,6 +139,23 @@ class Signals(unittest.TestCase):
                     self.assertEqual(files_under(tmp) + os.listdir(tmp), [], run)
                     self.assertEqual(os.listdir(out), [], run)
                     self.assertNotIn(SECRET, run.stdout + run.stderr)
+
+    def test_each_signal_while_a_folder_of_files_is_written(self):
+        # 20,000 files go into the export's private folder inside out/book/: a signal
+        # removes that folder whole, and out/book/ which the export made.
+        for signals in SIGNALS[:-1]:
+            with self.subTest(signals=[s.name for s in signals]):
+                tmp, out = self.folders()
+                proc = self.export(tmp, out, split=True)
+                self.reach(proc, 'writing the output', tmp, out)
+                for number in signals:
+                    while running(proc.pid) and pending(proc.pid, number):
+                        time.sleep(0.001)
+                    proc.send_signal(number)
+                run = hostile_run.finish(proc, WAIT)
+                self.assertIn(run.status, (128 + signals[0], -signals[0]), run)
+                self.assertEqual(os.listdir(out), [], run)
+                self.assertEqual(os.listdir(tmp), [], run)
 
     def test_the_next_run_removes_what_sigkill_left(self):
         tmp, out = self.folders()
