@@ -77,10 +77,11 @@ std::string StagingName() {
 
 // Starts writing a large file to the disk now, without waiting for it, so that the disk
 // works while the export goes on and the one sync before Commit finds little left to do.
-void StartWriteBack(int fd) {
+// `bytes` is its size when known, else negative.
+void StartWriteBack(int fd, off_t bytes) {
   struct stat st;
-  if (::fstat(fd, &st) == 0 && st.st_size >= kWriteBackBytes)
-    ::sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
+  if (bytes < 0 && ::fstat(fd, &st) == 0) bytes = st.st_size;
+  if (bytes >= kWriteBackBytes) ::sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
 }
 
 std::string Join(const std::string& folder, const std::string& name) {
@@ -211,15 +212,21 @@ int OutputFolder::StagedFolderFd(const std::string& relative, std::string* error
 
 bool OutputFolder::Write(const std::string& relative, const std::string& content, int64_t mtime,
                          std::string* error) {
-  return Write(
+  return WriteFile(
       relative,
       [&content](int fd, std::string* why) { return OutputFile::WriteAll(fd, content, why); },
-      mtime, error);
+      mtime, static_cast<off_t>(content.size()), error);
 }
 
 bool OutputFolder::Write(const std::string& relative,
                          const std::function<bool(int fd, std::string*)>& fill, int64_t mtime,
                          std::string* error) {
+  return WriteFile(relative, fill, mtime, -1, error);
+}
+
+bool OutputFolder::WriteFile(const std::string& relative,
+                             const std::function<bool(int fd, std::string*)>& fill, int64_t mtime,
+                             off_t bytes, std::string* error) {
   if (fd_ < 0 || done_ || reserved_.erase(relative) == 0) {
     *error = Full(relative) + ": not a name reserved in an open folder";
     return false;
@@ -236,7 +243,7 @@ bool OutputFolder::Write(const std::string& relative,
   std::string why;
   bool written = fill(fd, &why);
   if (!written) *error = Full(relative) + ": " + why;
-  StartWriteBack(fd);
+  if (written) StartWriteBack(fd, bytes);
   if (written && mtime != INT64_MIN) {
     const struct timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(mtime), 0}};
     written = ::futimens(fd, times) == 0;

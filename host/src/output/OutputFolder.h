@@ -25,6 +25,8 @@
 #ifndef VELDRAKE_HOST_OUTPUTFOLDER_H_
 #define VELDRAKE_HOST_OUTPUTFOLDER_H_
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -75,6 +77,9 @@ class OutputFolder {
     std::set<std::string> taken;                 // folded keys of files and folders
   };
 
+  // Write's work; `bytes` is the content's size when known, else negative.
+  bool WriteFile(const std::string& relative, const std::function<bool(int fd, std::string*)>& fill,
+                 int64_t mtime, off_t bytes, std::string* error);
   int StagingFd(std::string* error);
   int StagedFolderFd(const std::string& relative, std::string* error);
   bool MakeStagedFolder(const std::string& relative, std::string* error);
