@@ -201,7 +201,8 @@ int CopyLocked(OpenedBackup& backup, const WholeAttachment& attachment, int fd) 
     message = "no private temporary file can be made in " + TemporaryBase();
     return kVeldrakeBackupNoTemporaryFolder;
   }
-  const int copied = backup.CopyFile(kNotesDomain, attachment.path.c_str(), sealed.get(), &message);
+  const int copied =
+      backup.CopyPlace(attachment.place, kNotesDomain, attachment.path, sealed.get(), &message);
   if (copied != kVeldrakeBackupOk) return copied;
   GcmStream gcm;
   std::string in(kCopyPiece, '\0'), out(kCopyPiece, '\0');
@@ -256,7 +257,7 @@ extern "C" VELDRAKE_BACKUP_API int VeldrakeBackupCopyAttachment(
   }
   try {
     if (whole->locked) return CopyLocked(*tLent->backup, *whole, fd);
-    return tLent->backup->CopyFile(kNotesDomain, whole->path, fd, &LastMessage());
+    return tLent->backup->CopyPlace(whole->place, kNotesDomain, whole->path, fd, &LastMessage());
   } catch (...) {
     return FailedWith(&LastMessage());
   }

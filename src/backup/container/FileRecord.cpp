@@ -62,4 +62,12 @@ bool ParseFileRecord(const void* blob, size_t length, FileRecord* out) {
   return ReadKey(*root, objects, out);
 }
 
+bool IsFileId(const std::string& id) {
+  constexpr size_t kFileIdDigits = 40;
+  if (id.size() != kFileIdDigits) return false;
+  for (char c : id)
+    if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) return false;
+  return true;
+}
+
 }  // namespace veldrake::backup

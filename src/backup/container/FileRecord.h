@@ -21,6 +21,17 @@ struct FileRecord {
   std::string wrappedKey;        // kWrappedKeyBytes, or empty when not encrypted
 };
 
+// Whether `id` is a content's name in the backup: 40 lowercase hex digits.
+bool IsFileId(const std::string& id);
+
+// Where a content is in the backup, as a lookup in Manifest.db found it: its file (40 hex
+// digits) and record. Kept with what refers to the content, so that copying it later
+// needs no second lookup.
+struct ContentPlace {
+  std::string fileId;  // "" when not found
+  FileRecord record;
+};
+
 // Reads the archive of `length` bytes; false when it is no MBFile archive with a size
 // that is not negative (and, where an EncryptionKey is there, one of 44 bytes).
 bool ParseFileRecord(const void* blob, size_t length, FileRecord* out);

@@ -16,16 +16,8 @@
 namespace veldrake::backup {
 namespace {
 
-constexpr size_t kFileIdDigits = 40;
 constexpr size_t kManifestKeyClassBytes = 4;
 constexpr const char* kManifestName = "Manifest.db";
-
-bool IsFileId(const std::string& id) {
-  if (id.size() != kFileIdDigits) return false;
-  for (char c : id)
-    if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) return false;
-  return true;
-}
 
 // A file path as an SQLite URI path: everything but unreserved characters and "/" escaped.
 std::string UriPath(const std::string& path) {

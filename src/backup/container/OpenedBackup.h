@@ -68,7 +68,12 @@ class OpenedBackup {
   // file, reached through no link, whose length fits its recorded size (kFound, *size
   // set), nothing, a folder or a link (in Manifest.db or on disk), or a damaged record.
   enum class Content { kFound, kAbsent, kNotAFile, kDamaged };
-  Content Probe(const char* domain, const std::string& relativePath, int64_t* size);
+  // *place (when given) says where a kFound content is, for CopyPlace.
+  Content Probe(const char* domain, const std::string& relativePath, int64_t* size,
+                ContentPlace* place = nullptr);
+  // CopyFile for a content Probe found at `place`; `domain` and `relativePath` name it.
+  int CopyPlace(const ContentPlace& place, const char* domain, const std::string& relativePath,
+                int fd, std::string* message);
 
   // Turns the result of the code that read the store into what really happened: a failure
   // after a cancel is kVeldrakeBackupCancelled; any result after the guard refused a

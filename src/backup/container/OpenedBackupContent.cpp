@@ -36,7 +36,7 @@ bool OpenedBackup::ListedOtherwise(const char* domain, const std::string& relati
 }
 
 OpenedBackup::Content OpenedBackup::Probe(const char* domain, const std::string& relativePath,
-                                          int64_t* size) {
+                                          int64_t* size, ContentPlace* place) {
   Located located;
   const Lookup found = Locate(domain, relativePath, &located);
   if (found == Lookup::kDamaged) return Content::kDamaged;
@@ -49,8 +49,10 @@ OpenedBackup::Content OpenedBackup::Probe(const char* domain, const std::string&
   if (file.get() < 0 || fstat(file.get(), &st) != 0 || !S_ISREG(st.st_mode))
     return Content::kNotAFile;
   const bool keyed = !facts_.encrypted || located.record.wrappedKey.size() == kWrappedKeyBytes;
-  return keyed && LengthFits(st.st_size, located.record.size, facts_.encrypted) ? Content::kFound
-                                                                                : Content::kDamaged;
+  if (!keyed || !LengthFits(st.st_size, located.record.size, facts_.encrypted))
+    return Content::kDamaged;
+  if (place != nullptr) *place = ContentPlace{located.fileId, located.record};
+  return Content::kFound;
 }
 
 }  // namespace veldrake::backup

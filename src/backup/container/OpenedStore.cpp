@@ -85,6 +85,14 @@ int OpenedBackup::CopyFile(const char* domain, const std::string& relativePath, 
   return Copy(located, fd, what, message);
 }
 
+int OpenedBackup::CopyPlace(const ContentPlace& place, const char* domain,
+                            const std::string& relativePath, int fd, std::string* message) {
+  if (!IsFileId(place.fileId)) return CopyFile(domain, relativePath, fd, message);
+  const Located located{facts_.path + "/" + place.fileId.substr(0, 2) + "/" + place.fileId,
+                        place.fileId, place.record};
+  return Copy(located, fd, facts_.path + ": " + domain + "/" + relativePath, message);
+}
+
 int OpenedBackup::Materialise(const Located& located, const std::string& name,
                               const std::string& shown, std::string* message) {
   Fd out(private_.CreateFile(name.c_str()));

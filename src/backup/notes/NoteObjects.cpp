@@ -288,6 +288,7 @@ void NoteObjects::File(const Row& row, WholeAttachment* attachment, ShownObject*
   }
   attachment->path = path;
   attachment->size = file.size;
+  attachment->place = file.place;
   attachment->kind = kind == TypeClass::kImage     ? kVeldrakeAttachmentImage
                      : kind == TypeClass::kDrawing ? kVeldrakeAttachmentDrawing
                      : kind == TypeClass::kScan    ? kVeldrakeAttachmentScan

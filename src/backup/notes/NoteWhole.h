@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "FileRecord.h"
 #include "NoteCrypto.h"
 #include "NoteInflate.h"
 #include "Warnings.h"
@@ -32,7 +33,8 @@ constexpr const char* kNotesDomain = "AppDomainGroup-group.com.apple.notes";
 // What the backup says of one file of the notes domain.
 struct MediaFile {
   enum State { kFound, kAbsent, kNotAFile, kDamaged } state = kAbsent;
-  int64_t size = -1;  // as Manifest.db records it
+  int64_t size = -1;   // as Manifest.db records it
+  ContentPlace place;  // where a found one is
 };
 using MediaFiles = std::function<MediaFile(const std::string& relativePath)>;
 
@@ -42,6 +44,7 @@ struct WholeAttachment {
   std::string type, fileName, title, url;
   int64_t size = -1;
   std::string path;     // its file in the notes domain; "" when it has none
+  ContentPlace place;   // where that file is in the backup
   bool locked = false;  // the file is sealed with the note's password: `crypto`, `key`
   LockedObject crypto;
   std::string key;  // the file's key, unwrapped (wiped by the reader after the callback)

@@ -19,7 +19,8 @@ constexpr const char* kLegacyPath = "Library/Notes/notes.sqlite";
 MediaFiles NotesMediaFiles(OpenedBackup& backup) {
   return [&backup](const std::string& relative) {
     MediaFile file;
-    const OpenedBackup::Content content = backup.Probe(kNotesDomain, relative, &file.size);
+    const OpenedBackup::Content content =
+        backup.Probe(kNotesDomain, relative, &file.size, &file.place);
     file.state = content == OpenedBackup::Content::kFound      ? MediaFile::kFound
                  : content == OpenedBackup::Content::kNotAFile ? MediaFile::kNotAFile
                  : content == OpenedBackup::Content::kDamaged  ? MediaFile::kDamaged
