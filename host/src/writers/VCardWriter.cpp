@@ -153,8 +153,13 @@ std::string VCardWriter::Escape(const std::string& text) {
 
 std::string VCardWriter::Fold(const std::string& line) {
   std::string out;
-  // A photo's line is hundreds of kilobytes: one allocation for it, its breaks included.
-  out.reserve(line.size() + (line.size() / (kMaxOctets - 1) + 1) * 3 + 2);
+  FoldInto(line, &out);
+  return out;
+}
+
+void VCardWriter::FoldInto(const std::string& line, std::string* out) {
+  // A photo's line is hundreds of kilobytes: room for it, its breaks included, at once.
+  out->reserve(out->size() + line.size() + (line.size() / (kMaxOctets - 1) + 1) * 3 + 2);
   size_t pos = 0;
   size_t room = kMaxOctets;  // the first line has all 75; a continuation spends one on " "
   while (line.size() - pos > room) {
@@ -162,32 +167,49 @@ std::string VCardWriter::Fold(const std::string& line) {
     // Never between the bytes of one UTF-8 sequence.
     while (cut > pos && (static_cast<unsigned char>(line[cut]) & 0xC0) == 0x80) --cut;
     if (cut == pos) cut = pos + room;  // not UTF-8 after all; octets are all that count
-    out.append(line, pos, cut - pos);
-    out += "\r\n ";
+    out->append(line, pos, cut - pos);
+    out->append("\r\n ", 3);
     pos = cut;
     room = kMaxOctets - 1;
   }
-  out.append(line, pos, std::string::npos);
-  out += "\r\n";
-  return out;
+  out->append(line, pos, std::string::npos);
+  out->append("\r\n", 2);
+}
+
+void VCardWriter::StartLine(const Line& line) {
+  line_.clear();
+  if (!line.group.empty()) (line_ += line.group) += '.';
+  line_ += line.name;
+  for (const auto& param : line.params) {
+    if (param.second.empty()) continue;
+    ((line_ += ';') += param.first) += '=';
+    for (size_t i = 0; i < param.second.size(); ++i) {
+      if (i) line_ += ',';
+      line_ += ParamValue(version_ == kVCard4 && param.first == "TYPE" ? Lower(param.second[i])
+                                                                       : param.second[i]);
+    }
+  }
+  line_ += ':';
 }
 
 void VCardWriter::Emit(const Line& line) {
-  std::string text;
-  if (!line.group.empty()) text = line.group + ".";
-  text += line.name;
-  for (const auto& param : line.params) {
-    if (param.second.empty()) continue;
-    text += ";" + param.first + "=";
-    for (size_t i = 0; i < param.second.size(); ++i) {
-      if (i) text += ",";
-      text += ParamValue(version_ == kVCard4 && param.first == "TYPE" ? Lower(param.second[i])
-                                                                      : param.second[i]);
-    }
-  }
-  text += ':';
-  text += line.value;
-  out_ << Fold(text);
+  StartLine(line);
+  line_ += line.value;
+  FoldInto(line_, &card_);
+}
+
+// The picture's base64 goes straight into the line, and the line straight into the card,
+// each a buffer kept from one photo to the next: the line is hundreds of kilobytes.
+void VCardWriter::WritePhoto(const Photo& photo) {
+  const bool v4 = version_ == kVCard4;
+  Line line{"", "PHOTO", {}, ""};
+  if (!v4) line.params = {{"ENCODING", {"b"}}, {"TYPE", {PhotoTypeName(photo)}}};
+  const std::string crop = CropRectangle(photo);
+  if (!crop.empty()) line.params.push_back({"X-ABCROP-RECTANGLE", {crop}});
+  StartLine(line);
+  if (v4) ((line_ += "data:") += photo.mimeType) += ";base64,";
+  AppendBase64(photo.data.data(), photo.data.size(), &line_);
+  FoldInto(line_, &card_);
 }
 
 void VCardWriter::WriteField(const Field& field, int* group) {
@@ -292,15 +314,7 @@ void VCardWriter::WriteDetails(const Contact& c) {
     for (const std::string& name : c.groups) names += (names.empty() ? "" : ",") + Escape(name);
     Emit({"", "CATEGORIES", {}, names});
   }
-  if (c.photo) {
-    const Photo& photo = *c.photo;
-    Line line{"", "PHOTO", {}, ""};
-    if (!v4) line.params = {{"ENCODING", {"b"}}, {"TYPE", {PhotoTypeName(photo)}}};
-    const std::string crop = CropRectangle(photo);
-    if (!crop.empty()) line.params.push_back({"X-ABCROP-RECTANGLE", {crop}});
-    line.value = (v4 ? "data:" + photo.mimeType + ";base64," : "") + Base64(photo.data);
-    Emit(line);
-  }
+  if (c.photo) WritePhoto(*c.photo);
   std::optional<std::string> rev =
       UnixTimeToIso(c.modified != kUnknownDate ? c.modified : c.created);
   if (rev && v4)
@@ -314,8 +328,8 @@ void VCardWriter::Write(const Contact& c) {
   const bool v4 = version_ == kVCard4;
   auto text = [](const Text& t) { return Escape(t.value_or("")); };
   anniversaryWritten_ = false;
-  out_ << "BEGIN:VCARD\r\n";
-  out_ << (v4 ? "VERSION:4.0\r\n" : "VERSION:3.0\r\n");
+  card_.assign("BEGIN:VCARD\r\n");
+  card_ += v4 ? "VERSION:4.0\r\n" : "VERSION:3.0\r\n";
   Emit({"",
         "N",
         {},
@@ -356,7 +370,8 @@ void VCardWriter::Write(const Contact& c) {
   for (const Address& address : c.addresses) WriteAddress(address, &group);
   for (; i < fields.size(); ++i) WriteField(*fields[i], &group);
   WriteDetails(c);
-  out_ << "END:VCARD\r\n";
+  card_ += "END:VCARD\r\n";
+  out_.write(card_.data(), static_cast<std::streamsize>(card_.size()));
 }
 
 }  // namespace host

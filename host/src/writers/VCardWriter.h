@@ -30,6 +30,8 @@ class VCardWriter {
 
   // Folds one unfolded content line and ends it (and each continuation) with CRLF.
   static std::string Fold(const std::string& line);
+  // The same appended to *out.
+  static void FoldInto(const std::string& line, std::string* out);
   // The name a card shows (FN): the name's parts, else the company, else the nickname.
   static std::string FormattedName(const Contact& contact);
   // Backslash-escapes a text value (or one component of a structured value).
@@ -37,7 +39,11 @@ class VCardWriter {
 
  private:
   struct Line;
+  // The line's group, name and parameters up to its colon, into line_.
+  void StartLine(const Line& line);
+  // The whole line, folded, into the card.
   void Emit(const Line& line);
+  void WritePhoto(const Photo& photo);
   void WriteField(const Field& field, int* group);
   // A date item's line; true when its label goes into an X-ABLabel.
   bool DateLine(const std::string& label, const std::string& value, Line* line);
@@ -48,6 +54,8 @@ class VCardWriter {
   std::ostream& out_;
   Version version_;
   bool anniversaryWritten_ = false;  // vCard 4.0 allows one ANNIVERSARY per card
+  std::string line_;                 // the unfolded line being made
+  std::string card_;                 // the card so far, folded; written whole at its end
 };
 
 }  // namespace host
