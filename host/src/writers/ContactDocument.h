@@ -1,7 +1,8 @@
 // ContactDocument: contacts one after another in one document (standard output, one file
 // or one file of a folder), each rendered as it arrives so that one person (one photo) is
-// in memory at a time. vCard, JSON and Outlook's fixed columns go straight out; our own
-// and Google's tables size their numbered columns from every contact, so their rows wait,
+// in memory at a time; a vCard's picture line is partly made on a second thread, so two
+// photos at most (VCardWriter's overlap). vCard, JSON and Outlook's fixed columns go straight out;
+// our own and Google's tables size their numbered columns from every contact, so their rows wait,
 // without photos, in a private temporary (ContactTable) until End.
 //
 // Ownership: borrows the stream; owns the temporary. Thread contract: one thread.

@@ -8,16 +8,8 @@
 
 #include "Dates.h"
 #include "Labels.h"
-#include "Photos.h"
 
 namespace host {
-
-struct VCardWriter::Line {
-  std::string group;
-  std::string name;
-  std::vector<std::pair<std::string, std::vector<std::string>>> params;
-  std::string value;  // already escaped
-};
 
 namespace {
 
@@ -176,39 +168,25 @@ void VCardWriter::FoldInto(const std::string& line, std::string* out) {
   out->append("\r\n", 2);
 }
 
-void VCardWriter::StartLine(const Line& line) {
-  line_.clear();
-  if (!line.group.empty()) (line_ += line.group) += '.';
-  line_ += line.name;
+void VCardWriter::StartLine(const Line& line, std::string* out) const {
+  out->clear();
+  if (!line.group.empty()) (*out += line.group) += '.';
+  *out += line.name;
   for (const auto& param : line.params) {
     if (param.second.empty()) continue;
-    ((line_ += ';') += param.first) += '=';
+    ((*out += ';') += param.first) += '=';
     for (size_t i = 0; i < param.second.size(); ++i) {
-      if (i) line_ += ',';
-      line_ += ParamValue(version_ == kVCard4 && param.first == "TYPE" ? Lower(param.second[i])
-                                                                       : param.second[i]);
+      if (i) *out += ',';
+      *out += ParamValue(version_ == kVCard4 && param.first == "TYPE" ? Lower(param.second[i])
+                                                                      : param.second[i]);
     }
   }
-  line_ += ':';
+  *out += ':';
 }
 
 void VCardWriter::Emit(const Line& line) {
-  StartLine(line);
+  StartLine(line, &line_);
   line_ += line.value;
-  FoldInto(line_, &card_);
-}
-
-// The picture's base64 goes straight into the line, and the line straight into the card,
-// each a buffer kept from one photo to the next: the line is hundreds of kilobytes.
-void VCardWriter::WritePhoto(const Photo& photo) {
-  const bool v4 = version_ == kVCard4;
-  Line line{"", "PHOTO", {}, ""};
-  if (!v4) line.params = {{"ENCODING", {"b"}}, {"TYPE", {PhotoTypeName(photo)}}};
-  const std::string crop = CropRectangle(photo);
-  if (!crop.empty()) line.params.push_back({"X-ABCROP-RECTANGLE", {crop}});
-  StartLine(line);
-  if (v4) ((line_ += "data:") += photo.mimeType) += ";base64,";
-  AppendBase64(photo.data.data(), photo.data.size(), &line_);
   FoldInto(line_, &card_);
 }
 
@@ -371,7 +349,7 @@ void VCardWriter::Write(const Contact& c) {
   for (; i < fields.size(); ++i) WriteField(*fields[i], &group);
   WriteDetails(c);
   card_ += "END:VCARD\r\n";
-  out_.write(card_.data(), static_cast<std::streamsize>(card_.size()));
+  EndCard();
 }
 
 }  // namespace host
