@@ -44,13 +44,20 @@ void VCardWriter::HoldBackPhoto(const Photo& photo) {
   card_.clear();
   photo_.assign(photo.data);
   held_ = true;
-  // Every digest has the same length, so a stand-in keeps the line's shape until it comes.
+  // A stand-in of a digest's length until the digest comes.
   StartPhotoLine(photo, photo.hasCrop ? std::string(kCropDigestChars, 'A') : "", &photoLine_);
+  // Room for what is made of the picture, made here: the second thread then allocates
+  // nothing of size (and the heap it uses is this thread's to count).
+  const size_t line = photoLine_.size() + (photo_.size() + 2) / 3 * 4 + 1;
+  photoLine_.reserve(line);
+  folded_.clear();
+  folded_.reserve(FoldedRoom(line));
   digestAt_ = std::string::npos;
-  // Room for the base64 made here: the second thread then allocates nothing of size.
-  photoLine_.reserve(photoLine_.size() + (photo_.size() + 2) / 3 * 4 + 1);
   if (!photo.hasCrop) {
-    task_->Start([this] { AppendBase64(photo_.data(), photo_.size(), &photoLine_); });
+    task_->Start([this] {
+      AppendBase64(photo_.data(), photo_.size(), &photoLine_);
+      FoldInto(photoLine_, &folded_);
+    });
     return;
   }
   // The crop is the line's last parameter, and ends at its first colon: no parameter of
@@ -73,10 +80,12 @@ void VCardWriter::WriteHeldBack() {
   if (!held_) return;
   held_ = false;
   task_->Wait();
-  if (digestAt_ != std::string::npos) photoLine_.replace(digestAt_, kCropDigestChars, digest_);
-  FoldInto(photoLine_, &before_);
-  out_.write(before_.data(), static_cast<std::streamsize>(before_.size()));
-  out_.write(after_.data(), static_cast<std::streamsize>(after_.size()));
+  if (digestAt_ != std::string::npos) {
+    photoLine_.replace(digestAt_, kCropDigestChars, digest_);
+    FoldInto(photoLine_, &folded_);
+  }
+  for (const std::string* part : {&before_, &folded_, &after_})
+    out_.write(part->data(), static_cast<std::streamsize>(part->size()));
   before_.clear();
   after_.clear();
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -149,23 +150,34 @@ std::string VCardWriter::Fold(const std::string& line) {
   return out;
 }
 
+size_t VCardWriter::FoldedRoom(size_t octets) {
+  return octets + (octets / (kMaxOctets - 1) + 1) * 3 + 2;
+}
+
 void VCardWriter::FoldInto(const std::string& line, std::string* out) {
-  // A photo's line is hundreds of kilobytes: room for it, its breaks included, at once.
-  out->reserve(out->size() + line.size() + (line.size() / (kMaxOctets - 1) + 1) * 3 + 2);
-  size_t pos = 0;
+  // A photo's line is hundreds of kilobytes: room for it, its breaks included, at once,
+  // and plain copies into that room rather than an append per piece.
+  const size_t start = out->size();
+  out->resize(start + FoldedRoom(line.size()));
+  char* to = &(*out)[start];
+  const char* from = line.data();
+  size_t left = line.size();
   size_t room = kMaxOctets;  // the first line has all 75; a continuation spends one on " "
-  while (line.size() - pos > room) {
-    size_t cut = pos + room;
+  while (left > room) {
+    size_t cut = room;
     // Never between the bytes of one UTF-8 sequence.
-    while (cut > pos && (static_cast<unsigned char>(line[cut]) & 0xC0) == 0x80) --cut;
-    if (cut == pos) cut = pos + room;  // not UTF-8 after all; octets are all that count
-    out->append(line, pos, cut - pos);
-    out->append("\r\n ", 3);
-    pos = cut;
+    while (cut > 0 && (static_cast<unsigned char>(from[cut]) & 0xC0) == 0x80) --cut;
+    if (cut == 0) cut = room;  // not UTF-8 after all; octets are all that count
+    std::memcpy(to, from, cut);
+    std::memcpy(to + cut, "\r\n ", 3);
+    to += cut + 3;
+    from += cut;
+    left -= cut;
     room = kMaxOctets - 1;
   }
-  out->append(line, pos, std::string::npos);
-  out->append("\r\n", 2);
+  std::memcpy(to, from, left);
+  std::memcpy(to + left, "\r\n", 2);
+  out->resize(static_cast<size_t>(to + left + 2 - out->data()));
 }
 
 void VCardWriter::StartLine(const Line& line, std::string* out) const {

@@ -11,7 +11,8 @@
 // A picture's line is most of an export's work: its base64 and the MD5 its crop carries.
 // A writer made with `overlap` has one of the two made on a second thread
 // (BackgroundTask) while the export goes on: a cropped picture's digest while this thread
-// encodes it, an uncropped picture's base64 while this thread reads the people after it.
+// encodes it, an uncropped picture's base64 and fold while this thread reads the people
+// after it.
 // Its card and the cards after it are then held back until the next picture, until they
 // pass kHeldBack, or until Finish; the bytes are the same as without.
 //
@@ -56,6 +57,8 @@ class VCardWriter {
   static std::string Fold(const std::string& line);
   // The same appended to *out.
   static void FoldInto(const std::string& line, std::string* out);
+  // The most octets a line of `octets` takes folded.
+  static size_t FoldedRoom(size_t octets);
   // The name a card shows (FN): the name's parts, else the company, else the nickname.
   static std::string FormattedName(const Contact& contact);
   // Backslash-escapes a text value (or one component of a structured value).
@@ -95,9 +98,9 @@ class VCardWriter {
   std::string card_;                 // the card so far, folded; written whole at its end
   // With `overlap`, while a picture's line is being made (held_): the cards before the
   // line, the picture's copy, the unfolded line, where the digest goes in it (npos:
-  // nowhere), the digest, and the cards after the line.
+  // nowhere), the digest, the folded line, and the cards after the line.
   bool held_ = false;
-  std::string before_, photo_, photoLine_, digest_, after_;
+  std::string before_, photo_, photoLine_, digest_, folded_, after_;
   size_t digestAt_ = std::string::npos;
   std::unique_ptr<BackgroundTask> task_;  // last: its job ends before the rest goes
 };
