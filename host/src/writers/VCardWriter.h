@@ -9,12 +9,11 @@
 // 3.0, a data: URI in 4.0, with the phone's X-ABCROP-RECTANGLE), the last change REV.
 //
 // A picture's line is most of an export's work: its base64 and the MD5 its crop carries.
-// A writer made with `overlap` has one of the two made on a second thread
-// (BackgroundTask) while the export goes on: a cropped picture's digest while this thread
-// encodes it, an uncropped picture's base64 and fold while this thread reads the people
-// after it.
-// Its card and the cards after it are then held back until the next picture, until they
-// pass kHeldBack, or until Finish; the bytes are the same as without.
+// A writer made with `overlap` has part of it made on a second thread (BackgroundTask)
+// while the export goes on: a cropped picture's digest while this thread encodes it, an
+// uncropped picture's base64 and fold while this thread reads the people after it. Its
+// card and the cards after it are then held back until the next picture, until they pass
+// kHeldBack, or until Finish; the bytes are the same as without.
 //
 // Ownership: writes to a stream the caller owns; with `overlap`, owns a copy of the
 // picture being worked on. Thread contract: one writer per thread; the second thread
@@ -50,7 +49,7 @@ class VCardWriter {
   // Writes what is held back. Throws what making a picture's line threw (std::bad_alloc).
   void Finish();
 
-  // How many octets of cards after a picture are held back at most.
+  // Past this many octets of cards after a picture, the picture's line is waited for.
   static constexpr size_t kHeldBack = 64 * 1024;
 
   // Folds one unfolded content line and ends it (and each continuation) with CRLF.
