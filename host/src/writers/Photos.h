@@ -34,7 +34,7 @@ std::string CropRectangle(const Photo& photo);
 std::string CropRectangle(const Photo& photo, const std::string& digest);
 // The base64 MD5 of `size` bytes as the crop carries it; "" if OpenSSL cannot make it.
 std::string CropDigest(const char* bytes, size_t size);
-// The length of every digest CropDigest makes.
+// The length of the digest CropDigest makes (when OpenSSL can make one).
 constexpr size_t kCropDigestChars = 24;
 
 }  // namespace host
