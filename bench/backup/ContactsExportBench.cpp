@@ -1,14 +1,14 @@
 // Contacts with photos from a plain backup (PhotoBackup.h: 1,000 and 100,000 people, one in
 // five with a 200 KB picture, kept with a crop or, in a second backup, without one)
-// exported to vCard 3.0 through the host's own path: the
-// backup library lends each person to Exporter::OnContact, the Exporter copies it with its
-// photo, and ContactDocument renders the card (base64 photo, crop, folded lines) as it
-// arrives. The cards go to a stream buffer that counts and drops them, so the figure is the
-// host's work and not the disk's (5.3 GiB of cards at 100,000 people). Beside it in the same
-// run, the floor: the same image blobs read straight from the images database with SQLite
-// and base64-encoded by the host's own encoder; and that floor with the MD5 of each picture
-// that a card's crop rectangle carries (X-ABCROP-RECTANGLE, as the phone writes it), the
-// least work a card with its crop needs; a picture without a crop needs no digest. Peak memory: the
+// exported to vCard 3.0 through the host's own path: the backup library lends each person
+// to Exporter::OnContact, the Exporter copies it with its photo, and ContactDocument
+// renders the card (base64 photo, crop, folded lines) as it arrives. The cards go to a
+// stream buffer that counts and drops them, so the figure is the host's work and not the
+// disk's (5.3 GiB of cards at 100,000 people). Beside it in the same run, the floor: the
+// same image blobs read straight from the images database with SQLite and base64-encoded
+// by the host's own encoder; and that floor with the MD5 of each picture that a card's
+// crop rectangle carries (X-ABCROP-RECTANGLE, as the phone writes it), the least work a
+// card with its crop needs; a picture without a crop needs no digest. Peak memory: the
 // exporting thread's heap (bench/common/HeapCounter.h) and SQLite's own high-water mark.
 #include <openssl/evp.h>
 #include <sqlite3.h>

@@ -215,7 +215,7 @@ TEST(VCardWriter, HeldBackCardsComeOutAsWrittenOneByOne) {
                                     "S-", "-C-U-", "CCUU", "C" + kNotes + "U" + kNotes + "S"};
   auto person = [](char kind, unsigned i) {
     const bool crop = kind == 'C' || kind == 'S';
-    const size_t size = kind == 'S' ? 1 : 4000 + 1000 * i % 3;
+    const size_t size = kind == 'S' ? 1 : 4000 + i % 3;  // every base64 padding
     std::optional<Photo> photo;
     if (kind == 'C' || kind == 'S' || kind == 'U')
       photo = Photo{kind == 'C' ? "image/jpeg" : "image/png", Bytes(size, i), crop, 1, 2, 30};
