@@ -9,10 +9,13 @@
 #include <cstdint>
 #include <fstream>
 #include <functional>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "Accounts.h"
+#include "BackgroundTask.h"
+#include "ContactDocument.h"
 #include "Dates.h"
 #include "Exporter.h"
 #include "GoogleCsvWriter.h"
@@ -200,6 +203,57 @@ TEST(VCardWriter, PhotosGroupsAndDatesAreReadBackByVobject) {
       EXPECT_EQ(card["photo"]["crop"], CropRectangle(*c.photo));
     }
   }
+}
+
+// A document's vCards, whose pictures' lines are partly made on a second thread with the
+// cards after them held back, against the same cards written one by one on this thread.
+// People by letter: C a cropped JPEG, S a cropped one-byte PNG, U an uncropped PNG, n no
+// photo and a long note (a few of them pass what is held back), - no photo.
+TEST(VCardWriter, HeldBackCardsComeOutAsWrittenOneByOne) {
+  const std::string kNotes(40, 'n');
+  const std::string kSequences[] = {"",   "---",   "C",    "U",
+                                    "S-", "-C-U-", "CCUU", "C" + kNotes + "U" + kNotes + "S"};
+  auto person = [](char kind, unsigned i) {
+    const bool crop = kind == 'C' || kind == 'S';
+    const size_t size = kind == 'S' ? 1 : 4000 + i % 3;  // every base64 padding
+    std::optional<Photo> photo;
+    if (kind == 'C' || kind == 'S' || kind == 'U')
+      photo = Photo{kind == 'C' ? "image/jpeg" : "image/png", Bytes(size, i), crop, 1, 2, 30};
+    Contact c = Person("Ann", photo, {}, 1000, kUnknownDate);
+    if (kind == 'n') c.notes = std::string(2000, 'x');
+    return c;
+  };
+  for (const Format format : {Format::kVCard3, Format::kVCard4})
+    for (const std::string& sequence : kSequences) {
+      SCOPED_TRACE(sequence + (format == Format::kVCard4 ? " 4.0" : " 3.0"));
+      const VCardWriter::Version version =
+          format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3;
+      std::ostringstream expected, out;
+      std::string error;
+      {
+        ContactDocument document(out, format, false, nullptr);
+        for (unsigned i = 0; i < sequence.size(); ++i) {
+          const Contact c = person(sequence[i], i);
+          VCardWriter(expected, version).Write(c);
+          ASSERT_TRUE(document.Add(c, nullptr, &error)) << error;
+        }
+        ASSERT_TRUE(document.End(&error)) << error;
+      }
+      EXPECT_EQ(out.str(), expected.str());
+    }
+}
+
+// The second thread's jobs run in turn, and what one throws reaches the waiting thread.
+TEST(BackgroundTask, JobsRunInTurnAndTheirFailuresReachTheWaiter) {
+  std::vector<int> done;  // before the task: its last job outlives the test's body
+  BackgroundTask task;
+  for (int i = 0; i < 3; ++i) task.Start([&done, i] { done.push_back(i); });
+  task.Wait();
+  EXPECT_EQ(done, (std::vector<int>{0, 1, 2}));
+  task.Start([] { throw std::bad_alloc(); });
+  EXPECT_THROW(task.Wait(), std::bad_alloc);
+  EXPECT_NO_THROW(task.Wait());
+  task.Start([&done] { done.push_back(3); });  // waited for by the destructor
 }
 
 // Google's and Outlook's tables as the csv module reads them: each cell where the

@@ -1,6 +1,8 @@
 // Contacts rendered into one document as they arrive.
 #include "ContactDocument.h"
 
+#include <new>
+
 #include "CsvWriter.h"
 #include "GoogleCsvWriter.h"
 #include "OutlookCsvWriter.h"
@@ -18,7 +20,7 @@ ContactDocument::ContactDocument(std::ostream& out, Format format, bool bom, std
   if (format == Format::kContactsJson) json_.reset(new JsonWriter::ContactArray(out));
   if (format == Format::kVCard3 || format == Format::kVCard4)
     vcard_.reset(new VCardWriter(
-        out, format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3));
+        out, format == Format::kVCard4 ? VCardWriter::kVCard4 : VCardWriter::kVCard3, true));
 }
 
 bool ContactDocument::NeedsSpool(Format format) {
@@ -48,6 +50,14 @@ bool ContactDocument::Add(const Contact& contact, const std::string* photoPath,
 bool ContactDocument::End(std::string* error) {
   if (table_) return table_->Finish(out_, bom_, error);
   if (json_) json_->End();
+  if (vcard_) {
+    try {
+      vcard_->Finish();
+    } catch (const std::bad_alloc&) {
+      *error = "out of memory while encoding a photo";
+      return false;
+    }
+  }
   Start();
   return true;
 }

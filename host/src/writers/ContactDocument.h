@@ -1,10 +1,12 @@
 // ContactDocument: contacts one after another in one document (standard output, one file
 // or one file of a folder), each rendered as it arrives so that one person (one photo) is
-// in memory at a time. vCard, JSON and Outlook's fixed columns go straight out; our own
-// and Google's tables size their numbered columns from every contact, so their rows wait,
-// without photos, in a private temporary (ContactTable) until End.
+// in memory at a time (two with vCard, whose picture lines are partly made on a second
+// thread: VCardWriter's overlap). vCard, JSON and Outlook's fixed columns go straight out;
+// our own and Google's tables size their numbered columns from every contact, so their
+// rows wait, without photos, in a private temporary (ContactTable) until End.
 //
-// Ownership: borrows the stream; owns the temporary. Thread contract: one thread.
+// Ownership: borrows the stream; owns the temporary. Thread contract: one thread (the
+// vCard writer keeps its second thread to itself).
 #ifndef VELDRAKE_HOST_CONTACTDOCUMENT_H_
 #define VELDRAKE_HOST_CONTACTDOCUMENT_H_
 

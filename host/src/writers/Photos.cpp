@@ -30,17 +30,21 @@ constexpr size_t kChunk = 3 * 1024 * 1024;
 
 std::string Base64(const std::string& bytes) {
   std::string out;
-  size_t used = 0;
-  out.resize((bytes.size() + 2) / 3 * 4 + 1);  // EVP_EncodeBlock ends with a NUL
-  for (size_t pos = 0; pos < bytes.size(); pos += kChunk) {
-    const size_t n = std::min(kChunk, bytes.size() - pos);
-    const int written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[used]),
-                                        reinterpret_cast<const unsigned char*>(bytes.data() + pos),
-                                        static_cast<int>(n));
+  AppendBase64(bytes.data(), bytes.size(), &out);
+  return out;
+}
+
+void AppendBase64(const char* bytes, size_t size, std::string* out) {
+  size_t used = out->size();
+  out->resize(used + (size + 2) / 3 * 4 + 1);  // EVP_EncodeBlock ends with a NUL
+  for (size_t pos = 0; pos < size; pos += kChunk) {
+    const size_t n = std::min(kChunk, size - pos);
+    const int written =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&(*out)[used]),
+                        reinterpret_cast<const unsigned char*>(bytes + pos), static_cast<int>(n));
     used += static_cast<size_t>(written);
   }
-  out.resize(used);
-  return out;
+  out->resize(used);
 }
 
 std::string PhotoTypeName(const Photo& photo) {
@@ -53,13 +57,23 @@ std::string PhotoExtension(const Photo& photo) {
 
 std::string CropRectangle(const Photo& photo) {
   if (!photo.hasCrop) return "";
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned int length = 0;
-  if (EVP_Digest(photo.data.data(), photo.data.size(), digest, &length, EVP_md5(), nullptr) != 1)
-    length = 0;
+  return CropRectangle(photo, CropDigest(photo.data.data(), photo.data.size()));
+}
+
+std::string CropRectangle(const Photo& photo, const std::string& digest) {
+  if (!photo.hasCrop) return "";
   const std::string side = std::to_string(photo.cropWidth);
   return "ABClipRect_1&" + std::to_string(photo.cropX) + "&" + std::to_string(photo.cropY) + "&" +
-         side + "&" + side + "&" + Base64(std::string(reinterpret_cast<char*>(digest), length));
+         side + "&" + side + "&" + digest;
+}
+
+std::string CropDigest(const char* bytes, size_t size) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  if (EVP_Digest(bytes, size, digest, &length, EVP_md5(), nullptr) != 1) length = 0;
+  std::string out;
+  AppendBase64(reinterpret_cast<const char*>(digest), length, &out);
+  return out;
 }
 
 }  // namespace host

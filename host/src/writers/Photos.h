@@ -8,6 +8,7 @@
 #ifndef VELDRAKE_HOST_PHOTOS_H_
 #define VELDRAKE_HOST_PHOTOS_H_
 
+#include <cstddef>
 #include <string>
 
 #include "Records.h"
@@ -19,6 +20,8 @@ constexpr char kPhotoFolder[] = "photos";
 
 // Standard base64 with padding, no line breaks.
 std::string Base64(const std::string& bytes);
+// The same appended to *out, whose capacity a caller may reuse from one image to the next.
+void AppendBase64(const char* bytes, size_t size, std::string* out);
 
 // "JPEG", "PNG" or "HEIC" for vCard 3.0's TYPE parameter.
 std::string PhotoTypeName(const Photo& photo);
@@ -26,6 +29,13 @@ std::string PhotoTypeName(const Photo& photo);
 std::string PhotoExtension(const Photo& photo);
 // The X-ABCROP-RECTANGLE value, or "" when the phone stored no crop.
 std::string CropRectangle(const Photo& photo);
+// The same with the image's digest already made (CropDigest), so that it can be made
+// elsewhere than where the card is written.
+std::string CropRectangle(const Photo& photo, const std::string& digest);
+// The base64 MD5 of `size` bytes as the crop carries it; "" if OpenSSL cannot make it.
+std::string CropDigest(const char* bytes, size_t size);
+// The length of the digest CropDigest makes (when OpenSSL can make one).
+constexpr size_t kCropDigestChars = 24;
 
 }  // namespace host
 
