@@ -111,9 +111,13 @@ int OpenTopFile(const std::string& folder, const char* name) {
 
 int OpenContent(const std::string& folder, const std::string& fileId) {
   Fd root(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (root.get() < 0 || fileId.size() <= kFolderDigits) return -1;
+  return root.get() < 0 ? -1 : OpenContentAt(root.get(), fileId);
+}
+
+int OpenContentAt(int root, const std::string& fileId) {
+  if (root < 0 || fileId.size() <= kFolderDigits) return -1;
   const std::string twoHex = fileId.substr(0, kFolderDigits);
-  Fd sub(openat(root.get(), twoHex.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  Fd sub(openat(root, twoHex.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   return sub.get() < 0 ? -1 : OpenRegularAt(sub.get(), fileId.c_str());
 }
 

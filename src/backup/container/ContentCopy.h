@@ -27,6 +27,8 @@ int OpenTopFile(const std::string& folder, const char* name);
 // Opens the content of `fileId` (40 hex digits), `folder`/<its first two>/`fileId`, the
 // same way. -1 otherwise.
 int OpenContent(const std::string& folder, const std::string& fileId);
+// The same in the backup folder open at `root`.
+int OpenContentAt(int root, const std::string& fileId);
 // Why OpenContent refuses a content reached through a link (its two-hex folder or the
 // file itself); "" when neither is one.
 std::string ContentLinkRefusal(const std::string& folder, const std::string& fileId);

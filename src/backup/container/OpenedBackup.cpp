@@ -1,8 +1,10 @@
 // Manifest.db, the keybag and the stores of one opened backup.
 #include "OpenedBackup.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 
@@ -73,6 +75,7 @@ OpenedBackup::OpenedBackup()
 
 OpenedBackup::~OpenedBackup() {
   sqlite3_finalize(locate_);
+  if (root_ >= 0) close(root_);
   sqlite3_close(manifest_);
 }
 
@@ -81,6 +84,7 @@ int OpenedBackup::Open(const std::string& folder, const char* password, std::str
   const int read = ReadBackupFacts(folder, &facts_, message);
   if (read != kVeldrakeBackupOk) return read;
   if (warnings != nullptr && !facts_.infoProblem.empty()) warnings->Say(facts_.infoProblem);
+  root_ = open(facts_.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   return OpenManifest(password, message);
 }
 

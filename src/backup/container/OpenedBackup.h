@@ -123,6 +123,7 @@ class OpenedBackup {
   // asks for on its own thread at the same time.
   std::mutex manifestLock_;
   sqlite3_stmt* locate_ = nullptr;
+  int root_ = -1;  // the backup folder, opened once for every content reached in it
   // The buffer every decrypting copy of an encrypted backup's files goes through, made
   // with the first and wiped when the backup is closed: a fresh one per file was a tenth
   // of an export of thousands of attachments.

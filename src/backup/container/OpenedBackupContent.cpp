@@ -45,7 +45,7 @@ OpenedBackup::Content OpenedBackup::Probe(const char* domain, const std::string&
   *size = located.record.size;
   struct stat st;
   if (lstat(located.file.c_str(), &st) != 0) return Content::kAbsent;
-  Fd file(OpenContent(facts_.path, located.fileId));  // refuses links at either step
+  Fd file(OpenContentAt(root_, located.fileId));  // refuses links at either step
   if (file.get() < 0 || fstat(file.get(), &st) != 0 || !S_ISREG(st.st_mode))
     return Content::kNotAFile;
   const bool keyed = !facts_.encrypted || located.record.wrappedKey.size() == kWrappedKeyBytes;

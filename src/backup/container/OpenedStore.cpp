@@ -61,7 +61,7 @@ int OpenedBackup::Copy(const Located& located, int fd, const std::string& what,
     }
   }
   if (facts_.encrypted && !scratch_) scratch_ = std::make_unique<SecretBuffer>(kCopyScratchBytes);
-  Fd in(OpenContent(facts_.path, located.fileId));
+  Fd in(OpenContentAt(root_, located.fileId));
   const Copied copied = in.get() < 0 ? Copied::kCannotRead
                                      : CopyContent(in.get(), fd, facts_.encrypted ? &key : nullptr,
                                                    located.record.size, scratch_.get());
@@ -105,7 +105,7 @@ int OpenedBackup::Materialise(const Located& located, const std::string& name,
 
 int OpenedBackup::OpenInPlace(const Located& content, Store& store, sqlite3** db,
                               std::string* message) {
-  Fd file(OpenContent(facts_.path, content.fileId));  // refuses links at either step
+  Fd file(OpenContentAt(root_, content.fileId));  // refuses links at either step
   struct stat st;
   if (file.get() >= 0 && fstat(file.get(), &st) == 0 && st.st_size != content.record.size) {
     *message = content.file + " (" + store.name + ") is not as long as Manifest.db records";
