@@ -18,7 +18,7 @@ namespace {
 // note at a time (each hand-over is a sleep and a wake), little enough to bound memory
 // by a few notes whatever their size. A full queue takes more only once half of it is
 // gone.
-constexpr size_t kDepth = 16;
+constexpr size_t kDepth = 64;
 constexpr size_t kBytes = size_t{4} << 20;
 
 // A note, or a warning when `note` is null. A note is wiped however it goes.

@@ -77,10 +77,9 @@ std::string StagingName() {
 
 // Starts writing a large file to the disk now, without waiting for it, so that the disk
 // works while the export goes on and the one sync before Commit finds little left to do.
-// `bytes` is its size when known, else negative.
+// `bytes` is its size when known, else negative: then where the writes left the file.
 void StartWriteBack(int fd, off_t bytes) {
-  struct stat st;
-  if (bytes < 0 && ::fstat(fd, &st) == 0) bytes = st.st_size;
+  if (bytes < 0) bytes = ::lseek(fd, 0, SEEK_CUR);
   if (bytes >= kWriteBackBytes) ::sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
 }
 
@@ -171,8 +170,6 @@ int OutputFolder::StagingFd(std::string* error) {
   if (!staging_.empty())
     stagingFd_ = ::openat(fd_, staging_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (stagingFd_ < 0) *error = Reason(path_, errno);
-  lastFolder_.clear();
-  lastFolderFd_ = stagingFd_;
   return stagingFd_;
 }
 
@@ -181,11 +178,17 @@ int OutputFolder::StagingFd(std::string* error) {
 // in place fails before it writes, not after.
 bool OutputFolder::MakeStagedFolder(const std::string& relative, std::string* error) {
   if (relative.empty() || stagedFolders_.count(relative) != 0) return true;
-  if (!MakeStagedFolder(SplitLast(relative).first, error)) return false;
+  const std::string parent = SplitLast(relative).first;
+  if (!MakeStagedFolder(parent, error)) return false;
+  // Below a folder that is not there yet nothing is: Commit checks again in any case.
   struct stat st;
-  if (::fstatat(fd_, relative.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
+  if (absentTargets_.count(parent) != 0) {
+    absentTargets_.insert(relative);
+  } else if (::fstatat(fd_, relative.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
     if (!UsableStat(st, Full(relative), error)) return false;
-  } else if (errno != ENOENT) {
+  } else if (errno == ENOENT) {
+    absentTargets_.insert(relative);
+  } else {
     *error = Reason(Full(relative), errno);
     return false;
   }
@@ -195,19 +198,6 @@ bool OutputFolder::MakeStagedFolder(const std::string& relative, std::string* er
   }
   stagedFolders_.insert(relative);
   return true;
-}
-
-// The descriptor of a staged folder; one stays open at a time, whatever the tree's size.
-int OutputFolder::StagedFolderFd(const std::string& relative, std::string* error) {
-  if (relative == lastFolder_ && lastFolderFd_ >= 0) return lastFolderFd_;
-  if (!MakeStagedFolder(relative, error)) return -1;
-  if (lastFolderFd_ >= 0 && lastFolderFd_ != stagingFd_) ::close(lastFolderFd_);
-  lastFolder_ = relative;
-  lastFolderFd_ = relative.empty() ? stagingFd_
-                                   : ::openat(stagingFd_, relative.c_str(),
-                                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (lastFolderFd_ < 0) *error = Reason(Full(relative), errno);
-  return lastFolderFd_;
 }
 
 bool OutputFolder::Write(const std::string& relative, const std::string& content, int64_t mtime,
@@ -231,10 +221,10 @@ bool OutputFolder::WriteFile(const std::string& relative,
     *error = Full(relative) + ": not a name reserved in an open folder";
     return false;
   }
-  const auto parts = SplitLast(relative);
-  const int folder = StagingFd(error) < 0 ? -1 : StagedFolderFd(parts.first, error);
-  if (folder < 0) return false;
-  const int fd = ::openat(folder, parts.second.c_str(),
+  // Reached by its path inside the private folder, which no one else can enter: no
+  // descriptor per folder to open and close as the export goes from one to the next.
+  if (StagingFd(error) < 0 || !MakeStagedFolder(SplitLast(relative).first, error)) return false;
+  const int fd = ::openat(stagingFd_, relative.c_str(),
                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode);
   if (fd < 0) {
     *error = Reason(Full(relative), errno);
@@ -254,7 +244,7 @@ bool OutputFolder::WriteFile(const std::string& relative,
     *error = Reason(Full(relative), errno);
   }
   // A file that failed is dropped, so the export may go on without it.
-  if (!written) ::unlinkat(folder, parts.second.c_str(), 0);
+  if (!written) ::unlinkat(stagingFd_, relative.c_str(), 0);
   return written;
 }
 
@@ -375,8 +365,6 @@ bool OutputFolder::Commit(std::string* error) {
 // Removes everything this export made that is not committed: the private folder and the
 // folder itself when it made it.
 void OutputFolder::Discard() {
-  if (lastFolderFd_ >= 0 && lastFolderFd_ != stagingFd_) ::close(lastFolderFd_);
-  lastFolderFd_ = -1;
   if (stagingFd_ >= 0) ::close(stagingFd_);
   stagingFd_ = -1;
   if (!staging_.empty()) {

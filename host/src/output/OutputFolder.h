@@ -14,12 +14,12 @@
 // - Files: written into one private folder of this export inside the folder (".veldrake-"
 //   and random letters, mode 0700, registered with Signals so that a signal removes it
 //   whole), under the tree and names they will have, with their final mode (0666 less the
-//   umask). Commit moves them into place: a folder or file that is not there yet is
-//   renamed in whole (a new export of many files is a few renames), an earlier export's
-//   folder is merged into and its files swapped with the new ones; a link, or anything not
-//   ours, standing where a name goes refuses the whole commit before anything moves. Until
-//   Commit nothing is visible; a folder never committed is left as it was found (one it
-//   made is removed).
+//   umask), reached by their paths inside it (no one else can enter it). Commit moves them into
+//   place: a folder or file that is not there yet is renamed in whole (a new export of many files
+//   is a few renames), an earlier export's folder is merged into and its files swapped with the new
+//   ones; a link, or anything not ours, standing where a name goes refuses the whole commit before
+//   anything moves. Until Commit nothing is visible; a folder never committed is left as it was
+//   found (one it made is removed).
 //
 // Ownership: owns its descriptor and temporaries. Thread contract: one thread.
 #ifndef VELDRAKE_HOST_OUTPUTFOLDER_H_
@@ -81,7 +81,6 @@ class OutputFolder {
   bool WriteFile(const std::string& relative, const std::function<bool(int fd, std::string*)>& fill,
                  int64_t mtime, off_t bytes, std::string* error);
   int StagingFd(std::string* error);
-  int StagedFolderFd(const std::string& relative, std::string* error);
   bool MakeStagedFolder(const std::string& relative, std::string* error);
   bool Merge(int from, int to, const std::string& relative, bool apply, std::string* error);
   bool MergeEntry(int from, int to, const std::string& name, const std::string& relative,
@@ -108,8 +107,7 @@ class OutputFolder {
   std::map<std::string, Names> names_;
   std::set<std::string> reserved_;       // relative paths Reserve gave, not yet written
   std::set<std::string> stagedFolders_;  // relative folders made in the private folder
-  std::string lastFolder_;               // the staged folder last written into...
-  int lastFolderFd_ = -1;                // ...and its descriptor (the top's when "")
+  std::set<std::string> absentTargets_;  // ...of which nothing stood in the folder
   std::vector<Move> moves_;              // what Commit has put in place so far
 };
 
