@@ -11,17 +11,17 @@ const size_t kBufferBytes = 64 * 1024;
 }  // namespace
 
 BudgetBuffer::BudgetBuffer(int fd, Budget* budget)
-    : fd_(fd), budget_(budget), buffer_(kBufferBytes) {
-  setp(buffer_.data(), buffer_.data() + buffer_.size());
+    : fd_(fd), budget_(budget), buffer_(new char[kBufferBytes]) {
+  setp(buffer_.get(), buffer_.get() + kBufferBytes);
 }
 
 bool BudgetBuffer::Flush() {
   const size_t size = static_cast<size_t>(pptr() - pbase());
-  setp(buffer_.data(), buffer_.data() + buffer_.size());
+  setp(buffer_.get(), buffer_.get() + kBufferBytes);
   if (!error_.empty() || !budget_->AddRendered(size)) return false;
   if (size == 0) return true;
   if (!budget_->AddWritten(size)) return false;
-  return OutputFile::WriteBytes(fd_, buffer_.data(), size, &error_);
+  return OutputFile::WriteBytes(fd_, buffer_.get(), size, &error_);
 }
 
 BudgetBuffer::int_type BudgetBuffer::overflow(int_type c) {

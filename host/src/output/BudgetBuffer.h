@@ -6,9 +6,9 @@
 #ifndef VELDRAKE_HOST_BUDGETBUFFER_H_
 #define VELDRAKE_HOST_BUDGETBUFFER_H_
 
+#include <memory>
 #include <streambuf>
 #include <string>
-#include <vector>
 
 #include "ExportLimits.h"
 
@@ -33,8 +33,8 @@ class BudgetBuffer : public std::streambuf {
 
   int fd_;
   Budget* budget_;
-  std::vector<char> buffer_;
-  std::string error_;  // a write's reason
+  std::unique_ptr<char[]> buffer_;  // kBufferBytes, left uninitialised: one per file
+  std::string error_;               // a write's reason
 };
 
 }  // namespace host
