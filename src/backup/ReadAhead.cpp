@@ -132,12 +132,11 @@ void QueueWarning(const char* line, void* context) {
 // The reader's side: its notes copied into the queue (the reader wipes its own).
 void Read(const NoteReader& read, Queue* queue) {
   const WholeCallback deliver = [queue](WholeNote& note) {
-    Item item;
-    if (!queue->Admit(note.text.size() + note.markdown.size() + note.html.size()))
-      return kVeldrakeBackupStopped;
+    const size_t bytes = note.text.size() + note.markdown.size() + note.html.size();
+    if (!queue->Admit(bytes)) return kVeldrakeBackupStopped;
     // A locked note is copied, so that the reader's wipe of its own reaches every byte
     // (a moved string may leave its short text behind); any other is moved.
-    const size_t bytes = note.text.size() + note.markdown.size() + note.html.size();
+    Item item;
     item.note = note.wasLocked ? std::make_unique<WholeNote>(note)
                                : std::make_unique<WholeNote>(std::move(note));
     queue->Add(std::move(item));
